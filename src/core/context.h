@@ -1,0 +1,56 @@
+#pragma once
+// The program-wide values, kept under their classic names, and the ports the
+// procedures talk through. Every run (and every test) builds its own context;
+// nothing here is a global.
+#include <cstdint>
+#include <string>
+
+namespace lp {
+
+class Host;
+class Prompts;
+class ProfileFiles;
+class RegistryStore;
+class Logger;
+class SerialPorts;
+
+// The screen operations that procedures call back into (screen switching and
+// the like). The shell supplies the real one; tests record the calls.
+class ScreenCalls {
+public:
+    virtual ~ScreenCalls() = default;
+    virtual void SelectScreen(const std::string& screenKey) = 0;
+    virtual void UnloadMainWindow() = 0;
+    // Mouse pointer: 0 default, 11 hourglass.
+    virtual void setMousePointer(int pointer) = 0;
+};
+
+struct Ports {
+    Host* host = nullptr;
+    Prompts* prompts = nullptr;
+    ProfileFiles* profiles = nullptr;
+    RegistryStore* registry = nullptr;
+    Logger* log = nullptr;
+    SerialPorts* serialPorts = nullptr;
+    ScreenCalls* screens = nullptr;
+};
+
+struct Context {
+    Ports ports;
+
+    // Shell (start-up and main window).
+    std::string g_strRegistryKey;
+    int16_t g_intToolkitMode = 1; // 1 standard, 2 compact, -1 wireless-only
+    std::string g_strDeviceKind;  // "LPII SIP", "B&B SIP", "WLP" or empty
+    bool g_blnLP2Selected = false;
+    bool g_blnWLPSelected = false;
+    bool g_blnCGPSelected = false;
+    bool g_blnFatalDriverError = false;
+    std::string g_strLP2DriverVersion;
+    std::string commandLine; // the program's command line, as given
+
+    // Registry module.
+    int32_t g_lngRegResult = 0;
+};
+
+} // namespace lp
