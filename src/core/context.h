@@ -13,6 +13,8 @@ class ProfileFiles;
 class RegistryStore;
 class Logger;
 class SerialPorts;
+class Rp1210Driver;
+class FileVersionReader;
 
 // The screen operations that procedures call back into (screen switching and
 // the like). The shell supplies the real one; tests record the calls.
@@ -33,6 +35,8 @@ struct Ports {
     Logger* log = nullptr;
     SerialPorts* serialPorts = nullptr;
     ScreenCalls* screens = nullptr;
+    Rp1210Driver* rp1210 = nullptr;
+    FileVersionReader* fileVersions = nullptr;
 };
 
 struct Context {
@@ -51,6 +55,18 @@ struct Context {
 
     // Registry module.
     int32_t g_lngRegResult = 0;
+
+    // RP1210 driver interface.
+    int16_t g_nClientID = 0;
+    bool g_blnRP1210Connected = false;
+
+    // Serial links. The port-name text is shared by the second-generation and
+    // compact links, as it always was.
+    std::string g_strLP2Port;
+    std::string g_strLP2ReplyHex;
+    // Set when the driver is missing: the main window unloads itself once its
+    // start-up work is done.
+    bool closeRequested = false;
 };
 
 } // namespace lp
