@@ -129,4 +129,49 @@ void VirtualClock::stopTimer(int id) { timers_.erase(id); }
 
 bool VirtualClock::timerActive(int id) const { return timers_.count(id) != 0; }
 
+namespace {
+
+class VirtualTimer final : public HostTimer {
+public:
+    VirtualTimer(VirtualClock& clock, std::function<void()> onTick) : clock_(clock), onTick_(std::move(onTick)) {}
+    ~VirtualTimer() override { setEnabled(false); }
+    void setInterval(int32_t ms) override
+    {
+        interval_ = ms;
+        if (id_)
+            restart();
+    }
+    int32_t interval() const override { return interval_; }
+    void setEnabled(bool enabled) override
+    {
+        if (enabled)
+            restart();
+        else if (id_) {
+            clock_.stopTimer(id_);
+            id_ = 0;
+        }
+    }
+    bool enabled() const override { return id_ != 0; }
+
+private:
+    void restart()
+    {
+        if (id_)
+            clock_.stopTimer(id_);
+        // An interval of 0 leaves a classic timer idle.
+        id_ = interval_ > 0 ? clock_.startTimer(interval_, onTick_) : 0;
+    }
+    VirtualClock& clock_;
+    std::function<void()> onTick_;
+    int32_t interval_ = 0;
+    int id_ = 0;
+};
+
+} // namespace
+
+std::unique_ptr<HostTimer> VirtualClock::createTimer(std::function<void()> onTick)
+{
+    return std::make_unique<VirtualTimer>(*this, std::move(onTick));
+}
+
 } // namespace lp::sim

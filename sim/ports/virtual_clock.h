@@ -27,6 +27,7 @@ public:
     void sleepMilliseconds(int32_t ms) override;
     void pumpMessages() override;
     bool waitUntil(const std::function<bool()>& condition, int32_t timeoutMs) override;
+    std::unique_ptr<HostTimer> createTimer(std::function<void()> onTick) override;
 
     // Scheduler (device events)
     int64_t nowUs() const override { return nowUs_; }

@@ -10,8 +10,22 @@
 // of the tests advances time instantly.
 #include <cstdint>
 #include <functional>
+#include <memory>
 
 namespace lp {
+
+// A window timer (the classic timer control): its ticks are messages, so they
+// run only while messages run, and a tick that falls due during a delay is
+// delivered once, afterwards.
+class HostTimer {
+public:
+    virtual ~HostTimer() = default;
+    virtual void setInterval(int32_t ms) = 0;
+    virtual int32_t interval() const = 0;
+    // Enabling (re)starts the interval; disabling drops a pending tick.
+    virtual void setEnabled(bool enabled) = 0;
+    virtual bool enabled() const = 0;
+};
 
 class Host {
 public:
@@ -34,6 +48,10 @@ public:
     // Returns the last value of condition(). The condition is checked before
     // the first wait, so an already-true condition costs nothing.
     virtual bool waitUntil(const std::function<bool()>& condition, int32_t timeoutMs) = 0;
+
+    // A timer that calls onTick on every tick; created disabled. The timer
+    // must not outlive the host.
+    virtual std::unique_ptr<HostTimer> createTimer(std::function<void()> onTick) = 0;
 };
 
 } // namespace lp
