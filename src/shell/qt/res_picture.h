@@ -1,0 +1,22 @@
+#pragma once
+// The numbered pictures: the window icon and the toolbar bitmaps, drawn by
+// the program itself so that they scale to any screen.
+#include <QIcon>
+#include <QImage>
+
+#include <cstdint>
+
+namespace lp {
+
+// The picture kinds of the classic resource call.
+enum class ResPictureKind { Bitmap = 0, Icon = 1, Cursor = 2 };
+
+// Icon 101: the adapter emblem (window icon, dialog picture).
+// Bitmap 101: summary list; 102: exit door; 103: flash into the adapter.
+// Anything else gives a null image. `size` is the edge in pixels.
+QImage LoadResPicture(int16_t id, ResPictureKind kind, int size = 32);
+
+// The picture at the usual icon sizes, for windows and buttons.
+QIcon resIcon(int16_t id, ResPictureKind kind);
+
+} // namespace lp
