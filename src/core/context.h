@@ -4,6 +4,7 @@
 // nothing here is a global.
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace lp {
 
@@ -15,6 +16,7 @@ class Logger;
 class SerialPorts;
 class Rp1210Driver;
 class FileVersionReader;
+class TcpSockets;
 
 // The screen operations that procedures call back into (screen switching and
 // the like). The shell supplies the real one; tests record the calls.
@@ -37,6 +39,7 @@ struct Ports {
     ScreenCalls* screens = nullptr;
     Rp1210Driver* rp1210 = nullptr;
     FileVersionReader* fileVersions = nullptr;
+    TcpSockets* tcpSockets = nullptr;
 };
 
 struct Context {
@@ -64,6 +67,13 @@ struct Context {
     // compact links, as it always was.
     std::string g_strLP2Port;
     std::string g_strLP2ReplyHex;
+
+    // Wireless adapter list: parallel arrays, entry i of each describes one
+    // adapter, in the order of the driver's INI lists.
+    std::vector<std::string> g_astrWLPNames;
+    std::vector<std::string> g_astrWLPAddresses;
+    std::vector<std::string> g_astrWLPSerials;
+
     // Set when the driver is missing: the main window unloads itself once its
     // start-up work is done.
     bool closeRequested = false;
