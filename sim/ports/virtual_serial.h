@@ -7,6 +7,7 @@
 // the host's rate and judges for itself; the host receives a garbled byte.
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -82,13 +83,22 @@ public:
     std::string lastError() const override { return lastError_; }
 
     int baud() const { return baudOfSettings(settings_); }
+    // Hands every byte that reaches this port to `hook` instead of the input
+    // buffer (a bridge that relays the device's replies to a real line).
+    void setReceiveHook(std::function<void(uint8_t)> hook) { receiveHook_ = std::move(hook); }
     bool rts() const { return rts_; }
     bool dtr() const { return dtr_; }
     int inputMode() const { return inputMode_; }
 
 private:
     friend class SerialLine;
-    void deliver(uint8_t byte) { input_.push_back(byte); }
+    void deliver(uint8_t byte)
+    {
+        if (receiveHook_)
+            receiveHook_(byte);
+        else
+            input_.push_back(byte);
+    }
     bool refuse(std::string why);
 
     VirtualSerialPorts& ports_;
@@ -100,6 +110,7 @@ private:
     std::unique_ptr<SerialLine> line_;
     std::deque<uint8_t> input_;
     std::string lastError_;
+    std::function<void(uint8_t)> receiveHook_;
 };
 
 // The machine's serial ports: which numbers exist, which device hangs on

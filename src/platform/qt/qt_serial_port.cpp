@@ -1,0 +1,312 @@
+#include "platform/qt/qt_serial_port.h"
+
+#include <QSerialPort>
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/logger.h"
+#include "platform/serial_port_map.h"
+
+#ifndef _WIN32
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+#endif
+
+namespace lp {
+
+namespace {
+
+// Large enough for any reply or flash acknowledgement stream, small enough
+// that a device that floods the line cannot eat the machine's memory.
+constexpr qint64 kReadBufferBytes = 1 << 20;
+
+bool parseInt(const std::string& text, int& out, int max)
+{
+    if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    out = std::atoi(text.c_str());
+    return out <= max;
+}
+
+std::string trimmed(const std::string& text)
+{
+    size_t b = text.find_first_not_of(' ');
+    if (b == std::string::npos)
+        return {};
+    size_t e = text.find_last_not_of(' ');
+    return text.substr(b, e - b + 1);
+}
+
+// The path the device really has, so that two links to one device lock the
+// same thing.
+std::string resolved(const std::string& path)
+{
+    std::error_code ec;
+    auto real = std::filesystem::canonical(path, ec);
+    return ec ? path : real.string();
+}
+
+} // namespace
+
+bool parseSerialSettings(const std::string& text, SerialSettings& out)
+{
+    std::string parts[4];
+    size_t start = 0;
+    for (int i = 0; i < 4; ++i) {
+        size_t comma = text.find(',', start);
+        if ((i < 3) != (comma != std::string::npos))
+            return false;
+        parts[i] = trimmed(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+        start = comma + 1;
+    }
+    SerialSettings s;
+    if (!parseInt(parts[0], s.baud, 4000000) || s.baud < 1)
+        return false;
+    if (parts[1].size() != 1)
+        return false;
+    char p = static_cast<char>(parts[1][0] | 0x20);
+    if (p != 'n' && p != 'e' && p != 'o' && p != 'm' && p != 's')
+        return false;
+    s.parity = p;
+    if (!parseInt(parts[2], s.dataBits, 8) || s.dataBits < 5)
+        return false;
+    if (parts[3] == "1")
+        s.stopBits = 10;
+    else if (parts[3] == "1.5")
+        s.stopBits = 15;
+    else if (parts[3] == "2")
+        s.stopBits = 20;
+    else
+        return false;
+    out = s;
+    return true;
+}
+
+bool serialDeviceLockedElsewhere(const std::string& path)
+{
+#ifdef _WIN32
+    (void)path;
+    return false; // Windows refuses the open itself
+#else
+    int fd = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    bool locked = ::flock(fd, LOCK_EX | LOCK_NB) != 0;
+    ::close(fd); // also drops the lock if we took it
+    return locked;
+#endif
+}
+
+QtSerialPort::QtSerialPort(Logger* log) : log_(log) {}
+
+QtSerialPort::~QtSerialPort() { setPortOpen(false); }
+
+bool QtSerialPort::refuse(std::string why)
+{
+    lastError_ = std::move(why);
+    return false;
+}
+
+bool QtSerialPort::portOpen() const { return port_impl_ && port_impl_->isOpen(); }
+
+bool QtSerialPort::setCommPort(int16_t port)
+{
+    if (portOpen())
+        return refuse("Port already open");
+    if (port < kFirstComPort || port > kLastComPort)
+        return refuse("Invalid port number");
+    port_ = port;
+    return true;
+}
+
+bool QtSerialPort::setSettings(const std::string& settings)
+{
+    SerialSettings parsed;
+    if (!parseSerialSettings(settings, parsed))
+        return refuse("Invalid property value: " + settings);
+    settings_ = parsed;
+    settingsText_ = settings;
+    if (portOpen() && !applySettings())
+        return false;
+    return true;
+}
+
+bool QtSerialPort::applySettings()
+{
+    QSerialPort& p = *port_impl_;
+    bool ok = p.setBaudRate(settings_.baud);
+    ok = ok && p.setDataBits(static_cast<QSerialPort::DataBits>(settings_.dataBits));
+    QSerialPort::Parity parity = QSerialPort::NoParity;
+    switch (settings_.parity) {
+    case 'e': parity = QSerialPort::EvenParity; break;
+    case 'o': parity = QSerialPort::OddParity; break;
+    case 'm': parity = QSerialPort::MarkParity; break;
+    case 's': parity = QSerialPort::SpaceParity; break;
+    default: break;
+    }
+    ok = ok && p.setParity(parity);
+    ok = ok && p.setStopBits(settings_.stopBits == 20   ? QSerialPort::TwoStop
+                             : settings_.stopBits == 15 ? QSerialPort::OneAndHalfStop
+                                                        : QSerialPort::OneStop);
+    ok = ok && p.setFlowControl(QSerialPort::NoFlowControl);
+    if (!ok) {
+        std::string why = p.errorString().toStdString();
+        p.clearError();
+        return refuse("Invalid property value: " + settingsText_ + " (" + why + ")");
+    }
+    return true;
+}
+
+void QtSerialPort::applyModemLines()
+{
+    if (!portOpen())
+        return;
+    // A pseudo-terminal has no modem lines and refuses both; the adapter
+    // does not need them there, so the refusal is dropped.
+    if (!port_impl_->setRequestToSend(rts_) || !port_impl_->setDataTerminalReady(dtr_))
+        port_impl_->clearError();
+}
+
+bool QtSerialPort::setRTSEnable(bool on)
+{
+    rts_ = on;
+    applyModemLines();
+    return true;
+}
+
+bool QtSerialPort::setDTREnable(bool on)
+{
+    dtr_ = on;
+    applyModemLines();
+    return true;
+}
+
+bool QtSerialPort::setPortOpen(bool open)
+{
+    if (!open) {
+        if (portOpen())
+            port_impl_->close(); // closing the descriptor drops the lock too
+        return true;
+    }
+    if (portOpen())
+        return refuse("Port already open");
+    std::string path = devicePathForPort(port_);
+    if (path.empty())
+        return refuse("Invalid port number: COM" + std::to_string(port_) + " is not mapped to a device");
+    devicePath_ = resolved(path);
+    if (!port_impl_) {
+        port_impl_ = std::make_unique<QSerialPort>();
+        port_impl_->setReadBufferSize(kReadBufferBytes);
+    }
+    QSerialPort& p = *port_impl_;
+    p.setPortName(QString::fromStdString(devicePath_));
+    if (!p.open(QIODevice::ReadWrite)) {
+        std::string why = p.errorString().toStdString();
+        p.clearError();
+        std::string reason;
+        if (!canOpenDevice(devicePath_, &reason))
+            why = reason; // names the group to join on "permission denied"
+        if (log_)
+            log_->warning(LogSubsystem::Platform, "COM" + std::to_string(port_) + ": " + why);
+        return refuse(why);
+    }
+#ifndef _WIN32
+    if (::flock(static_cast<int>(p.handle()), LOCK_EX | LOCK_NB) != 0) {
+        p.close();
+        std::string why = devicePath_ + ": in use by another program";
+        if (log_)
+            log_->info(LogSubsystem::Platform, "COM" + std::to_string(port_) + ": " + why);
+        return refuse("Port already open: " + why);
+    }
+#endif
+    if (!applySettings()) {
+        p.close();
+        return false;
+    }
+    applyModemLines();
+    p.clear(); // nothing from before our time
+    p.clearError();
+    return true;
+}
+
+bool QtSerialPort::output(const Bytes& bytes)
+{
+    if (!portOpen())
+        return refuse("Operation valid only when the port is open");
+    QSerialPort& p = *port_impl_;
+    qint64 written = p.write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
+    if (written != static_cast<qint64>(bytes.size())) {
+        std::string why = p.errorString().toStdString();
+        p.clearError();
+        return refuse("Write failed: " + why);
+    }
+    // No event loop runs during the delay that follows: hand the bytes to
+    // the OS now. A device that takes nothing for two seconds is stuck.
+    p.flush();
+    for (int tries = 0; p.bytesToWrite() > 0 && tries < 20; ++tries) {
+        if (!p.waitForBytesWritten(100))
+            p.clearError();
+    }
+    if (p.bytesToWrite() > 0)
+        return refuse("Write timed out");
+    return true;
+}
+
+void QtSerialPort::pullFromSystem()
+{
+    if (!portOpen())
+        return;
+    if (!port_impl_->waitForReadyRead(0))
+        port_impl_->clearError(); // a time-out here only means "nothing new"
+}
+
+int QtSerialPort::inBufferCount()
+{
+    if (!portOpen())
+        return 0;
+    pullFromSystem();
+    qint64 n = port_impl_->bytesAvailable();
+    return n > INT32_MAX ? INT32_MAX : static_cast<int>(n);
+}
+
+Bytes QtSerialPort::input()
+{
+    if (!portOpen())
+        return {};
+    pullFromSystem();
+    QByteArray data = port_impl_->readAll();
+    return Bytes(data.begin(), data.end());
+}
+
+std::unique_ptr<SerialPort> QtSerialPorts::create() { return std::make_unique<QtSerialPort>(log_); }
+
+bool QtSerialPorts::isRs232Present(int32_t port)
+{
+    if (port < kFirstComPort || port > kLastComPort)
+        return false;
+    std::string path = devicePathForPort(port);
+    if (path.empty())
+        return false;
+    path = resolved(path);
+    return isRs232ClassDevice(path) && !serialDeviceLockedElsewhere(path);
+}
+
+bool QtSerialPorts::canOpen(const std::string& deviceName)
+{
+    std::string path = devicePathForPort(portOfDeviceName(deviceName));
+    if (path.empty())
+        return false;
+    path = resolved(path);
+    std::string reason;
+    if (!canOpenDevice(path, &reason)) {
+        if (log_)
+            log_->info(LogSubsystem::Platform, deviceName + ": " + reason);
+        return false;
+    }
+    return !serialDeviceLockedElsewhere(path);
+}
+
+} // namespace lp

@@ -1,0 +1,88 @@
+#pragma once
+// The real serial ports, over QSerialPort.
+//
+// A port number becomes a device through the port map (serial_port_map.h),
+// so COM5 can be a pseudo-terminal linked in the dosdevices folder. The
+// procedures poll the port after plain delays, during which no Qt event
+// runs: every read here first pulls what the OS holds (waitForReadyRead(0))
+// and every write is pushed to the OS at once, so the port answers like the
+// classic control that asked the driver directly.
+//
+// On Linux an open port also takes an exclusive advisory lock (flock), and
+// a port locked by another program (the adapter's driver while it has a
+// client) is refused as "in use". TIOCEXCL, which QSerialPort sets, does not
+// stop a second opener running as root; the lock does.
+#include <memory>
+#include <string>
+
+#include "platform/serial_port.h"
+
+class QSerialPort;
+
+namespace lp {
+
+class Logger;
+
+// Parsed "9600,n,8,1"; false when the text is not a valid setting.
+struct SerialSettings {
+    int baud = 9600;
+    char parity = 'n'; // n e o m s
+    int dataBits = 8;  // 5 to 8
+    int stopBits = 10; // in tenths: 10, 15 or 20
+};
+bool parseSerialSettings(const std::string& text, SerialSettings& out);
+
+class QtSerialPort final : public SerialPort {
+public:
+    explicit QtSerialPort(Logger* log = nullptr);
+    ~QtSerialPort() override;
+
+    bool setCommPort(int16_t port) override;
+    int16_t commPort() const override { return port_; }
+    bool setSettings(const std::string& settings) override;
+    std::string settings() const override { return settingsText_; }
+    bool setRTSEnable(bool on) override;
+    bool setDTREnable(bool on) override;
+    bool setPortOpen(bool open) override;
+    bool portOpen() const override;
+    void setInputMode(int mode) override { inputMode_ = mode; }
+    bool output(const Bytes& bytes) override;
+    int inBufferCount() override;
+    Bytes input() override;
+    std::string lastError() const override { return lastError_; }
+
+    // The device path the port was last opened on (for the log and tests).
+    const std::string& devicePath() const { return devicePath_; }
+
+private:
+    bool refuse(std::string why);
+    bool applySettings();
+    void applyModemLines();
+    void pullFromSystem();
+
+    Logger* log_;
+    std::unique_ptr<QSerialPort> port_impl_;
+    int16_t port_ = 1;
+    std::string settingsText_ = "9600,n,8,1";
+    SerialSettings settings_;
+    bool rts_ = false, dtr_ = false;
+    int inputMode_ = 0;
+    std::string devicePath_;
+    std::string lastError_;
+};
+
+class QtSerialPorts final : public SerialPorts {
+public:
+    explicit QtSerialPorts(Logger* log = nullptr) : log_(log) {}
+    std::unique_ptr<SerialPort> create() override;
+    bool isRs232Present(int32_t port) override;
+    bool canOpen(const std::string& deviceName) override;
+
+private:
+    Logger* log_;
+};
+
+// True when another program holds the device's exclusive lock.
+bool serialDeviceLockedElsewhere(const std::string& path);
+
+} // namespace lp
