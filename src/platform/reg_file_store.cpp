@@ -1,0 +1,247 @@
+#include "platform/reg_file_store.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+
+#include "platform/atomic_file.h"
+#include "platform/user_folders.h"
+
+namespace lp {
+
+namespace {
+
+constexpr int32_t ERROR_TOO_MANY_OPEN_FILES = 4;
+
+} // namespace
+
+std::string defaultRegistryFilePath()
+{
+    if (const char* file = std::getenv("LINKPORT_REGISTRY_FILE"); file && *file)
+        return file;
+    std::string folder = userConfigFolder();
+    return folder.empty() ? std::string() : folder + "/registry.reg";
+}
+
+RegFileStore::RegFileStore(std::string path) : path_(std::move(path))
+{
+    refresh(true);
+}
+
+RegFileStore::Stamp RegFileStore::stampNow() const
+{
+    Stamp stamp;
+    std::error_code ec;
+    if (path_.empty() || !std::filesystem::exists(path_, ec))
+        return stamp;
+    stamp.exists = true;
+    stamp.size = std::filesystem::file_size(path_, ec);
+    if (ec)
+        stamp.size = static_cast<uintmax_t>(-1);
+    stamp.modified = std::filesystem::last_write_time(path_, ec);
+    return stamp;
+}
+
+void RegFileStore::refresh(bool always)
+{
+    Stamp now = stampNow();
+    if (!always && now == stamp_)
+        return;
+    stamp_ = now;
+    load();
+}
+
+void RegFileStore::load()
+{
+    auto becomeEmpty = [this](FileState state) {
+        state_ = state;
+        doc_ = RegDocument();
+        loadedText_.clear();
+    };
+    if (path_.empty()) {
+        becomeEmpty(FileState::Unreadable);
+        return;
+    }
+    std::error_code ec;
+    auto status = std::filesystem::status(path_, ec);
+    if (!std::filesystem::exists(status)) {
+        becomeEmpty(FileState::Missing);
+        return;
+    }
+    if (std::filesystem::is_directory(status)) {
+        becomeEmpty(FileState::Unreadable);
+        return;
+    }
+    if (std::filesystem::file_size(path_, ec) > kMaxFileBytes && !ec) {
+        becomeEmpty(FileState::TooLarge);
+        return;
+    }
+    std::string text;
+    if (!readWholeFile(path_, text, kMaxFileBytes, nullptr)) {
+        // Gone between the look and the read, grown past the limit, or not
+        // readable by us: nothing to show, and nothing we may overwrite.
+        bool gone = !std::filesystem::exists(path_, ec);
+        becomeEmpty(gone ? FileState::Missing : FileState::Unreadable);
+        return;
+    }
+    if ((state_ == FileState::Registry || state_ == FileState::NotARegistry) && text == loadedText_)
+        return;
+    doc_ = RegDocument::parse(text);
+    state_ = doc_.hasHeader() ? FileState::Registry : FileState::NotARegistry;
+    loadedText_ = std::move(text);
+}
+
+bool RegFileStore::resolve(HKEY root, const std::string& subKey, std::string& path, int32_t& result) const
+{
+    std::string base;
+    if (root != HKEY_LOCAL_MACHINE) {
+        auto it = handles_.find(root);
+        if (it == handles_.end()) {
+            result = ERROR_INVALID_HANDLE;
+            return false;
+        }
+        base = it->second;
+    }
+    auto normal = normalizeRegKeyPath(subKey);
+    if (!normal) {
+        result = ERROR_INVALID_PARAMETER;
+        return false;
+    }
+    path = base.empty() ? *normal : normal->empty() ? base : base + "\\" + *normal;
+    result = ERROR_SUCCESS;
+    return true;
+}
+
+int32_t RegFileStore::newHandle(const std::string& path, HKEY& out)
+{
+    if (handles_.size() >= kMaxHandles)
+        return ERROR_TOO_MANY_OPEN_FILES;
+    // The smallest free number: handles stay small, as the program expects.
+    HKEY handle = 1;
+    for (const auto& [used, ignored] : handles_) {
+        if (used != handle)
+            break;
+        ++handle;
+    }
+    handles_.emplace(handle, path);
+    out = handle;
+    return ERROR_SUCCESS;
+}
+
+int32_t RegFileStore::regOpenKey(HKEY root, const std::string& subKey, HKEY& out)
+{
+    out = 0;
+    std::string path;
+    int32_t result = ERROR_SUCCESS;
+    if (!resolve(root, subKey, path, result))
+        return result;
+    refresh(true);
+    if (!doc_.keyExists(path))
+        return ERROR_FILE_NOT_FOUND;
+    return newHandle(path, out);
+}
+
+int32_t RegFileStore::regCreateKey(HKEY root, const std::string& subKey, HKEY& out)
+{
+    out = 0;
+    std::string path;
+    int32_t result = ERROR_SUCCESS;
+    if (!resolve(root, subKey, path, result))
+        return result;
+    refresh(true);
+    if (!doc_.keyExists(path)) {
+        result = modify([&path](RegDocument& doc) { return doc.createKey(path); });
+        if (result != ERROR_SUCCESS)
+            return result;
+    }
+    return newHandle(path, out);
+}
+
+int32_t RegFileStore::regQueryValueEx(HKEY key, const std::string& valueName, uint32_t* type, uint8_t* data,
+                                      uint32_t* size)
+{
+    auto it = handles_.find(key);
+    if (it == handles_.end())
+        return ERROR_INVALID_HANDLE;
+    if (data && !size)
+        return ERROR_INVALID_PARAMETER;
+    refresh(false);
+    const RegData* value = doc_.findValue(it->second, valueName);
+    if (!value)
+        return ERROR_FILE_NOT_FOUND;
+    const auto length = static_cast<uint32_t>(value->bytes.size()); // bounded by the file size
+    if (type)
+        *type = value->type;
+    if (!data) {
+        if (size)
+            *size = length;
+        return ERROR_SUCCESS;
+    }
+    uint32_t room = *size;
+    *size = length;
+    if (room < length)
+        return ERROR_MORE_DATA;
+    if (length > 0)
+        std::memcpy(data, value->bytes.data(), length);
+    return ERROR_SUCCESS;
+}
+
+int32_t RegFileStore::regSetValueEx(HKEY key, const std::string& valueName, uint32_t type, const uint8_t* data,
+                                    uint32_t size)
+{
+    auto it = handles_.find(key);
+    if (it == handles_.end())
+        return ERROR_INVALID_HANDLE;
+    if ((!data && size > 0) || size > kMaxFileBytes || !isStorableRegValueName(valueName))
+        return ERROR_INVALID_PARAMETER;
+    RegData value;
+    value.type = type;
+    if (size > 0)
+        value.bytes.assign(reinterpret_cast<const char*>(data), size);
+    const std::string path = it->second;
+    return modify([&](RegDocument& doc) {
+        const RegData* old = doc.findValue(path, valueName);
+        if (old && *old == value)
+            return false;
+        doc.setValue(path, valueName, std::move(value));
+        return true;
+    });
+}
+
+int32_t RegFileStore::regCloseKey(HKEY key)
+{
+    return handles_.erase(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+}
+
+int32_t RegFileStore::modify(const std::function<bool(RegDocument&)>& change)
+{
+    if (path_.empty())
+        return ERROR_WRITE_FAULT;
+    std::filesystem::path parent = std::filesystem::path(path_).parent_path();
+    if (!parent.empty() && !makeFolders(parent.string()))
+        return ERROR_WRITE_FAULT;
+    FileLock lock(path_);
+    if (!lock.locked())
+        return ERROR_WRITE_FAULT;
+    // Another process may have written since we last looked.
+    stamp_ = stampNow();
+    load();
+    if (state_ != FileState::Missing && state_ != FileState::Registry)
+        return ERROR_ACCESS_DENIED;
+    if (!change(doc_))
+        return ERROR_SUCCESS;
+    std::string text = doc_.text();
+    if (text.size() > kMaxFileBytes || !replaceFileAtomically(path_, text, nullptr)) {
+        // Back to what the file holds: the failed change must not linger.
+        stamp_ = stampNow();
+        state_ = FileState::Unreadable;
+        load();
+        return text.size() > kMaxFileBytes ? ERROR_ACCESS_DENIED : ERROR_WRITE_FAULT;
+    }
+    state_ = FileState::Registry;
+    loadedText_ = std::move(text);
+    stamp_ = stampNow();
+    return ERROR_SUCCESS;
+}
+
+} // namespace lp

@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include "platform/reg_file_store.h"
+#include "settings/modRegistry.h"
+#include "support/temp_dir.h"
+
+using namespace lp;
+using lp::test::readFile;
+using lp::test::TempDir;
+using lp::test::writeFile;
+
+namespace {
+
+const std::string kKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
+
+struct Fixture {
+    TempDir dir;
+    std::string path = dir.file("registry.reg");
+    RegFileStore store{path};
+    Context ctx;
+    Fixture() { ctx.ports.registry = &store; }
+};
+
+} // namespace
+
+TEST(ModRegistry, ReadsTextAndNumbersOnly)
+{
+    Fixture f;
+    writeFile(f.path, "Windows Registry Editor Version 5.00\n\n"
+                      "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Halvorn Inc.\\Linkport Toolkit]\n"
+                      "\"PrevAdapter\"=\"LPII SIP\"\n"
+                      "\"NoNul\"=hex(1):42,26,42,20,53,49,50\n"
+                      "\"Embedded\"=hex(1):57,4c,50,00,6a,75,6e,6b,00\n"
+                      "\"LeadingNul\"=hex(1):00,41\n"
+                      "\"Baud\"=dword:0000e100\n"
+                      "\"Minus\"=dword:ffffffff\n"
+                      "\"Binary\"=hex:41,42,00\n"
+                      "\"Expand\"=hex(2):41,42,00\n");
+
+    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "LPII SIP");
+    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_SUCCESS);
+    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "NoNul").text(), "B&B SIP");
+    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Embedded").text(), "WLP");
+    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "LeadingNul").text(), "");
+
+    RegValue baud = RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Baud");
+    ASSERT_TRUE(baud.isNumber());
+    EXPECT_EQ(std::get<int32_t>(baud.data), 57600);
+    EXPECT_EQ(baud.text(), "57600");
+    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Minus").text(), "-1");
+
+    for (auto name : {"Binary", "Expand", "Missing"}) {
+        RegValue v = RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, name);
+        EXPECT_FALSE(v.isNumber()) << name;
+        EXPECT_EQ(v.text(), "") << name;
+        EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_SUCCESS) << name; // the close succeeded last
+    }
+
+    // A missing key: the null handle is closed too, and that close fails.
+    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, "SOFTWARE\\Nobody", "Path").text(), "");
+    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_INVALID_HANDLE);
+
+    EXPECT_TRUE(RegKeyExists(f.ctx, HKEY_LOCAL_MACHINE, kKey + "\\"));
+    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_SUCCESS);
+    EXPECT_TRUE(RegKeyExists(f.ctx, HKEY_LOCAL_MACHINE, "software\\HALVORN INC."));
+    EXPECT_FALSE(RegKeyExists(f.ctx, HKEY_LOCAL_MACHINE, kKey + "\\Sub"));
+    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_INVALID_HANDLE);
+}
+
+TEST(ModRegistry, WritesNumericTextAsANumberAndOtherTextTrimmed)
+{
+    Fixture f;
+    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "  LPII SIP  ");
+    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_SUCCESS);
+    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Baud", "57600");
+    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Up", "1.9");
+    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Even", "2.5");
+    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Odd", " 3.5 ");
+    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Number", RegValue(int32_t{-2}));
+    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Blank", "   ");
+
+    const std::string file = readFile(f.path);
+    EXPECT_NE(file.find("[HKEY_LOCAL_MACHINE\\SOFTWARE]\n"), std::string::npos); // parents created
+    EXPECT_NE(file.find("\"PrevAdapter\"=\"LPII SIP\"\n"), std::string::npos);
+    EXPECT_NE(file.find("\"Baud\"=dword:0000e100\n"), std::string::npos);
+    EXPECT_NE(file.find("\"Number\"=dword:fffffffe\n"), std::string::npos);
+    EXPECT_NE(file.find("\"Blank\"=\"\"\n"), std::string::npos);
+
+    HKEY h = 0;
+    uint32_t type = 0, size = 0;
+    ASSERT_EQ(f.store.regOpenKey(HKEY_LOCAL_MACHINE, kKey, h), ERROR_SUCCESS);
+    EXPECT_EQ(f.store.regQueryValueEx(h, "PrevAdapter", &type, nullptr, &size), ERROR_SUCCESS);
+    EXPECT_EQ(type, REG_SZ);
+    EXPECT_EQ(size, 9u); // the NUL is counted
+    f.store.regCloseKey(h);
+
+    auto number = [&](const char* name) {
+        RegValue v = RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, name);
+        return v.isNumber() ? std::get<int32_t>(v.data) : -999;
+    };
+    EXPECT_EQ(number("Up"), 2);
+    EXPECT_EQ(number("Even"), 2);
+    EXPECT_EQ(number("Odd"), 4);
+    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "LPII SIP");
+
+    // A number beyond 32 bits has no REG_DWORD form: nothing is stored.
+    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey + "\\New", "Big", "4294967296");
+    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(readFile(f.path), file);
+}
+
+TEST(ModRegistry, FailuresOnlySetTheResult)
+{
+    TempDir dir;
+    writeFile(dir.file("plain"), "a file, not a folder");
+    RegFileStore nowhere(dir.file("plain/registry.reg"));
+    Context ctx;
+    ctx.ports.registry = &nowhere;
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "WLP");
+    EXPECT_NE(ctx.g_lngRegResult, ERROR_SUCCESS);
+    EXPECT_EQ(RegReadValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "");
+    EXPECT_FALSE(RegKeyExists(ctx, HKEY_LOCAL_MACHINE, kKey));
+    EXPECT_EQ(readFile(dir.file("plain")), "a file, not a folder");
+
+    // A file that is not a registry file is left as it is.
+    const std::string notes = "[HKEY_LOCAL_MACHINE\\Elsewhere]\nsome notes\n";
+    writeFile(dir.file("notes.reg"), notes);
+    RegFileStore foreign(dir.file("notes.reg"));
+    ctx.ports.registry = &foreign;
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "WLP");
+    EXPECT_NE(ctx.g_lngRegResult, ERROR_SUCCESS);
+    EXPECT_EQ(readFile(dir.file("notes.reg")), notes);
+
+    ctx.ports.registry = nullptr;
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "WLP");
+    EXPECT_NE(ctx.g_lngRegResult, ERROR_SUCCESS);
+    EXPECT_EQ(RegReadValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "");
+}
