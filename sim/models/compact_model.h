@@ -1,0 +1,117 @@
+#pragma once
+// The compact adapter ("B&B SIP") as its serial port sees it.
+//
+// Application mode. After power-up the application sleeps at its configured
+// rate (the rate part of "DeviceParams", 57600 unless told otherwise) and
+// acts on two frames only: the wake frame 5E 02 01 01 9E, which brings it to
+// the working rate of 9600 baud, and the switch frame 5E 02 01 03 9C, which
+// starts the loader. Awake at 9600 it answers the three queries:
+//   5E 02 0D 01 92 -> 5F 0C 0D 01, the ten characters of the serial number
+//   5E 02 0D 02 91 -> 5F 05 0D 02, three firmware version bytes
+//   5E 02 0D 03 90 -> 5F 08 0D 03, boot major, boot minor, hardware major,
+//                     hardware minor, two reserved zero bytes
+// each reply ending with its check byte (byte sum zero modulo 256). When the
+// host closes the port (DTR drops) the application falls asleep again at its
+// configured rate.
+//
+// Loader mode. The loader runs at the configured rate (or loaderBaud) and
+// stays in charge across port closes until the adapter is power-cycled: an
+// adapter whose flash did not finish sits in its loader. It answers every
+// full burst of eight "!" characters with "????" - the hand-shake that both
+// the compact flash and the port search's second look (at 57600 baud) send.
+//
+// Bytes at any other rate than the one the adapter listens at are noise: they
+// spoil the frame in progress and are otherwise ignored. Replies leave
+// kReplyLatencyUs after the last byte of the request and take wire time on
+// the line.
+//
+// Faults for tests: silence (answers nothing), garbage (answers bytes that
+// are no frame), a short reply (cut to a given length), a slow reply (held
+// back by a given time). An adapter on another port than the remembered one
+// is a matter of where the test plugs the model in.
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/serial_port.h"
+#include "ports/virtual_serial.h"
+
+namespace lp::sim {
+
+class CompactModel final : public SerialDevice {
+public:
+    enum class Mode { Application, Loader };
+    enum class Fault { None, Silence, Garbage, ShortReply, SlowReply };
+
+    struct Config {
+        int baud = 57600;   // where the application sleeps
+        int loaderBaud = 0; // 0: the same as baud
+        std::string serialNumber = "CL05A12345"; // sent as ten characters
+        std::array<uint8_t, 3> firmware = {0x01, 0x07, 0x12};
+        uint8_t bootMajor = 1, bootMinor = 2;
+        uint8_t hardwareMajor = 1, hardwareMinor = 10;
+        Mode mode = Mode::Application;
+    };
+
+    static constexpr int kWorkingBaud = 9600;
+    static constexpr int64_t kReplyLatencyUs = 2000;
+    static constexpr size_t kBurstLength = 8;
+
+    CompactModel();
+    explicit CompactModel(Config config);
+    ~CompactModel() override;
+
+    // Faults. A short reply keeps `length` bytes; a slow one leaves `delayMs`
+    // later than it would.
+    void setFault(Fault fault) { fault_ = fault; }
+    void setShortReplyLength(size_t length) { shortLength_ = length; }
+    void setSlowReplyDelayMs(int delayMs) { slowDelayMs_ = delayMs; }
+    Fault fault() const { return fault_; }
+
+    // Back to a sleeping application (power off and on).
+    void powerCycle();
+
+    Mode mode() const { return mode_; }
+    bool awake() const { return awake_; }
+    // The rate the adapter hears at now.
+    int listeningBaud() const;
+    const Config& config() const { return config_; }
+
+    // What reached the adapter, for assertions: every whole, well-formed
+    // frame (check byte included) and counts of the rest.
+    std::vector<Bytes> framesReceived;
+    int noiseBytes = 0;
+    int burstsAnswered = 0;
+    int repliesSent = 0;
+
+    // SerialDevice
+    void hostOpened(SerialLine& line) override;
+    void hostClosed() override;
+    void received(uint8_t byte, int hostBaud) override;
+
+    // The bytes followed by their check byte.
+    static Bytes withCheckByte(Bytes bytes);
+
+private:
+    void applicationByte(uint8_t byte);
+    void applicationFrame(const Bytes& frame);
+    void loaderByte(uint8_t byte);
+    void reply(Bytes bytes, int baud);
+
+    Config config_;
+    Mode mode_;
+    bool awake_ = false;
+    Fault fault_ = Fault::None;
+    size_t shortLength_ = 5;
+    int slowDelayMs_ = 400;
+    SerialLine* line_ = nullptr;
+    // Replies scheduled for a line that has since closed must not go out.
+    std::shared_ptr<int> lineToken_;
+    Bytes frame_;
+    size_t bangs_ = 0;
+    uint32_t garbageSeed_ = 0x2545F491u;
+};
+
+} // namespace lp::sim

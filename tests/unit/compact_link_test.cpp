@@ -1,0 +1,278 @@
+// The compact adapter link against the compact adapter model on virtual
+// time: port search, the remembered port, the wake broadcast, the replies'
+// decoding and the error boxes.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+#include <vector>
+
+#include "links/modCGP.h"
+#include "models/compact_model.h"
+#include "platform/ini_profile_files.h"
+#include "ports/memory_logger.h"
+#include "ports/recording_screens.h"
+#include "ports/scripted_prompts.h"
+#include "ports/virtual_clock.h"
+#include "ports/virtual_serial.h"
+#include "support/temp_dir.h"
+
+using namespace lp;
+using namespace lp::sim;
+
+namespace {
+
+const std::string kError1 =
+    "Unable to connect to the Compact Linkport.  Check the cable and connector between the PC and the Compact "
+    "Linkport. Verify the adapter is getting power.\r\rError:\rThe interface hardware is not connected.";
+
+struct CompactLink : ::testing::Test {
+    VirtualClock clock;
+    VirtualSerialPorts ports{clock};
+    ScriptedPrompts prompts;
+    RecordingScreenCalls screens;
+    MemoryLogger log;
+    test::TempDir windir;
+    IniProfileFiles profiles{windir.path()};
+    Context ctx;
+    std::unique_ptr<SerialPort> connection = ports.create();
+    std::string a, b, c;
+
+    CompactLink()
+    {
+        ctx.ports = {.host = &clock, .prompts = &prompts, .profiles = &profiles, .log = &log,
+                     .serialPorts = &ports, .screens = &screens};
+    }
+    void ini(const std::string& deviceParams, const std::string& lastPort = "")
+    {
+        std::string text = "[DeviceInformation3]\r\nDeviceParams=" + deviceParams + "\r\n";
+        if (!lastPort.empty())
+            text += "LastComPortUsed=" + lastPort + "\r\n";
+        test::writeFile(windir.file("CLPRP32.INI"), text);
+    }
+    std::string lastPort()
+    {
+        std::string value;
+        profiles.getPrivateProfileString("DeviceInformation3", "LastComPortUsed", "", value, 100, "CLPRP32.INI");
+        return value;
+    }
+    bool connectAndRead() { return CGPConnectAndRead(ctx, *connection, a, b, c); }
+};
+
+} // namespace
+
+TEST_F(CompactLink, SearchFindsTheAdapterAmongAbsentAndSilentPorts)
+{
+    CompactModel adapter;
+    ports.addPort(1);
+    ports.addPort(3);
+    ports.addPort(7, &adapter);
+    ini("COMX,N1"); // anything after the comma still means "search"
+    EXPECT_TRUE(connectAndRead());
+    EXPECT_EQ(a, "1.10"); // decimal reply bytes 01 0A
+    EXPECT_EQ(b, "01.07.12");
+    EXPECT_EQ(c, "CL05A12345");
+    EXPECT_EQ(lastPort(), "COM7");
+    EXPECT_EQ(ports.canOpenAsked, (std::vector<std::string>{"COM1", "COM2", "COM3", "COM4", "COM5", "COM6", "COM7"}));
+    // The silent ports each failed the loader look too.
+    EXPECT_EQ(prompts.prompts(), (std::vector<std::string>{kError1, kError1}));
+    EXPECT_EQ(screens.pointerChanges, (std::vector<int>{11, 0}));
+    EXPECT_FALSE(connection->portOpen());
+    EXPECT_EQ(ctx.g_strLP2Port, "");
+}
+
+TEST_F(CompactLink, RemembersOnlyThePortThatAnswered)
+{
+    CompactModel adapter;
+    ports.addPort(2);
+    ports.addPort(7, &adapter);
+    ini("COMX,DEFAULT", "COM7");
+    EXPECT_TRUE(connectAndRead());
+    EXPECT_EQ(ports.canOpenAsked, std::vector<std::string>{"COM7"});
+    EXPECT_EQ(ports.openCount(2), 0);
+    EXPECT_TRUE(prompts.boxes().empty());
+    EXPECT_EQ(ctx.g_strLP2Port, "COM7");
+
+    // The adapter moves to COM9: COM7 is read first, then the search finds it.
+    ports.addPort(7);
+    ports.addPort(9, &adapter);
+    ports.canOpenAsked.clear();
+    EXPECT_TRUE(connectAndRead());
+    EXPECT_EQ(ports.canOpenAsked.front(), "COM7");
+    EXPECT_EQ(c, "CL05A12345");
+    EXPECT_EQ(lastPort(), "COM9");
+
+    // Gone altogether: every output stays "Not Present" and COM9 stays.
+    ports.addPort(9);
+    prompts.clear();
+    EXPECT_TRUE(connectAndRead());
+    EXPECT_EQ(a + b + c, "Not PresentNot PresentNot Present");
+    EXPECT_EQ(lastPort(), "COM9");
+    EXPECT_EQ(prompts.prompts().back(), kError1);
+}
+
+TEST_F(CompactLink, FixedPortsUseTheirDeviceNames)
+{
+    CompactModel adapter;
+    ports.addPort(12, &adapter);
+    ini("COM12,N1");
+    EXPECT_TRUE(connectAndRead());
+    EXPECT_EQ(ports.canOpenAsked, std::vector<std::string>{"\\\\.\\COM12"});
+    EXPECT_EQ(lastPort(), "COM12");
+    EXPECT_EQ(CGPFlashBaudRate(ctx), 0); // ",N1": the port part is assumed four characters
+
+    ini("COM5,9600", "COM12");
+    ports.canOpenAsked.clear();
+    EXPECT_TRUE(connectAndRead());
+    EXPECT_EQ(ports.canOpenAsked, std::vector<std::string>{"COM5"});
+    EXPECT_EQ(prompts.prompts(), std::vector<std::string>{kError1});
+    EXPECT_EQ(lastPort(), "COM12");
+}
+
+TEST_F(CompactLink, DecodesShortGarbledAndLateReplies)
+{
+    CompactModel adapter;
+    ports.addPort(4, &adapter);
+    adapter.setFault(CompactModel::Fault::ShortReply);
+    adapter.setShortReplyLength(5);
+    ASSERT_TRUE(CGPReadIdentity(ctx, 4, *connection, a, b, c));
+    EXPECT_EQ(c, "");    // header and check byte only
+    EXPECT_EQ(b, "01.."); // missing digits are empty
+    EXPECT_EQ(a, ".");
+    adapter.setShortReplyLength(7);
+    CGPReadIdentity(ctx, 4, *connection, a, b, c);
+    EXPECT_EQ(a, "1.");
+    EXPECT_EQ(ctx.g_strLP2ReplyHex, "5F080D03010201");
+
+    for (auto fault : {CompactModel::Fault::Garbage, CompactModel::Fault::SlowReply, CompactModel::Fault::Silence}) {
+        adapter.setFault(fault);
+        ASSERT_TRUE(CGPReadIdentity(ctx, 4, *connection, a, b, c));
+        EXPECT_EQ(a + b + c, "Not PresentNot PresentNot Present") << int(fault);
+    }
+    EXPECT_FALSE(connection->portOpen());
+}
+
+namespace {
+struct WireRecorder : SerialDevice {
+    Scheduler* scheduler = nullptr;
+    std::vector<std::tuple<int64_t, uint8_t, int>> got; // arrival us, byte, rate
+    void received(uint8_t byte, int baud) override { got.emplace_back(scheduler->nowUs(), byte, baud); }
+};
+} // namespace
+
+TEST_F(CompactLink, WakeBroadcastGoesOutAtEveryRate)
+{
+    WireRecorder wire;
+    wire.scheduler = &clock;
+    ports.addPort(2, &wire);
+    connection->setCommPort(2);
+    connection->setPortOpen(true);
+    ASSERT_TRUE(CGPBroadcastReset(ctx, *connection));
+    EXPECT_DOUBLE_EQ(clock.nowMs(), 4 * 50 + 250);
+    EXPECT_EQ(connection->settings(), "115200,n,8,1");
+    ASSERT_EQ(wire.got.size(), 25u);
+    const int rates[] = {9600, 19200, 38400, 57600, 115200};
+    for (size_t i = 0; i < 25; ++i) {
+        auto [at, byte, baud] = wire.got[i];
+        EXPECT_EQ(baud, rates[i / 5]);
+        EXPECT_EQ(byte, (Bytes{0x5E, 0x02, 0x01, 0x01, 0x9E}[i % 5]));
+        EXPECT_LT(at, int64_t(i / 5) * 50000 + 6000); // each frame inside its 50 ms
+    }
+}
+
+TEST_F(CompactLink, SecondLookFindsALoaderAt57600)
+{
+    CompactModel::Config config;
+    config.mode = CompactModel::Mode::Loader;
+    CompactModel loader(config);
+    ports.addPort(4, &loader);
+    EXPECT_TRUE(CGPProbePort(ctx, *connection, 4));
+    EXPECT_GE(loader.burstsAnswered, 1);
+    EXPECT_TRUE(prompts.boxes().empty());
+    EXPECT_EQ(connection->settings(), "57600,n,8,1");
+    EXPECT_FALSE(connection->portOpen());
+
+    // The search stops there, but a loader has no identity to read.
+    ini("COMX,DEFAULT");
+    EXPECT_TRUE(connectAndRead());
+    EXPECT_EQ(a, "Not Present");
+    EXPECT_EQ(prompts.prompts(), std::vector<std::string>{kError1});
+    EXPECT_EQ(lastPort(), "");
+
+    config.baud = 9600; // a loader the 57600 hand-shake cannot reach
+    CompactModel slowLoader(config);
+    ports.addPort(4, &slowLoader);
+    EXPECT_FALSE(CGPProbePort(ctx, *connection, 4));
+    EXPECT_EQ(slowLoader.burstsAnswered, 0);
+    EXPECT_EQ(prompts.boxes().size(), 2u);
+}
+
+TEST_F(CompactLink, GuardClosesThePortAndRestoresThePointer)
+{
+    CompactModel adapter;
+    ports.addPort(7, &adapter);
+    ini("COM7,DEFAULT");
+    clock.setTickCountAtStart(INT_MAX - 20); // the first 50 ms delay overflows
+    EXPECT_FALSE(connectAndRead());
+    EXPECT_FALSE(connection->portOpen());
+    EXPECT_EQ(ports.openCount(7), 1);
+    EXPECT_EQ(screens.mousePointer, 0);
+    EXPECT_EQ(prompts.prompts(), std::vector<std::string>{kError1});
+    EXPECT_EQ(lastPort(), "");
+}
+
+TEST_F(CompactLink, FlashBaudRateTableAndErrorTexts)
+{
+    EXPECT_EQ(CGPFlashBaudRate(ctx), 57600); // no file: "COMX,DEFAULT"
+    const std::pair<const char*, int> table[] = {
+        {"COMX,N5", 9600},    {"COMX,N4", 9600},     {"COMX,N3", 9600},     {"COMX,N2", 19200},
+        {"COMX,N1", 38400},   {"COMX,DEFAULT", 57600}, {"COMX,P1", 115200}, {"COM1,9600", 9600},
+        {"COMX,19200", 19200}, {"COMX,38400", 38400}, {"COMX,57600", 57600}, {"COMX,115200", 115200},
+        {"COMX,n1", 0},       {"COMX,1200", 0},      {"COM12,N1", 0},       {"COMX", 0}};
+    for (auto [params, rate] : table) {
+        ini(params);
+        EXPECT_EQ(CGPFlashBaudRate(ctx), rate) << params;
+    }
+
+    for (int16_t code = 0; code <= 6; ++code)
+        CGPShowError(ctx, code);
+    EXPECT_EQ(prompts.prompts(),
+              (std::vector<std::string>{
+                  kError1, "The flash process could not be initialized.  Please modify Preferences.",
+                  "An error occured while flashing the Compact Linkport.  Please retry!",
+                  "The file is corrupt!  Please select another file and try again.",
+                  "Unable to set port settings. Please re-install the software."}));
+    for (const auto& box : prompts.boxes()) {
+        EXPECT_EQ(box.style, 48);
+        EXPECT_EQ(box.title, "HVN Linkport Toolkit");
+    }
+}
+
+TEST(CompactModel, SleepsAtItsRateAndSwitchesToTheLoader)
+{
+    VirtualClock clock;
+    VirtualSerialPorts ports(clock);
+    CompactModel adapter;
+    ports.addPort(1, &adapter);
+    auto port = ports.create();
+    port->setCommPort(1);
+    port->setSettings("9600,n,8,1");
+    port->setPortOpen(true);
+    port->output({0x5E, 0x02, 0x0D, 0x02, 0x91}); // asleep at 57600: noise
+    clock.sleepMilliseconds(100);
+    EXPECT_EQ(port->inBufferCount(), 0);
+    EXPECT_EQ(adapter.noiseBytes, 5);
+    port->setSettings("57600,n,8,1");
+    port->output({0x5E, 0x02, 0x01, 0x01, 0x9F}); // bad check byte: dropped
+    port->output({0x5E, 0x02, 0x01, 0x03, 0x9C});
+    clock.sleepMilliseconds(10);
+    EXPECT_EQ(adapter.mode(), CompactModel::Mode::Loader);
+    port->setPortOpen(false); // the loader outlives the port
+    port->setPortOpen(true);
+    port->output(Bytes(8, '!'));
+    clock.sleepMilliseconds(20);
+    EXPECT_EQ(port->input(), (Bytes{'?', '?', '?', '?'}));
+    adapter.powerCycle();
+    EXPECT_EQ(adapter.mode(), CompactModel::Mode::Application);
+    EXPECT_EQ(adapter.framesReceived.size(), 1u);
+}
