@@ -1,7 +1,8 @@
 #include "models/compact_model.h"
 
-#include <numeric>
 #include <utility>
+
+#include "links/frames.h"
 
 namespace lp::sim {
 
@@ -26,13 +27,6 @@ CompactModel::CompactModel() : CompactModel(Config{}) {}
 CompactModel::CompactModel(Config config) : config_(std::move(config)), mode_(config_.mode) {}
 
 CompactModel::~CompactModel() { lineToken_.reset(); }
-
-Bytes CompactModel::withCheckByte(Bytes bytes)
-{
-    unsigned sum = std::accumulate(bytes.begin(), bytes.end(), 0u);
-    bytes.push_back(static_cast<uint8_t>(0x100 - (sum & 0xFF)));
-    return bytes;
-}
 
 void CompactModel::powerCycle()
 {
@@ -93,7 +87,7 @@ void CompactModel::applicationByte(uint8_t byte)
         return;
     Bytes frame = std::move(frame_);
     frame_.clear();
-    if ((std::accumulate(frame.begin(), frame.end(), 0u) & 0xFF) != 0)
+    if (!frames::sumIsZero(frame))
         return; // a bad check byte: the adapter drops the frame
     framesReceived.push_back(frame);
     applicationFrame(frame);
@@ -118,13 +112,13 @@ void CompactModel::applicationFrame(const Bytes& frame)
         text.resize(kSerialNumberLength, ' ');
         Bytes r{kReplyHeader, 0x0C, 0x0D, 0x01};
         r.insert(r.end(), text.begin(), text.end());
-        reply(withCheckByte(std::move(r)), kWorkingBaud);
+        reply(frames::framed(std::move(r)), kWorkingBaud);
     } else if (is(frame, 0x0D, 0x02)) {
         Bytes r{kReplyHeader, 0x05, 0x0D, 0x02};
         r.insert(r.end(), config_.firmware.begin(), config_.firmware.end());
-        reply(withCheckByte(std::move(r)), kWorkingBaud);
+        reply(frames::framed(std::move(r)), kWorkingBaud);
     } else if (is(frame, 0x0D, 0x03)) {
-        reply(withCheckByte({kReplyHeader, 0x08, 0x0D, 0x03, config_.bootMajor, config_.bootMinor,
+        reply(frames::framed({kReplyHeader, 0x08, 0x0D, 0x03, config_.bootMajor, config_.bootMinor,
                              config_.hardwareMajor, config_.hardwareMinor, 0x00, 0x00}),
               kWorkingBaud);
     }

@@ -91,9 +91,6 @@ public:
     void hostClosed() override;
     void received(uint8_t byte, int hostBaud) override;
 
-    // The bytes followed by their check byte.
-    static Bytes withCheckByte(Bytes bytes);
-
 private:
     void applicationByte(uint8_t byte);
     void applicationFrame(const Bytes& frame);

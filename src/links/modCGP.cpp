@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "core/vb_text.h"
+#include "links/frames.h"
 #include "platform/logger.h"
 #include "platform/profile_files.h"
 #include "platform/prompts.h"
@@ -135,7 +136,7 @@ std::string runQuery(Context& ctx, SerialPort& port, Query query)
     if (reply.size() > static_cast<size_t>(n))
         reply.resize(static_cast<size_t>(n));
     n = static_cast<int>(reply.size());
-    std::string hex = vb::HexText(std::string_view(reinterpret_cast<const char*>(reply.data()), reply.size()));
+    std::string hex = frames::hexText(reply);
     ctx.g_strLP2ReplyHex = hex;
     logLine(ctx, LogLevel::Debug, "CGP reply " + hex);
     switch (query) {
