@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <iterator>
 #include <string>
 
 #ifndef _WIN32
@@ -7,6 +9,7 @@
 #include <unistd.h>
 #endif
 
+#include "platform/reg_document.h"
 #include "platform/reg_file_store.h"
 #include "support/temp_dir.h"
 
@@ -328,3 +331,46 @@ TEST(RegFileStore, ConcurrentProcessesLoseNoValue)
     }
 }
 #endif
+
+TEST(RegDocument, ReadsAnyTextAndKeepsItWhole)
+{
+    const char* pieces[] = {"REGEDIT4", "[HKEY_LOCAL_MACHINE\\Fz]", "[hkey_local_machine\\fz\\", "\"V\"=\"x\"",
+                            "\"V\"=hex:01,\\", "  02", "@=dword:1", "\"A\"=hex(2", ";", "]", "\"", "\\", "\xff\x00",
+                            "\r", "\n", "\r\n", " ", "[HKEY_LOCAL_MACHINE\\\\]"};
+    uint32_t seed = 12345;
+    for (int round = 0; round < 500; ++round) {
+        std::string text = round % 2 ? "Windows Registry Editor Version 5.00\n" : "";
+        for (int i = 0; i < 30; ++i) {
+            seed = seed * 1103515245u + 12345u;
+            text += pieces[(seed >> 16) % std::size(pieces)];
+        }
+        RegDocument doc = RegDocument::parse(text);
+        std::string back = doc.text();
+        if (!text.empty() && text.back() != '\n' && text.back() != '\r')
+            text += '\n';
+        if (text.find_first_not_of(" \t\r\n") != std::string::npos) {
+            ASSERT_EQ(back, text) << round;
+        }
+        RegData data{REG_BINARY, "\x01\x02"};
+        doc.setValue("Fz\\New", "Value", data);
+        RegDocument again = RegDocument::parse(doc.text());
+        const RegData* found = again.findValue("FZ\\NEW", "value");
+        ASSERT_TRUE(found != nullptr) << round;
+        EXPECT_EQ(*found, data);
+    }
+}
+
+TEST(RegFileStore, DefaultPathFollowsTheEnvironment)
+{
+    TempDir dir;
+    const char* oldFile = std::getenv("LINKPORT_REGISTRY_FILE");
+    const char* oldConfig = std::getenv("XDG_CONFIG_HOME");
+    const std::string savedFile = oldFile ? oldFile : "", savedConfig = oldConfig ? oldConfig : "";
+    setenv("LINKPORT_REGISTRY_FILE", dir.file("mine.reg").c_str(), 1);
+    setenv("XDG_CONFIG_HOME", dir.path().c_str(), 1);
+    EXPECT_EQ(defaultRegistryFilePath(), dir.file("mine.reg"));
+    unsetenv("LINKPORT_REGISTRY_FILE");
+    EXPECT_EQ(defaultRegistryFilePath(), dir.file("linkport-toolkit/registry.reg"));
+    oldFile ? setenv("LINKPORT_REGISTRY_FILE", savedFile.c_str(), 1) : unsetenv("LINKPORT_REGISTRY_FILE");
+    oldConfig ? setenv("XDG_CONFIG_HOME", savedConfig.c_str(), 1) : unsetenv("XDG_CONFIG_HOME");
+}
