@@ -1,0 +1,289 @@
+// The driver INI files are shared with the drivers themselves and with
+// Windows tools: reads must give what GetPrivateProfileStringA gives, and a
+// write must change one line and nothing else.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include <unistd.h>
+
+#include "platform/atomic_file.h"
+#include "platform/ini_profile_files.h"
+#include "platform/windows_directory.h"
+#include "support/temp_dir.h"
+
+using namespace lp;
+using namespace lp::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+// A string literal with its embedded NULs.
+template <size_t N>
+std::string bytes(const char (&text)[N])
+{
+    return std::string(text, N - 1);
+}
+
+class ProfileFilesTest : public ::testing::Test {
+protected:
+    TempDir dir;
+    IniProfileFiles ini{dir.path()};
+
+    // Value and returned count, with the program's usual 256-character buffer.
+    std::pair<std::string, uint32_t> get(const std::string& section, const std::string& key,
+                                         const std::string& file = "test.ini", uint32_t size = 256,
+                                         const std::string& def = "Not Found")
+    {
+        std::string out = "junk";
+        uint32_t n = ini.getPrivateProfileString(section, key, def, out, size, file);
+        return {out, n};
+    }
+    std::string value(const std::string& section, const std::string& key, const std::string& file = "test.ini")
+    {
+        return get(section, key, file).first;
+    }
+};
+
+} // namespace
+
+TEST_F(ProfileFilesTest, FileNamesAreFoundAsWindowsWould)
+{
+    writeFile(dir.file("LP2RP32.INI"), "[VendorInformation]\r\nVersion=1.8-B2\r\n");
+    EXPECT_EQ(value("VendorInformation", "Version", "Lp2rp32.ini"), "1.8-B2");
+    EXPECT_EQ(value("VendorInformation", "Version", ini.windowsDirectory() + "\\LP2RP32.INI"), "1.8-B2");
+    EXPECT_EQ(value("VendorInformation", "Version", "missing.ini"), "Not Found");
+    EXPECT_EQ(value("VendorInformation", "Version", ""), "Not Found");
+
+    // Folders match without case too; the exact spelling wins over a near one.
+    fs::create_directory(dir.file("Drivers"));
+    writeFile(dir.file("Drivers/a.ini"), "[s]\nk=lower\n");
+    writeFile(dir.file("Drivers/A.INI"), "[s]\nk=upper\n");
+    EXPECT_EQ(value("s", "k", dir.path() + "\\DRIVERS\\a.ini"), "lower");
+    EXPECT_EQ(value("s", "k", dir.path() + "/drivers/A.INI"), "upper");
+    EXPECT_EQ(value("s", "k", dir.path() + "/drivers/a.Ini"), "upper"); // first in byte order
+
+    // A write goes to the file that is there, not to a new spelling of it.
+    ASSERT_TRUE(ini.writePrivateProfileString("VendorInformation", "Version", "2.0", "lp2rp32.ini"));
+    EXPECT_EQ(readFile(dir.file("LP2RP32.INI")), "[VendorInformation]\r\nVersion=2.0\r\n");
+    EXPECT_FALSE(fileExists(dir.file("lp2rp32.ini")));
+}
+
+TEST_F(ProfileFilesTest, ReadsFollowTheWindowsParsingRules)
+{
+    writeFile(dir.file("test.ini"),
+              "orphan=before any section\r\n"
+              "  [ Section1 ]  trailing text\r\n"
+              "\tName1 \t=  Val1 \t\r\n"
+              "name2=\"val2\"\r\n"
+              "name3='single'\r\n"
+              "name4=\"mixed'\r\n"
+              "name5=\"\r\n"
+              "inline=a ;b\r\n"
+              ";comment=hidden\r\n"
+              "  ; spaced=hidden\r\n"
+              "#hash=shown\r\n"
+              "bare line\r\n"
+              "empty=\r\n"
+              "name1=second wins not\r\n"
+              "[head]er]\r\n"
+              "k=in head\r\n"
+              "[section1]\r\n"
+              "late=repeated section is not read\r\n");
+    EXPECT_EQ(value("section1", "NAME1"), "Val1");
+    EXPECT_EQ(value("  section1\t", " name1 "), "Val1");
+    EXPECT_EQ(get("section1", "name2"), std::make_pair(std::string("val2"), 4u));
+    EXPECT_EQ(value("section1", "name3"), "single");
+    EXPECT_EQ(value("section1", "name4"), "\"mixed'");
+    EXPECT_EQ(value("section1", "name5"), "\"");
+    EXPECT_EQ(value("section1", "inline"), "a ;b");
+    EXPECT_EQ(value("section1", ";comment"), "Not Found");
+    EXPECT_EQ(value("section1", "; spaced"), "Not Found");
+    EXPECT_EQ(value("section1", "#hash"), "shown");
+    EXPECT_EQ(value("section1", "bare line"), "Not Found");
+    EXPECT_EQ(get("section1", "empty"), std::make_pair(std::string(), 0u));
+    EXPECT_EQ(value("section1", "orphan"), "Not Found");
+    EXPECT_EQ(value("head", "k"), "in head");
+    EXPECT_EQ(value("section1", "late"), "Not Found");
+}
+
+TEST_F(ProfileFilesTest, LineEndsAndOddBytes)
+{
+    writeFile(dir.file("crlf.ini"), "[s]\r\na=1\r\nb=2");
+    writeFile(dir.file("lf.ini"), "[s]\na=1\nb=2");
+    writeFile(dir.file("cr.ini"), "[s]\ra=1\rb=2");
+    writeFile(dir.file("bom.ini"), "\xEF\xBB\xBF[s]\r\na=1\r\nb=2\r\n");
+    for (const char* file : {"crlf.ini", "lf.ini", "cr.ini", "bom.ini"}) {
+        EXPECT_EQ(value("s", "a", file), "1") << file;
+        EXPECT_EQ(value("s", "b", file), "2") << file;
+    }
+    // NUL and binary bytes are tolerated; a NUL ends the value it is in.
+    writeFile(dir.file("bin.ini"), bytes("\x00\xff\xfe[x\x01]\n[s]\nkey=ab\x00" "cd\n\x80\x81=\x90\nz=\xc3\xa9t\xc3\xa9\n"));
+    EXPECT_EQ(value("s", "key", "bin.ini"), "ab");
+    EXPECT_EQ(value("s", "\x80\x81", "bin.ini"), "\x90");
+    EXPECT_EQ(value("s", "z", "bin.ini"), "\xc3\xa9t\xc3\xa9");
+}
+
+TEST_F(ProfileFilesTest, BufferSizeAndDefault)
+{
+    writeFile(dir.file("test.ini"), "[s]\r\nname1=val1\r\nutf=\xc3\xa9\xc3\xa9\r\n");
+    EXPECT_EQ(get("s", "name1", "test.ini", 4), std::make_pair(std::string("val"), 3u));
+    EXPECT_EQ(get("s", "name1", "test.ini", 5), std::make_pair(std::string("val1"), 4u));
+    EXPECT_EQ(get("s", "name1", "test.ini", 1), std::make_pair(std::string(), 0u));
+    EXPECT_EQ(get("s", "name1", "test.ini", 0), std::make_pair(std::string(), 0u));
+    EXPECT_EQ(get("s", "utf", "test.ini", 4), std::make_pair(std::string("\xc3\xa9"), 2u));
+
+    EXPECT_EQ(get("s", "none", "test.ini", 256, "default  "), std::make_pair(std::string("default"), 7u));
+    EXPECT_EQ(value("s", "none", "test.ini"), "Not Found");
+    EXPECT_EQ(get("s", "none", "test.ini", 256, "  lead\t"), std::make_pair(std::string("  lead\t"), 7u));
+    EXPECT_EQ(get("s", "none", "test.ini", 4, "default"), std::make_pair(std::string("def"), 3u));
+}
+
+TEST_F(ProfileFilesTest, WritesChangeOneLineAndKeepEveryOtherByte)
+{
+    const std::string path = dir.file("LPIPRP32.INI");
+    const std::string before = "; header comment\r\n"
+                               "[DeviceInformation1]\r\n"
+                               "  DeviceName = Old Name   \r\n"
+                               "no equals here\r\n"
+                               "SerialNumber=1\r\n"
+                               "\r\n"
+                               "; trailing comment\r\n"
+                               "[AdditionalDevices]\r\n"
+                               "DeviceNames=a;b\r\n";
+    writeFile(path, before);
+
+    ASSERT_TRUE(ini.writePrivateProfileString("deviceinformation1", "devicename", "New \"Name\"", "lpiprp32.ini"));
+    ASSERT_TRUE(ini.writePrivateProfileString(" DeviceInformation1 ", "DeviceParams", "10.0.0.5:12321", "lpiprp32.ini"));
+    ASSERT_TRUE(ini.writePrivateProfileString("Extra", "Key", "v", "lpiprp32.ini"));
+    EXPECT_EQ(readFile(path), "; header comment\r\n"
+                              "[DeviceInformation1]\r\n"
+                              "  DeviceName=New \"Name\"\r\n"
+                              "no equals here\r\n"
+                              "SerialNumber=1\r\n"
+                              "DeviceParams=10.0.0.5:12321\r\n"
+                              "\r\n"
+                              "; trailing comment\r\n"
+                              "[AdditionalDevices]\r\n"
+                              "DeviceNames=a;b\r\n"
+                              "[Extra]\r\n"
+                              "Key=v\r\n");
+    EXPECT_EQ(value("DeviceInformation1", "DeviceName", "LPIPRP32.INI"), "New \"Name\"");
+    ASSERT_TRUE(ini.writePrivateProfileString("DeviceInformation1", "SerialNumber", "'42'", "LPIPRP32.INI"));
+    EXPECT_EQ(value("DeviceInformation1", "SerialNumber", "LPIPRP32.INI"), "42");
+    EXPECT_EQ(value("DeviceInformation1", "DeviceParams", "LPIPRP32.INI"), "10.0.0.5:12321");
+
+    // A value cannot smuggle in lines; a name with a line break is refused.
+    ASSERT_TRUE(ini.writePrivateProfileString("Extra", "Key", "one\r\n[Evil]\r\nx=y", "LPIPRP32.INI"));
+    EXPECT_EQ(value("Extra", "Key", "LPIPRP32.INI"), "one");
+    EXPECT_EQ(value("Evil", "x", "LPIPRP32.INI"), "Not Found");
+    EXPECT_FALSE(ini.writePrivateProfileString("Extra", "a\nb", "v", "LPIPRP32.INI"));
+
+    // Writing the value that is there already leaves the file alone.
+    const auto stamp = fs::last_write_time(path);
+    ASSERT_TRUE(ini.writePrivateProfileString("Extra", "key", "one", "LPIPRP32.INI"));
+    EXPECT_EQ(fs::last_write_time(path), stamp);
+}
+
+TEST_F(ProfileFilesTest, NewLinesFollowTheFilesLineEnds)
+{
+    writeFile(dir.file("lf.ini"), "[s]\na=1\n[t]\nb=2");
+    ASSERT_TRUE(ini.writePrivateProfileString("s", "c", "3", "lf.ini"));
+    ASSERT_TRUE(ini.writePrivateProfileString("t", "d", "4", "lf.ini"));
+    EXPECT_EQ(readFile(dir.file("lf.ini")), "[s]\na=1\nc=3\n[t]\nb=2\nd=4\n");
+
+    writeFile(dir.file("cr.ini"), "[s]\ra=1");
+    ASSERT_TRUE(ini.writePrivateProfileString("s", "a", "9", "cr.ini"));
+    ASSERT_TRUE(ini.writePrivateProfileString("u", "e", "5", "cr.ini"));
+    EXPECT_EQ(readFile(dir.file("cr.ini")), "[s]\ra=9\r[u]\re=5\r");
+
+    // A section with no keys yet takes the key right under its header.
+    writeFile(dir.file("empty.ini"), "[s]\r\n\r\n[t]");
+    ASSERT_TRUE(ini.writePrivateProfileString("s", "k", "v", "empty.ini"));
+    ASSERT_TRUE(ini.writePrivateProfileString("t", "k", "w", "empty.ini"));
+    EXPECT_EQ(readFile(dir.file("empty.ini")), "[s]\r\nk=v\r\n\r\n[t]\r\nk=w\r\n");
+
+    // Junk and NUL bytes elsewhere in the file survive a write untouched.
+    const std::string junk = bytes("\x00\xff\r\n[s]\r\nk=\x01\x02\r\n\x7f garbage ]]\r\n");
+    writeFile(dir.file("junk.ini"), junk);
+    ASSERT_TRUE(ini.writePrivateProfileString("s", "n", "1", "junk.ini"));
+    EXPECT_EQ(readFile(dir.file("junk.ini")), junk.substr(0, 15) + "n=1\r\n" + junk.substr(15));
+}
+
+TEST_F(ProfileFilesTest, CreatesFilesOnlyWhereTheyCanBe)
+{
+    ASSERT_TRUE(ini.writePrivateProfileString("DeviceInformation3", "DeviceParams", "COMX,DEFAULT", "CLPRP32.INI"));
+    EXPECT_EQ(readFile(dir.file("CLPRP32.INI")), "[DeviceInformation3]\r\nDeviceParams=COMX,DEFAULT\r\n");
+
+    EXPECT_FALSE(ini.writePrivateProfileString("s", "k", "v", dir.path() + "/no/such/folder/x.ini"));
+    writeFile(dir.file("plain"), "a file, not a folder");
+    EXPECT_FALSE(ini.writePrivateProfileString("s", "k", "v", dir.path() + "/plain/x.ini"));
+    EXPECT_FALSE(ini.lastError().empty());
+    EXPECT_EQ(readFile(dir.file("plain")), "a file, not a folder");
+    fs::create_directory(dir.file("folder.ini"));
+    EXPECT_FALSE(ini.writePrivateProfileString("s", "k", "v", "folder.ini"));
+    EXPECT_TRUE(fs::is_directory(dir.file("folder.ini")));
+
+    IniProfileFiles nowhere{""};
+    EXPECT_FALSE(nowhere.writePrivateProfileString("s", "k", "v", "x.ini"));
+}
+
+TEST_F(ProfileFilesTest, LargeFilesAreReadWhileTooLargeOnesAreLeftAlone)
+{
+    // About 10 MB of other sections; the key at the end is found and a write
+    // keeps every one of those bytes.
+    std::string big;
+    for (int i = 0; big.size() < 10'000'000; ++i)
+        big += "[Filler" + std::to_string(i) + "]\r\nkey=some value that fills the file up\r\n";
+    big += "[Target]\r\nkey=found\r\n";
+    writeFile(dir.file("big.ini"), big);
+    EXPECT_EQ(value("target", "KEY", "big.ini"), "found");
+    ASSERT_TRUE(ini.writePrivateProfileString("Filler0", "key", "x", "big.ini"));
+    const std::string after = readFile(dir.file("big.ini"));
+    EXPECT_EQ(after.substr(0, 19), "[Filler0]\r\nkey=x\r\n[");
+    // Compared as a whole: a diff of two 10 MB texts would not fit in memory.
+    EXPECT_TRUE(after.substr(18) == big.substr(big.find("[Filler1]")));
+
+    // Past the limit: read as missing, and a write must not replace it.
+    const std::string huge = dir.file("huge.ini");
+    writeFile(huge, "[s]\r\nk=v\r\n");
+    ASSERT_EQ(::truncate(huge.c_str(), static_cast<off_t>(IniProfileFiles::maxFileBytes() + 1)), 0);
+    EXPECT_EQ(value("s", "k", "huge.ini"), "Not Found");
+    EXPECT_FALSE(ini.writePrivateProfileString("s", "k", "w", "huge.ini"));
+    EXPECT_EQ(fs::file_size(huge), IniProfileFiles::maxFileBytes() + 1);
+    EXPECT_EQ(readFile(huge).substr(0, 10), "[s]\r\nk=v\r\n");
+}
+
+TEST_F(ProfileFilesTest, InterruptedWriteLeavesTheOldFileReadable)
+{
+    const std::string path = dir.file("LP2RP32.INI");
+    writeFile(path, "[DeviceInformation1]\r\nDeviceParams=COM1,9600\r\n");
+    std::string temp, error;
+    ASSERT_TRUE(writeTemporaryBeside(path, "[DeviceInformation1]\r\nDeviceParams=COM9", temp, &error)) << error;
+
+    // The stray temporary is not taken for the file under any spelling.
+    EXPECT_EQ(value("DeviceInformation1", "DeviceParams", "lp2rp32.ini"), "COM1,9600");
+    ASSERT_TRUE(ini.writePrivateProfileString("DeviceInformation1", "DeviceParams", "COM2,9600", "Lp2rp32.ini"));
+    EXPECT_EQ(readFile(path), "[DeviceInformation1]\r\nDeviceParams=COM2,9600\r\n");
+}
+
+TEST(WindowsDirectory, ComesFromWindirElseTheUserDataFolder)
+{
+    TempDir dir;
+    const char* oldWindir = std::getenv("windir");
+    const char* oldData = std::getenv("XDG_DATA_HOME");
+    const std::string savedWindir = oldWindir ? oldWindir : "";
+    const std::string savedData = oldData ? oldData : "";
+
+    ::setenv("windir", (dir.path() + "/win/").c_str(), 1);
+    EXPECT_EQ(defaultWindowsDirectory(), dir.path() + "/win");
+    ::unsetenv("windir");
+    ::setenv("XDG_DATA_HOME", dir.path().c_str(), 1);
+    EXPECT_EQ(defaultWindowsDirectory(), dir.path() + "/linkport-toolkit/windows");
+    EXPECT_TRUE(fs::is_directory(dir.path() + "/linkport-toolkit/windows"));
+
+    oldWindir ? ::setenv("windir", savedWindir.c_str(), 1) : ::unsetenv("windir");
+    oldData ? ::setenv("XDG_DATA_HOME", savedData.c_str(), 1) : ::unsetenv("XDG_DATA_HOME");
+}
