@@ -1,0 +1,357 @@
+// LP2RP32, the test driver library: the adapter's RP1210 driver as a real
+// shared library that the program loads like the maker's, built from the
+// driver model. It reaches the adapter over a real serial line (normally a
+// pseudo-terminal with an Lp2Model behind it, see sim/ports/pty_bridge.h):
+// while a client is open it holds that line, exclusively and with an flock,
+// so the program's own open of the port is refused; command 209 asks the
+// adapter for its versions over the line and command 300 has it start a
+// flash.
+//
+// Configuration: LP2SIM.INI, looked for in the folder the library was loaded
+// from and then in the Windows directory ($windir, else the per-user one).
+// Every key is optional:
+//
+//   [Driver]
+//   DLLMajorVersion=1          RP1210_ReadVersion's four fields, written
+//   DLLMinorVersion=12         without terminators
+//   APIMajorVersion=3
+//   APIMinorVersion=0
+//   DeviceID=1                 the device id ClientConnect accepts
+//   Protocols=SIP,J1708,J1939,HVN
+//   FirstClientID=0            the first client id handed out
+//   HardwareStatus=LP2         RP1210_GetHardwareStatus's text
+//   FlashRefusedCode=150       command 300's result when the adapter refuses
+//   [ConnectErrors]
+//   J1708=443                  ClientConnect's result for that protocol
+//   [ErrorTexts]
+//   142=Hardware not responding    RP1210_GetErrorMsg's text for a code
+//   [Adapter]
+//   Port=COM5                  COMn through the port map, or a device path
+//   Baud=9600
+//   ReplyTimeout=1000          milliseconds to wait for the adapter
+//
+// The configuration is read again at each connect while no client is open.
+// Built with LP2SIM_WITHOUT_HARDWARE_STATUS it lacks that one entry point
+// (for the tests of a driver that misses one).
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "core/vb_text.h"
+#include "models/lp2_driver_core.h"
+#include "models/lp2_model.h"
+#include "platform/ini_profile_files.h"
+#include "platform/rp1210_api.h"
+#include "platform/serial_port_map.h"
+#include "platform/windows_directory.h"
+
+#define LP2SIM_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+using lp::Bytes;
+using lp::sim::Lp2DriverCore;
+using lp::sim::Lp2DriverSettings;
+
+const char* const kConfigName = "LP2SIM.INI";
+
+speed_t speedOfBaud(int baud)
+{
+    switch (baud) {
+    case 1200: return B1200;
+    case 2400: return B2400;
+    case 4800: return B4800;
+    case 19200: return B19200;
+    case 38400: return B38400;
+    case 57600: return B57600;
+    case 115200: return B115200;
+    default: return B9600;
+    }
+}
+
+// The folder this library was loaded from.
+std::string ownFolder()
+{
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void*>(&ownFolder), &info) == 0 || !info.dli_fname)
+        return {};
+    return std::filesystem::path(info.dli_fname).parent_path().string();
+}
+
+class Config {
+public:
+    Config()
+    {
+        for (const std::string& folder : {ownFolder(), lp::defaultWindowsDirectory()}) {
+            if (folder.empty())
+                continue;
+            lp::IniProfileFiles files(folder);
+            if (!files.locate(kConfigName).empty() && std::filesystem::exists(files.locate(kConfigName))) {
+                folder_ = folder;
+                break;
+            }
+        }
+        if (!folder_.empty())
+            files_ = std::make_unique<lp::IniProfileFiles>(folder_);
+    }
+
+    std::string text(const std::string& section, const std::string& key, const std::string& fallback)
+    {
+        if (!files_)
+            return fallback;
+        std::string out;
+        uint32_t n = files_->getPrivateProfileString(section, key, fallback, out, 256, kConfigName);
+        return out.substr(0, n);
+    }
+
+    int number(const std::string& section, const std::string& key, int fallback)
+    {
+        std::string value = text(section, key, "");
+        if (!lp::vb::IsNumeric(value))
+            return fallback;
+        auto n = lp::vb::CLng(lp::vb::Val(value));
+        return n ? static_cast<int>(*n) : fallback;
+    }
+
+private:
+    std::string folder_;
+    std::unique_ptr<lp::IniProfileFiles> files_;
+};
+
+// The adapter at the other end of a real serial line.
+class SerialAdapter final : public lp::sim::Lp2AdapterAccess {
+public:
+    SerialAdapter(std::string port, int baud, int timeoutMs) : port_(std::move(port)), baud_(baud), timeoutMs_(timeoutMs) {}
+    ~SerialAdapter() override { releasePort(); }
+
+    bool acquirePort() override
+    {
+        if (fd_ >= 0)
+            return true;
+        std::string path = port_;
+        if (path.empty() || path[0] != '/')
+            path = lp::devicePathForPort(lp::portOfDeviceName(port_));
+        if (path.empty())
+            return false;
+        int fd = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        if (fd < 0)
+            return false;
+        // The program's serial port takes the same lock: whoever has it
+        // first keeps the line.
+        if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+            ::close(fd);
+            return false;
+        }
+        ::ioctl(fd, TIOCEXCL);
+        termios t{};
+        if (::tcgetattr(fd, &t) == 0) {
+            cfmakeraw(&t);
+            cfsetispeed(&t, speedOfBaud(baud_));
+            cfsetospeed(&t, speedOfBaud(baud_));
+            t.c_cflag |= CLOCAL | CREAD;
+            ::tcsetattr(fd, TCSANOW, &t);
+        }
+        fd_ = fd;
+        return true;
+    }
+
+    void releasePort() override
+    {
+        if (fd_ < 0)
+            return;
+        ::ioctl(fd_, TIOCNXCL);
+        ::close(fd_);
+        fd_ = -1;
+    }
+
+    std::optional<std::array<uint8_t, 6>> readVersions() override
+    {
+        auto reply = exchange(lp::sim::lp2VersionsRequest());
+        return reply ? lp::sim::lp2ParseVersionsReply(*reply) : std::nullopt;
+    }
+
+    std::optional<bool> startFlash(uint16_t value) override
+    {
+        auto reply = exchange(lp::sim::lp2FlashStartRequest(value));
+        return reply ? lp::sim::lp2ParseFlashReply(*reply) : std::nullopt;
+    }
+
+private:
+    // Sends a request and waits for one whole reply frame.
+    std::optional<Bytes> exchange(const Bytes& request)
+    {
+        if (fd_ < 0)
+            return std::nullopt;
+        ::tcflush(fd_, TCIFLUSH);
+        size_t sent = 0;
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs_);
+        while (sent < request.size()) {
+            ssize_t n = ::write(fd_, request.data() + sent, request.size() - sent);
+            if (n > 0)
+                sent += static_cast<size_t>(n);
+            else if (std::chrono::steady_clock::now() > deadline)
+                return std::nullopt;
+            else
+                ::usleep(1000);
+        }
+        Bytes received;
+        for (;;) {
+            // Anything before a reply's first byte is line noise.
+            while (!received.empty() && received[0] != 0x5F)
+                received.erase(received.begin());
+            if (size_t length = lp::sim::lp2ReplyLength(received); length > 0)
+                return Bytes(received.begin(), received.begin() + static_cast<std::ptrdiff_t>(length));
+            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            if (left.count() <= 0)
+                return std::nullopt;
+            pollfd p{fd_, POLLIN, 0};
+            if (::poll(&p, 1, static_cast<int>(left.count())) <= 0)
+                continue;
+            uint8_t buffer[256];
+            ssize_t n = ::read(fd_, buffer, sizeof buffer);
+            if (n > 0 && received.size() < 4096)
+                received.insert(received.end(), buffer, buffer + n);
+        }
+    }
+
+    std::string port_;
+    int baud_;
+    int timeoutMs_;
+    int fd_ = -1;
+};
+
+class SimDriver {
+public:
+    // Reads the configuration again unless a client is open.
+    void reloadIfIdle()
+    {
+        if (core_ && core_->openClients() > 0)
+            return;
+        config_ = std::make_unique<Config>();
+        Lp2DriverSettings s;
+        s.dllMajor = config_->text("Driver", "DLLMajorVersion", s.dllMajor);
+        s.dllMinor = config_->text("Driver", "DLLMinorVersion", s.dllMinor);
+        s.apiMajor = config_->text("Driver", "APIMajorVersion", s.apiMajor);
+        s.apiMinor = config_->text("Driver", "APIMinorVersion", s.apiMinor);
+        s.deviceId = static_cast<int16_t>(config_->number("Driver", "DeviceID", s.deviceId));
+        s.firstClientId = static_cast<int16_t>(config_->number("Driver", "FirstClientID", s.firstClientId));
+        s.flashRefusedCode = static_cast<int16_t>(config_->number("Driver", "FlashRefusedCode", s.flashRefusedCode));
+        s.hardwareStatus = config_->text("Driver", "HardwareStatus", s.hardwareStatus);
+        std::string protocols = config_->text("Driver", "Protocols", "");
+        if (!protocols.empty()) {
+            s.protocols.clear();
+            size_t start = 0;
+            while (start <= protocols.size()) {
+                size_t comma = protocols.find(',', start);
+                s.protocols.push_back(protocols.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+                if (comma == std::string::npos)
+                    break;
+                start = comma + 1;
+            }
+        }
+        for (const auto& protocol : s.protocols) {
+            int code = config_->number("ConnectErrors", protocol, 0);
+            if (code != 0)
+                s.connectErrors[protocol] = static_cast<int16_t>(code);
+        }
+        core_.reset();
+        adapter_ = std::make_unique<SerialAdapter>(config_->text("Adapter", "Port", "COM1"),
+                                                   config_->number("Adapter", "Baud", 9600),
+                                                   config_->number("Adapter", "ReplyTimeout", 1000));
+        core_ = std::make_unique<Lp2DriverCore>(std::move(s), *adapter_);
+    }
+
+    Lp2DriverCore& core()
+    {
+        if (!core_)
+            reloadIfIdle();
+        return *core_;
+    }
+
+    std::string configuredErrorText(int16_t code)
+    {
+        if (!config_)
+            reloadIfIdle();
+        return config_->text("ErrorTexts", std::to_string(code), "");
+    }
+
+private:
+    std::unique_ptr<Config> config_;
+    std::unique_ptr<SerialAdapter> adapter_;
+    std::unique_ptr<Lp2DriverCore> core_;
+};
+
+SimDriver& driver()
+{
+    static SimDriver instance;
+    return instance;
+}
+
+} // namespace
+
+LP2SIM_EXPORT short WINAPI RP1210_ClientConnect(Rp1210Hwnd, short nDeviceId, const char* fpchProtocol, long, long,
+                                                short)
+{
+    driver().reloadIfIdle();
+    return driver().core().clientConnect(nDeviceId, fpchProtocol);
+}
+
+LP2SIM_EXPORT short WINAPI RP1210_ClientDisconnect(short nClientID)
+{
+    return driver().core().clientDisconnect(nClientID);
+}
+
+LP2SIM_EXPORT short WINAPI RP1210_SendMessage(short nClientID, char* fpchClientMessage, short nMessageSize, short,
+                                              short)
+{
+    return driver().core().sendMessage(nClientID, fpchClientMessage, nMessageSize);
+}
+
+LP2SIM_EXPORT short WINAPI RP1210_ReadMessage(short nClientID, char* fpchAPIMessage, short nBufferSize, short)
+{
+    return driver().core().readMessage(nClientID, fpchAPIMessage, nBufferSize);
+}
+
+LP2SIM_EXPORT short WINAPI RP1210_SendCommand(short nCommandNumber, short nClientID, char* fpchClientCommand,
+                                              short nMessageSize)
+{
+    return driver().core().sendCommand(nCommandNumber, nClientID, fpchClientCommand, nMessageSize);
+}
+
+LP2SIM_EXPORT void WINAPI RP1210_ReadVersion(char* fpchDLLMajorVersion, char* fpchDLLMinorVersion,
+                                             char* fpchAPIMajorVersion, char* fpchAPIMinorVersion)
+{
+    driver().core().readVersion(fpchDLLMajorVersion, fpchDLLMinorVersion, fpchAPIMajorVersion, fpchAPIMinorVersion);
+}
+
+LP2SIM_EXPORT short WINAPI RP1210_GetErrorMsg(short ErrorCode, char* fpchMessage)
+{
+    std::string own = driver().configuredErrorText(ErrorCode);
+    if (!own.empty() && fpchMessage) {
+        size_t n = std::min<size_t>(own.size(), 80);
+        std::memcpy(fpchMessage, own.data(), n);
+        fpchMessage[n] = '\0';
+        return 0;
+    }
+    return driver().core().getErrorMsg(ErrorCode, fpchMessage);
+}
+
+#ifndef LP2SIM_WITHOUT_HARDWARE_STATUS
+LP2SIM_EXPORT short WINAPI RP1210_GetHardwareStatus(short nClientID, char* fpchClientInfo, short nInfoSize, short)
+{
+    return driver().core().getHardwareStatus(nClientID, fpchClientInfo, nInfoSize);
+}
+#endif
