@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <unistd.h>
 
@@ -267,6 +269,27 @@ TEST_F(ProfileFilesTest, InterruptedWriteLeavesTheOldFileReadable)
     EXPECT_EQ(value("DeviceInformation1", "DeviceParams", "lp2rp32.ini"), "COM1,9600");
     ASSERT_TRUE(ini.writePrivateProfileString("DeviceInformation1", "DeviceParams", "COM2,9600", "Lp2rp32.ini"));
     EXPECT_EQ(readFile(path), "[DeviceInformation1]\r\nDeviceParams=COM2,9600\r\n");
+}
+
+TEST_F(ProfileFilesTest, ConcurrentWritersLoseNoUpdate)
+{
+    // Each writer reads, changes and replaces the whole file; without the lock
+    // one writer's replacement would drop another's key.
+    std::vector<std::thread> writers;
+    for (int w = 0; w < 4; ++w)
+        writers.emplace_back([this, w] {
+            IniProfileFiles own{dir.path()};
+            for (int i = 0; i < 15; ++i)
+                own.writePrivateProfileString("s", "k" + std::to_string(w) + "_" + std::to_string(i), "v",
+                                              w % 2 ? "shared.ini" : "SHARED.INI");
+        });
+    for (auto& t : writers)
+        t.join();
+    for (int w = 0; w < 4; ++w)
+        for (int i = 0; i < 15; ++i)
+            EXPECT_EQ(value("s", "k" + std::to_string(w) + "_" + std::to_string(i), "Shared.ini"), "v");
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 2)
+        << "one file and its lock, whatever the spelling";
 }
 
 TEST(WindowsDirectory, ComesFromWindirElseTheUserDataFolder)
