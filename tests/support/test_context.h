@@ -1,0 +1,69 @@
+#pragma once
+// A complete context for procedure and screen tests: virtual clock, scripted
+// prompts, recorded screen calls, in-memory log, INI files in a temporary
+// Windows directory, a registry file in the same temporary folder, and
+// in-process serial ports. Everything is fresh per object.
+//
+//     lp::test::TestContext t;
+//     t.setRegistryText("SOFTWARE\\Halvorn Inc.\\Linkport Toolkit", "PrevAdapter", "LPII SIP");
+//     t.ctx.commandLine = "/CLP";
+//     ... run the procedure with t.ctx, then look at t.prompts, t.screens, t.log
+//
+// A test that uses the real main window lets it replace ctx.ports.screens
+// (it installs itself); `screens` then records nothing.
+#include <memory>
+#include <string>
+
+#include "core/context.h"
+#include "platform/ini_profile_files.h"
+#include "platform/reg_file_store.h"
+#include "ports/memory_logger.h"
+#include "ports/recording_screens.h"
+#include "ports/scripted_prompts.h"
+#include "ports/virtual_clock.h"
+#include "ports/virtual_serial.h"
+#include "support/temp_dir.h"
+
+namespace lp::test {
+
+class TestContext {
+public:
+    TestContext();
+    TestContext(const TestContext&) = delete;
+    TestContext& operator=(const TestContext&) = delete;
+
+    // <temp>/windows, without a trailing separator.
+    std::string windowsDirectory() const { return windowsDir_; }
+    // <temp>/registry.reg.
+    std::string registryFile() const { return registryFile_; }
+    // A file in the temporary folder, for anything else a test needs.
+    std::string file(const std::string& name) const { return dir.file(name); }
+
+    // Stores a REG_SZ or REG_DWORD value under HKEY_LOCAL_MACHINE directly in
+    // the store (no numeric-text conversion). False when the store refused.
+    bool setRegistryText(const std::string& key, const std::string& name, const std::string& value);
+    bool setRegistryNumber(const std::string& key, const std::string& name, int32_t value);
+    // The value as the program reads it (RegReadValue's text).
+    std::string registryText(const std::string& key, const std::string& name);
+
+    // Writes a file (an INI file, say) into the Windows directory.
+    void writeWindowsFile(const std::string& name, const std::string& contents) const;
+
+    TempDir dir;
+    sim::VirtualClock clock;
+    sim::ScriptedPrompts prompts;
+    sim::RecordingScreenCalls screens;
+    sim::MemoryLogger log;
+    sim::VirtualSerialPorts serialPorts{clock};
+
+private:
+    std::string windowsDir_;
+    std::string registryFile_;
+
+public:
+    IniProfileFiles profiles;
+    RegFileStore registry;
+    Context ctx;
+};
+
+} // namespace lp::test

@@ -1,0 +1,244 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "shell/help_file.h"
+#include "shell/menu_status.h"
+#include "shell/single_instance.h"
+#include "shell/startup.h"
+#include "support/test_context.h"
+#include "version.h"
+
+using namespace lp;
+
+namespace {
+
+const std::string kKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
+const std::string kServiceTool = "Software\\Tavrel\\SVK\\Tavrel Service Tool\\";
+
+struct Startup : test::TestContext {
+    Startup() { ctx.g_strRegistryKey = kKey; }
+    // Start-up steps 3 to 8 on what the registry holds.
+    void run(const std::string& commandLine)
+    {
+        ctx.commandLine = commandLine;
+        ctx.g_intToolkitMode = ChooseToolkitMode(ctx);
+        ChooseDeviceKind(ctx);
+        CorrectDeviceKind(ctx);
+        ApplyDeviceFlags(ctx);
+    }
+    std::string flags() const
+    {
+        return std::string(ctx.g_blnLP2Selected ? "L" : "-") + (ctx.g_blnCGPSelected ? "C" : "-")
+            + (ctx.g_blnWLPSelected ? "W" : "-");
+    }
+};
+
+} // namespace
+
+TEST(ShellStartup, EditionComesFromTheSwitchAtPositionOneOrTheServiceTool)
+{
+    struct Case {
+        const char* commandLine;
+        const char* toolPath; // nullptr: not installed
+        int16_t mode;
+    } cases[] = {
+        {"/clp anything", nullptr, 2}, {"/CLP", nullptr, 2},   {" /CLP", nullptr, 1},
+        {"x /CLP", nullptr, 1},        {"", nullptr, 1},       {"", "C:\\Tavrel", 2},
+        {"", "", 1},                   {" /CLP", "C:\\T", 2},
+    };
+    for (const auto& c : cases) {
+        Startup s;
+        if (c.toolPath)
+            ASSERT_TRUE(s.setRegistryText(kServiceTool, "Path", c.toolPath));
+        s.ctx.commandLine = c.commandLine;
+        EXPECT_EQ(ChooseToolkitMode(s.ctx), c.mode) << '"' << c.commandLine << '"';
+    }
+}
+
+TEST(ShellStartup, StoredAdapterIsCorrectedToSuitTheEditionAndSetsOneFlag)
+{
+    struct Case {
+        const char* stored;
+        const char* commandLine;
+        const char* kindAfter;
+        const char* flags;
+    } cases[] = {
+        {"B&B SIP", "", "LPII SIP", "L--"},     // compact adapter in the standard edition
+        {"B&B SIP", "/CLP", "B&B SIP", "-C-"},
+        {"WLP", "/CLP", "LPII SIP", "L--"},     // wireless adapter in the compact edition
+        {"WLP", "", "WLP", "--W"},
+        {"LPII SIP", "/clp", "LPII SIP", "L--"},
+        {"lpii sip", "", "lpii sip", "---"},    // texts compare exactly
+        {"", "", "", "---"},
+    };
+    for (const auto& c : cases) {
+        Startup s;
+        if (*c.stored)
+            ASSERT_TRUE(s.setRegistryText(kKey, "PrevAdapter", c.stored));
+        s.run(c.commandLine);
+        EXPECT_EQ(s.ctx.g_strDeviceKind, c.kindAfter) << c.stored << " / " << c.commandLine;
+        EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), c.kindAfter) << c.stored;
+        EXPECT_EQ(s.flags(), c.flags) << c.stored << " / " << c.commandLine;
+    }
+
+    // The wireless-only edition ignores the stored kind.
+    Startup w;
+    ASSERT_TRUE(w.setRegistryText(kKey, "PrevAdapter", "B&B SIP"));
+    w.ctx.g_intToolkitMode = -1;
+    ChooseDeviceKind(w.ctx);
+    EXPECT_EQ(w.ctx.g_strDeviceKind, "WLP");
+    EXPECT_FALSE(CorrectDeviceKind(w.ctx));
+    ApplyDeviceFlags(w.ctx);
+    EXPECT_EQ(w.flags(), "--W");
+    EXPECT_EQ(w.registryText(kKey, "PrevAdapter"), "B&B SIP");
+}
+
+TEST(ShellStartup, FirstScreenNeedsAStoredKindForTheUpgradeSwitch)
+{
+    Context ctx;
+    ctx.commandLine = "/SIPUpgrade";
+    EXPECT_EQ(FirstScreenKey(ctx), "Preferences");
+    ctx.g_strDeviceKind = "LPII SIP";
+    EXPECT_EQ(FirstScreenKey(ctx), "Application Flash");
+    ctx.commandLine = "/sipupgrade now";
+    EXPECT_EQ(FirstScreenKey(ctx), "Application Flash");
+    ctx.commandLine = " /SIPUpgrade";
+    EXPECT_EQ(FirstScreenKey(ctx), "Summary");
+    ctx.commandLine = "/CLP /SIPUpgrade";
+    EXPECT_EQ(FirstScreenKey(ctx), "Summary");
+}
+
+TEST(ShellStartup, TextsFollowTheEdition)
+{
+    EXPECT_EQ(StatusVersionText(1), std::string("v") + version::text);
+    EXPECT_EQ(StatusVersionText(2), std::string("v") + version::text);
+    EXPECT_EQ(StatusVersionText(-1), "v1.0.0");
+
+    EXPECT_EQ(MainWindowCaptions(1).window, "HVN Linkport Toolkit");
+    EXPECT_EQ(MainWindowCaptions(2).aboutMenu, "About HVN Linkport Toolkit");
+    EXPECT_EQ(MainWindowCaptions(-1).window, "Wireless Linkport");
+    EXPECT_EQ(MainWindowCaptions(-1).aboutMenu, "About Wireless Linkport Toolkit");
+    EXPECT_EQ(ScreenCaption(1, "Summary"), "HVN Linkport Toolkit - Summary");
+    EXPECT_EQ(ScreenCaption(-1, "Summary"), "Wireless Linkport Toolkit - Summary");
+
+    AboutTexts a = AboutDialogTexts(1);
+    EXPECT_EQ(a.caption, "About HVN Linkport Toolkit");
+    EXPECT_EQ(a.version, std::string("Version ") + version::text);
+    EXPECT_EQ(a.copyright, LegalCopyright() + " Halvorn Inc. All Rights Reserved");
+    AboutTexts w = AboutDialogTexts(-1);
+    EXPECT_EQ(w.caption, "About Wireless Linkport Toolkit");
+    EXPECT_EQ(w.version, "Version 1.0.0");
+    EXPECT_EQ(w.title, "Wireless Linkport Toolkit");
+    EXPECT_EQ(w.copyright, a.copyright);
+
+    EXPECT_EQ(PanelTextFromCaption("HVN Linkport Toolkit - Application Firmware Flash"),
+              "Application Firmware Flash");
+    EXPECT_EQ(PanelTextFromCaption("A-B - C"), " - C"); // the first "-" counts
+    EXPECT_EQ(PanelTextFromCaption("Linkport II Test"), "inkport II Test");
+    EXPECT_EQ(PanelTextFromCaption("Ends with -"), "");
+
+    for (auto v : {"1.9", "1.91"})
+        EXPECT_TRUE(DriverRefusesFlash(v)) << v;
+    for (auto v : {"1.90", "1.9.1", " 1.9", "1.92", ""})
+        EXPECT_FALSE(DriverRefusesFlash(v)) << v;
+}
+
+TEST(ShellStartup, TwipsBecomePixelsAtTheScreensResolution)
+{
+    EXPECT_EQ(TwipsToPixels(kMainWindowWidthTwips, 96), 573);
+    EXPECT_EQ(TwipsToPixels(kMainWindowHeightTwips, 96), 507);
+    EXPECT_EQ(TwipsToPixels(kMainWindowWidthTwips, 144), 860);
+    EXPECT_EQ(TwipsToPixels(1440, 0), 96); // a screen without a resolution counts as 96 dpi
+    EXPECT_EQ(ExitDialogHeightPixels(17, 96), 117);
+}
+
+TEST(MenuStatus, TextsByRunningIndexWithTheTestItemUncounted)
+{
+    const std::pair<const char*, std::string> expected[] = {
+        {"mnuFile", ""},
+        {"mnuFileExit", "Exit HVN Linkport Toolkit"},
+        {"mnuInformation", ""},
+        {"mnuInformationSummary", "View Summary Information"},
+        {"mnuUtilities", ""},
+        {"mnuUtilitiesApplicationFirmwareFlash", "Flash the adapter"},
+        {"mnuLPTest", ""},
+        {"mnuPreferences", "View/ Modify Preferences"},
+        {"mnuHelp", ""},
+        {"mnuHelpTopics", "Help Topics"},
+        {"mnuHelpAbout", "About HVN Linkport Toolkit"},
+    };
+    for (const auto& [name, text] : expected)
+        EXPECT_EQ(MenuStatusText(MenuRunningIndex(name)), text) << name;
+    EXPECT_EQ(MenuRunningIndex("mnuPreferences"), 7);
+    EXPECT_EQ(MenuStatusText(11), "");
+    EXPECT_EQ(MenuStatusText(-1), "");
+    EXPECT_EQ(MenuStatusTextForCommand(2, 28671), "Exit HVN Linkport Toolkit");
+    EXPECT_EQ(MenuStatusTextForCommand(2, 28672), ""); // a system-menu command
+}
+
+TEST(ShellHelp, ServiceToolHelpFileIsFoundByNameIgnoringCase)
+{
+    test::TestContext t;
+    EXPECT_EQ(ServiceToolHelpFile(t.ctx), ""); // tool not installed
+
+    const std::string folder = t.file("fieldscope");
+    std::filesystem::create_directories(folder + "/index.html"); // a folder does not count
+    t.setRegistryText(kServiceToolHelpKey, "Path", folder);
+    EXPECT_EQ(ServiceToolHelpFile(t.ctx), "");
+
+    test::writeFile(folder + "/INDEX.HTM", "<html></html>");
+    EXPECT_EQ(ServiceToolHelpFile(t.ctx), folder + "/INDEX.HTM");
+    test::writeFile(folder + "/fieldscope.CHM", "chm");
+    EXPECT_EQ(ServiceToolHelpFile(t.ctx), folder + "/fieldscope.CHM");
+    test::writeFile(folder + "/readme.chm", "chm");
+    EXPECT_EQ(ServiceToolHelpFile(t.ctx), folder + "/fieldscope.CHM");
+
+    t.setRegistryText(kServiceToolHelpKey, "Path", folder + "/missing");
+    EXPECT_EQ(ServiceToolHelpFile(t.ctx), "");
+}
+
+TEST(SingleInstance, SecondHolderIsRefusedUntilTheFirstEndsEvenByKill)
+{
+    test::TempDir dir;
+    const std::string lock = dir.file("instance");
+    {
+        SingleInstance first(lock);
+        EXPECT_EQ(first.state(), SingleInstance::State::First);
+        SingleInstance second(lock);
+        EXPECT_EQ(second.state(), SingleInstance::State::AlreadyRunning);
+    }
+    SingleInstance again(lock);
+    EXPECT_EQ(again.state(), SingleInstance::State::First);
+
+    // A lock folder that cannot exist: start anyway rather than refuse.
+    SingleInstance nowhere(dir.file("no/such/folder/instance"));
+    EXPECT_EQ(nowhere.state(), SingleInstance::State::Unchecked);
+    EXPECT_FALSE(nowhere.detail().empty());
+
+    // Another process holds the lock and is killed: its lock goes with it.
+    const std::string other = dir.file("other");
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        SingleInstance held(other);
+        char c = held.state() == SingleInstance::State::First ? 'y' : 'n';
+        (void)!write(ready[1], &c, 1);
+        pause();
+        _exit(0);
+    }
+    char c = 0;
+    ASSERT_EQ(read(ready[0], &c, 1), 1);
+    EXPECT_EQ(c, 'y');
+    EXPECT_EQ(SingleInstance(other).state(), SingleInstance::State::AlreadyRunning);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(SingleInstance(other).state(), SingleInstance::State::First);
+    close(ready[0]);
+    close(ready[1]);
+}
