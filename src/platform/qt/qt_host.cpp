@@ -79,11 +79,9 @@ protected:
     {
         if (!isUserInput(event->type()))
             return false;
-        // Qt passes a widget's input to its parents as the same event object;
-        // keep one copy, for the first receiver.
-        for (const auto& entry : held_)
-            if (entry.second && entry.second->type() == event->type() && entry.first == receiver)
-                return true;
+        // Accepted, so that Qt does not offer it to the parents as well; the
+        // copy goes to the first receiver and propagates from there later.
+        event->accept();
         held_.emplace_back(QPointer<QObject>(receiver), std::unique_ptr<QEvent>(event->clone()));
         return true;
     }
