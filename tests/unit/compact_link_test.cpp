@@ -9,13 +9,7 @@
 
 #include "links/modCGP.h"
 #include "models/compact_model.h"
-#include "platform/ini_profile_files.h"
-#include "ports/memory_logger.h"
-#include "ports/recording_screens.h"
-#include "ports/scripted_prompts.h"
-#include "ports/virtual_clock.h"
-#include "ports/virtual_serial.h"
-#include "support/temp_dir.h"
+#include "support/test_context.h"
 
 using namespace lp;
 using namespace lp::sim;
@@ -27,33 +21,25 @@ const std::string kError1 =
     "Linkport. Verify the adapter is getting power.\r\rError:\rThe interface hardware is not connected.";
 
 struct CompactLink : ::testing::Test {
-    VirtualClock clock;
-    VirtualSerialPorts ports{clock};
-    ScriptedPrompts prompts;
-    RecordingScreenCalls screens;
-    MemoryLogger log;
-    test::TempDir windir;
-    IniProfileFiles profiles{windir.path()};
-    Context ctx;
+    test::TestContext t;
+    sim::VirtualClock& clock = t.clock;
+    VirtualSerialPorts& ports = t.serialPorts;
+    ScriptedPrompts& prompts = t.prompts;
+    Context& ctx = t.ctx;
     std::unique_ptr<SerialPort> connection = ports.create();
     std::string a, b, c;
 
-    CompactLink()
-    {
-        ctx.ports = {.host = &clock, .prompts = &prompts, .profiles = &profiles, .log = &log,
-                     .serialPorts = &ports, .screens = &screens};
-    }
     void ini(const std::string& deviceParams, const std::string& lastPort = "")
     {
         std::string text = "[DeviceInformation3]\r\nDeviceParams=" + deviceParams + "\r\n";
         if (!lastPort.empty())
             text += "LastComPortUsed=" + lastPort + "\r\n";
-        test::writeFile(windir.file("CLPRP32.INI"), text);
+        t.writeWindowsFile("CLPRP32.INI", text);
     }
     std::string lastPort()
     {
         std::string value;
-        profiles.getPrivateProfileString("DeviceInformation3", "LastComPortUsed", "", value, 100, "CLPRP32.INI");
+        t.profiles.getPrivateProfileString("DeviceInformation3", "LastComPortUsed", "", value, 100, "CLPRP32.INI");
         return value;
     }
     bool connectAndRead() { return CGPConnectAndRead(ctx, *connection, a, b, c); }
@@ -76,7 +62,7 @@ TEST_F(CompactLink, SearchFindsTheAdapterAmongAbsentAndSilentPorts)
     EXPECT_EQ(ports.canOpenAsked, (std::vector<std::string>{"COM1", "COM2", "COM3", "COM4", "COM5", "COM6", "COM7"}));
     // The silent ports each failed the loader look too.
     EXPECT_EQ(prompts.prompts(), (std::vector<std::string>{kError1, kError1}));
-    EXPECT_EQ(screens.pointerChanges, (std::vector<int>{11, 0}));
+    EXPECT_EQ(t.screens.pointerChanges, (std::vector<int>{11, 0}));
     EXPECT_FALSE(connection->portOpen());
     EXPECT_EQ(ctx.g_strLP2Port, "");
 }
@@ -216,7 +202,7 @@ TEST_F(CompactLink, GuardClosesThePortAndRestoresThePointer)
     EXPECT_FALSE(connectAndRead());
     EXPECT_FALSE(connection->portOpen());
     EXPECT_EQ(ports.openCount(7), 1);
-    EXPECT_EQ(screens.mousePointer, 0);
+    EXPECT_EQ(t.screens.mousePointer, 0);
     EXPECT_EQ(prompts.prompts(), std::vector<std::string>{kError1});
     EXPECT_EQ(lastPort(), "");
 }
