@@ -3,18 +3,16 @@
 // changes what every link sees; a wrong key hides the stored device kind.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
-#include <cstring>
 #include <limits>
-#include <map>
 
-#include "platform/registry_store.h"
+#include "platform/reg_file_store.h"
 #include "platform/serial_port.h"
 #include "ports/memory_logger.h"
 #include "ports/recording_screens.h"
 #include "ports/virtual_clock.h"
 #include "settings/modLibrary.h"
+#include "settings/modRegistry.h"
+#include "support/temp_dir.h"
 
 using namespace lp;
 using namespace lp::sim;
@@ -43,63 +41,6 @@ public:
     bool isRs232Present(int32_t port) override { return ++probes, port == 3; }
     bool canOpen(const std::string&) override { return false; }
     int probes = 0;
-};
-
-// Just enough of a registry: keys matched without regard to case or a
-// trailing backslash, REG_SZ values.
-class FakeRegistry final : public RegistryStore {
-public:
-    void setText(const std::string& key, const std::string& name, const std::string& text)
-    {
-        values_[norm(key)][name] = text + '\0';
-    }
-    int32_t regOpenKey(HKEY root, const std::string& subKey, HKEY& out) override
-    {
-        out = 0;
-        if (root != HKEY_LOCAL_MACHINE || !values_.count(norm(subKey)))
-            return ERROR_FILE_NOT_FOUND;
-        out = next_;
-        open_[next_++] = norm(subKey);
-        return ERROR_SUCCESS;
-    }
-    int32_t regCreateKey(HKEY, const std::string&, HKEY& out) override { return out = 0, ERROR_ACCESS_DENIED; }
-    int32_t regQueryValueEx(HKEY key, const std::string& name, uint32_t* type, uint8_t* data,
-                            uint32_t* size) override
-    {
-        auto k = open_.find(key);
-        if (k == open_.end())
-            return ERROR_INVALID_HANDLE;
-        auto v = values_[k->second].find(name);
-        if (v == values_[k->second].end())
-            return ERROR_FILE_NOT_FOUND;
-        if (type)
-            *type = REG_SZ;
-        const auto length = static_cast<uint32_t>(v->second.size());
-        if (data && size && *size < length)
-            return *size = length, ERROR_MORE_DATA;
-        if (data)
-            std::memcpy(data, v->second.data(), length);
-        if (size)
-            *size = length;
-        return ERROR_SUCCESS;
-    }
-    int32_t regSetValueEx(HKEY, const std::string&, uint32_t, const uint8_t*, uint32_t) override
-    {
-        return ERROR_ACCESS_DENIED;
-    }
-    int32_t regCloseKey(HKEY key) override { return open_.erase(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE; }
-
-private:
-    static std::string norm(std::string key)
-    {
-        while (!key.empty() && key.back() == '\\')
-            key.pop_back();
-        std::transform(key.begin(), key.end(), key.begin(), [](unsigned char c) { return std::tolower(c); });
-        return key;
-    }
-    std::map<std::string, std::map<std::string, std::string>> values_;
-    std::map<HKEY, std::string> open_;
-    HKEY next_ = 0x100;
 };
 
 } // namespace
@@ -184,22 +125,24 @@ TEST(ModLibrary, SerialProbeFlagsAndMainWindow)
 
 TEST(ModLibrary, StoredDeviceKindAndServiceTool)
 {
-    FakeRegistry registry;
+    lp::test::TempDir dir;
+    RegFileStore registry(dir.file("registry.reg"));
     Context ctx;
     ctx.ports.registry = &registry;
     ctx.g_strRegistryKey = "SOFTWARE\\HVN\\Linkport Toolkit";
+    const std::string tool = "Software\\Tavrel\\SVK\\Tavrel Service Tool";
 
     EXPECT_EQ(ReadPrevAdapter(ctx), "");
     EXPECT_FALSE(ServiceToolInstalled(ctx));
 
-    registry.setText("SOFTWARE\\HVN\\Linkport Toolkit", "PrevAdapter", "B&B SIP");
-    registry.setText("Software\\Tavrel\\SVK\\Tavrel Service Tool", "Path", "");
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, ctx.g_strRegistryKey, "PrevAdapter", "B&B SIP");
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, tool, "Path", "");
     EXPECT_EQ(ReadPrevAdapter(ctx), "B&B SIP");
     EXPECT_FALSE(ServiceToolInstalled(ctx)); // present but empty
 
-    registry.setText("Software\\Tavrel\\SVK\\Tavrel Service Tool", "Path", "C:\\Tavrel\\STool.exe");
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, tool, "Path", "C:\\Tavrel\\STool.exe");
     EXPECT_TRUE(ServiceToolInstalled(ctx));
-    // Another key's "Path" is not the service tool.
-    ctx.g_strRegistryKey = "Software\\Tavrel\\SVK\\Tavrel Service Tool";
-    EXPECT_EQ(ReadPrevAdapter(ctx), "");
+    // Another key's "Path" is not the service tool's, nor its "PrevAdapter" ours.
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, tool, "PrevAdapter", "WLP");
+    EXPECT_EQ(ReadPrevAdapter(ctx), "B&B SIP");
 }
