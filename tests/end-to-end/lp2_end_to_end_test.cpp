@@ -1,0 +1,166 @@
+// The second-generation adapter for real: the binding loads the test driver
+// library LP2RP32 with dlopen from a temporary Windows directory, the driver
+// reaches the adapter model over a pseudo-terminal, and the serial version
+// query reaches the same model through COM5, a link in the dosdevices
+// folder, with the real serial port and the Qt host.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "links/modLP2.h"
+#include "links/modRP1210Interface.h"
+#include "models/lp2_model.h"
+#include "platform/ini_profile_files.h"
+#include "platform/qt/qt_host.h"
+#include "platform/qt/qt_serial_port.h"
+#include "platform/rp1210_library.h"
+#include "ports/memory_logger.h"
+#include "ports/pty_bridge.h"
+#include "ports/recording_screens.h"
+#include "ports/scripted_prompts.h"
+#include "support/temp_dir.h"
+
+using namespace lp;
+using namespace lp::sim;
+
+namespace {
+
+void ensureCoreApplication()
+{
+    if (QCoreApplication::instance())
+        return;
+    static int argc = 1;
+    static char name[] = "end_to_end_tests";
+    static char* argv[] = {name, nullptr};
+    static QCoreApplication* app = new QCoreApplication(argc, argv);
+    (void)app;
+}
+
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const std::string& value) : name_(name)
+    {
+        if (const char* old = std::getenv(name)) {
+            had_ = true;
+            old_ = old;
+        }
+        setenv(name, value.c_str(), 1);
+    }
+    ~ScopedEnv()
+    {
+        if (had_)
+            setenv(name_, old_.c_str(), 1);
+        else
+            unsetenv(name_);
+    }
+
+private:
+    const char* name_;
+    bool had_ = false;
+    std::string old_;
+};
+
+struct Lp2EndToEnd : ::testing::Test {
+    test::TempDir dir;
+    std::string windows = dir.file("windows");
+    QtHost host;
+    IniProfileFiles profiles{windows};
+    ScriptedPrompts prompts;
+    RecordingScreenCalls screens;
+    MemoryLogger log;
+    QtSerialPorts serialPorts{&log};
+    Rp1210Library library{"LP2RP32", [this] { return profiles.windowsDirectory(); }, &log};
+    Context ctx;
+
+    static void SetUpTestSuite() { ensureCoreApplication(); }
+    Lp2EndToEnd()
+    {
+        std::filesystem::create_directories(windows);
+        ctx.ports = {.host = &host, .prompts = &prompts, .profiles = &profiles, .log = &log,
+                     .serialPorts = &serialPorts, .screens = &screens, .rp1210 = &library};
+        test::writeFile(windows + "/LP2RP32.INI", lp2DriverIni({.deviceParams = "COM5,9600"}));
+    }
+    void installDriver(const char* built, const std::string& name)
+    {
+        std::filesystem::copy_file(built, windows + "/" + name, std::filesystem::copy_options::overwrite_existing);
+    }
+};
+
+} // namespace
+
+TEST_F(Lp2EndToEnd, VersionsThroughTheDriverLibraryAndTheSerialLine)
+{
+    Lp2Model adapter;
+    adapter.config().versions = {3, 1, 2, 4, 255, 255};
+    adapter.config().serialVersion = {0x02, 0x05, 0x31};
+    PtyBridge bridge(adapter);
+    std::string error;
+    if (!bridge.start(&error))
+        GTEST_SKIP() << "no pseudo-terminal: " << error;
+    ASSERT_TRUE(linkComPort(dir.file("dosdevices"), 5, bridge.slavePath(), &error)) << error;
+    ScopedEnv dosdevices("LINKPORT_DOSDEVICES", dir.file("dosdevices"));
+    installDriver(LP_TEST_DRIVER_LIBRARY, "LibLp2Rp32.so"); // found whatever its case
+    test::writeFile(windows + "/lp2sim.ini", "[Driver]\r\nDLLMajorVersion=2\r\nDLLMinorVersion=07\r\n"
+                                             "[Adapter]\r\nPort=COM5\r\n");
+
+    std::string hardware, application, boot;
+    ASSERT_TRUE(LP2ReadVersions(ctx, hardware, application, boot)) << library.lastError();
+    EXPECT_EQ(hardware, "3.1");
+    EXPECT_EQ(application, "2.4");
+    EXPECT_EQ(boot, "255.255");
+    EXPECT_EQ(library.loadedPath(), windows + "/LibLp2Rp32.so");
+    EXPECT_EQ(LP2DriverVersion(ctx), "2.07");
+    EXPECT_TRUE(prompts.boxes().empty());
+
+    // While the driver has a client, the line is the driver's.
+    ASSERT_TRUE(LP2ConnectSIP(ctx, "SIP"));
+    auto connection = serialPorts.create();
+    connection->setCommPort(5);
+    EXPECT_FALSE(connection->setPortOpen(true));
+    EXPECT_NE(connection->lastError().find("in use"), std::string::npos) << connection->lastError();
+    EXPECT_FALSE(serialPorts.isRs232Present(5));
+
+    EXPECT_EQ(LP2SerialVersionQuery(ctx, 5, *connection), "02.05.31");
+    EXPECT_TRUE(log.contains(LogSubsystem::Links, "Exiting RP1210 Mode SUCCESS"));
+    EXPECT_TRUE(log.contains(LogSubsystem::Links, "Back to RP1210 Mode - SUCCESS"));
+    EXPECT_FALSE(connection->portOpen());
+    EXPECT_EQ(bridge.programBaud(), 9600);
+    bool driverMode = false;
+    bridge.scheduler().call([&] { driverMode = adapter.driverMode(); });
+    EXPECT_TRUE(driverMode);
+
+    // Back in driver mode, the adapter answers its driver again.
+    ASSERT_TRUE(LP2ReadVersions(ctx, hardware, application, boot));
+    EXPECT_EQ(application, "2.4");
+
+    // At another rate the program's frames are noise to the adapter.
+    bridge.scheduler().call([&] { adapter.config().baud = 19200; });
+    EXPECT_EQ(LP2SerialVersionQuery(ctx, 5, *connection), "Not Present");
+    int noise = 0;
+    bridge.scheduler().call([&] { noise = adapter.noiseBytes(); });
+    EXPECT_GT(noise, 0);
+}
+
+TEST_F(Lp2EndToEnd, MissingLibraryOrEntryPointGivesMinusTwo)
+{
+    EXPECT_EQ(RP1210Connect(ctx, "SIP"), -2);
+    EXPECT_NE(library.lastError().find("not found"), std::string::npos) << library.lastError();
+    EXPECT_EQ(RP1210ErrorText(ctx, 142), "Error Code Not Found");
+
+    // Installed while the program runs: found at the next call. This one
+    // lacks RP1210_GetHardwareStatus; its port is a plain file.
+    installDriver(LP_TEST_DRIVER_LIBRARY_PARTIAL, "libLP2RP32.so");
+    test::writeFile(dir.file("line"), "");
+    test::writeFile(windows + "/LP2SIM.INI", "[Adapter]\r\nPort=" + dir.file("line") + "\r\n");
+    EXPECT_EQ(RP1210Connect(ctx, "SIP"), 0);
+    std::string status = "x";
+    EXPECT_EQ(RP1210HardwareStatus(ctx, status, 1), -2);
+    EXPECT_EQ(status, "");
+    EXPECT_NE(library.lastError().find("RP1210_GetHardwareStatus"), std::string::npos);
+    EXPECT_EQ(RP1210ErrorText(ctx, 142), std::string("Hardware not responding\0", 24));
+    EXPECT_EQ(RP1210Disconnect(ctx), 0);
+}
