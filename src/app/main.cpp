@@ -1,22 +1,114 @@
+// The program: builds the real ports and the context, and hands the command
+// line to the main window, whose load is the start-up.
 #include <QApplication>
-#include <QMainWindow>
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
+#include <string>
 
+#include "core/context.h"
+#include "platform/ini_profile_files.h"
+#include "platform/qt/qt_host.h"
+#include "platform/qt/qt_logger.h"
+#include "platform/qt/qt_prompts.h"
+#include "platform/qt/qt_serial_port.h"
+#include "platform/file_version_reader.h"
+#include "platform/reg_file_store.h"
+#include "platform/rp1210_library.h"
+#include "platform/windows_directory.h"
+#include "shell/frmParent.h"
+#include "shell/qt/res_picture.h"
 #include "version.h"
+
+namespace {
+
+const char* const kUsage =
+    "Usage: linkport-toolkit [/CLP] [/SIPUpgrade] [--help] [--version]\n"
+    "\n"
+    "Shows what a Linkport datalink adapter holds, flashes application firmware\n"
+    "into it and tests its datalinks.\n"
+    "\n"
+    "  /CLP         start the compact edition (Linkport II and Compact Linkport);\n"
+    "               it must be the first thing on the command line\n"
+    "  /SIPUpgrade  open Application Firmware Flash first (also at the start)\n"
+    "  --help       show this text and end\n"
+    "  --version    show the program's version and end\n"
+    "\n"
+    "Environment:\n"
+    "  windir                  folder of the adapter drivers' INI files\n"
+    "  LINKPORT_REGISTRY_FILE  the toolkit's settings (a .reg file)\n"
+    "  LINKPORT_DOSDEVICES     folder of comN links naming serial devices\n";
+
+// The classic command line: everything after the program name, as one text.
+std::string classicCommandLine(int argc, char* argv[])
+{
+    std::string line;
+    for (int i = 1; i < argc; ++i) {
+        if (i > 1)
+            line += ' ';
+        line += argv[i];
+    }
+    return line;
+}
+
+} // namespace
 
 int main(int argc, char* argv[])
 {
+    // Answered before Qt starts: no window, no display, no instance lock.
     for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+            std::fputs(kUsage, stdout);
+            return 0;
+        }
         if (std::strcmp(argv[i], "--version") == 0) {
             std::printf("linkport-toolkit %s\n", lp::version::text);
             return 0;
         }
     }
-    QApplication app(argc, argv);
-    QMainWindow window;
-    window.setWindowTitle("HVN Linkport Toolkit");
-    window.show();
-    return app.exec();
+
+    QApplication app(argc, argv); // takes Qt's own options out of argv
+    QApplication::setApplicationName("linkport-toolkit");
+    QApplication::setApplicationVersion(lp::version::text);
+    QApplication::setWindowIcon(lp::resIcon(101, lp::ResPictureKind::Icon));
+    lp::installLogFile();
+
+    lp::QtLogger logger;
+    lp::QtHost host;
+    lp::QtPrompts prompts(&logger);
+    lp::IniProfileFiles profiles(lp::defaultWindowsDirectory());
+    lp::RegFileStore registry(lp::defaultRegistryFilePath());
+    // The serial ports of this machine; a different implementation (a
+    // simulator, another platform's) plugs in here.
+    auto serialPorts = std::make_unique<lp::QtSerialPorts>(&logger);
+    // The second-generation adapter's RP1210 driver library, looked for in
+    // the Windows directory first.
+    lp::Rp1210Library rp1210("LP2RP32", [&profiles] { return profiles.windowsDirectory(); }, &logger);
+    auto fileVersions = lp::createPlatformFileVersionReader();
+
+    lp::Context ctx;
+    ctx.ports.host = &host;
+    ctx.ports.prompts = &prompts;
+    ctx.ports.profiles = &profiles;
+    ctx.ports.registry = &registry;
+    ctx.ports.log = &logger;
+    ctx.ports.serialPorts = serialPorts.get();
+    ctx.ports.rp1210 = &rp1210;
+    ctx.ports.fileVersions = fileVersions.get();
+    ctx.commandLine = classicCommandLine(argc, argv);
+
+    int rc = 0;
+    {
+        lp::frmParent mainWindow(ctx);
+        prompts.setParent(&mainWindow);
+        QObject::connect(&mainWindow, &lp::frmParent::mainWindowUnloaded, &app, &QCoreApplication::quit,
+                         Qt::QueuedConnection);
+        mainWindow.MDIForm_Load();
+        if (!mainWindow.unloaded())
+            rc = app.exec();
+        prompts.setParent(nullptr);
+    }
+    lp::uninstallLogFile();
+    return rc;
 }

@@ -1,0 +1,39 @@
+#pragma once
+// Shown after a successful flash: go to the toolkit's Summary screen, back to
+// the Flash screen for another flash, or out of the program.
+#include <QDialog>
+#include <QString>
+
+#include "core/context.h"
+
+class QLabel;
+class QPushButton;
+
+namespace lp {
+
+class frmParent;
+
+class frmExitReturnDialog : public QDialog {
+    Q_OBJECT
+public:
+    frmExitReturnDialog(Context& ctx, frmParent& mainWindow);
+
+    // Puts the text into lblMessage; the dialog becomes the label's height
+    // plus 1500 twips, so the buttons below it stay visible for any text.
+    void g_SetMessageText(const QString& text);
+
+private:
+    void layOut(int labelHeight);
+    void toolkit();
+    void flash();
+    void exitProgram();
+
+    Context& ctx_;
+    frmParent& main_;
+    QLabel* lblMessage_;
+    QPushButton* cmdToolkit_;
+    QPushButton* cmdFlash_;
+    QPushButton* cmdExit_;
+};
+
+} // namespace lp

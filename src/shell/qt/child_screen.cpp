@@ -1,0 +1,19 @@
+#include "shell/qt/child_screen.h"
+
+#include "shell/frmParent.h"
+#include "shell/startup.h"
+
+namespace lp {
+
+ChildScreen::ChildScreen(Context& ctx, frmParent& mainWindow, const QString& tag)
+    : QWidget(nullptr), ctx_(ctx), main_(mainWindow), tag_(tag)
+{
+    setProperty("Tag", tag);
+}
+
+void ChildScreen::setMainCaption(const std::string& screenName)
+{
+    main_.setWindowTitle(QString::fromStdString(ScreenCaption(ctx_.g_intToolkitMode, screenName)));
+}
+
+} // namespace lp

@@ -1,0 +1,30 @@
+// Which class serves which screen key. Later screens replace their
+// placeholder line here.
+#include "shell/frmParent.h"
+#include "shell/qt/child_screen.h"
+#include "shell/qt/placeholder_screens.h"
+#include "shell/startup.h"
+#include "shell/string_table.h"
+
+namespace lp {
+
+ScreenFactory defaultScreenFactory()
+{
+    ScreenFactory f;
+    f.children[ScreenKey::Summary] = [](Context& ctx, frmParent& main) -> ChildScreen* {
+        return new PlaceholderScreen(ctx, main, ScreenKey::Summary, "frmVersion", LoadResString(511));
+    };
+    f.children[ScreenKey::ApplicationFlash] = [](Context& ctx, frmParent& main) -> ChildScreen* {
+        return new PlaceholderScreen(ctx, main, ScreenKey::ApplicationFlash, "frmFlash", LoadResString(510));
+    };
+    f.children[ScreenKey::LPTest] = [](Context& ctx, frmParent& main) -> ChildScreen* {
+        return new PlaceholderScreen(ctx, main, ScreenKey::LPTest, "frmLPTest", LoadResString(516) + " Test");
+    };
+    f.preferences = [](Context&, frmParent& main) -> int {
+        PlaceholderPreferences dialog(&main);
+        return dialog.exec();
+    };
+    return f;
+}
+
+} // namespace lp

@@ -1,0 +1,458 @@
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QDialog>
+#include <QLabel>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QTextBrowser>
+#include <QTimer>
+#include <QToolBar>
+#include <QUrl>
+
+#include <filesystem>
+#include <memory>
+
+#include "qt_app.h"
+#include "shell/frmAboutDialog.h"
+#include "shell/frmExitReturnDialog.h"
+#include "shell/frmParent.h"
+#include "shell/qt/placeholder_screens.h"
+#include "shell/qt/res_picture.h"
+#include "shell/qt/window_buttons.h"
+#include "shell/single_instance.h"
+#include "shell/startup.h"
+#include "shell/string_table.h"
+#include "support/test_context.h"
+#include "version.h"
+
+using namespace lp;
+
+namespace {
+
+const std::string kKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
+
+// A screen that lets a test act inside its initialisation.
+class ProbeScreen : public ChildScreen {
+public:
+    ProbeScreen(Context& ctx, frmParent& main, const QString& tag, std::function<void(ProbeScreen&)> onInit)
+        : ChildScreen(ctx, main, tag), onInit_(std::move(onInit))
+    {
+    }
+    void initialise() override
+    {
+        ++inits;
+        if (onInit_)
+            onInit_(*this);
+    }
+    int inits = 0;
+
+private:
+    std::function<void(ProbeScreen&)> onInit_;
+};
+
+ScreenFactory probes(std::function<void(ProbeScreen&)> onInit)
+{
+    ScreenFactory f = defaultScreenFactory();
+    for (const char* key : {"Summary", "Application Flash", "LPTest"}) {
+        f.children[key] = [key, onInit](Context& ctx, frmParent& main) -> ChildScreen* {
+            return new ProbeScreen(ctx, main, key, onInit);
+        };
+    }
+    return f;
+}
+
+struct Shell : test::TestContext {
+    std::unique_ptr<frmParent> main;
+
+    explicit Shell(const std::string& storedKind = "LPII SIP")
+    {
+        if (!storedKind.empty())
+            setRegistryText(kKey, "PrevAdapter", storedKind);
+    }
+    ~Shell() { flushDeletes(); }
+
+    frmParent& load(const std::string& commandLine, ShellOptions options = {})
+    {
+        ctx.commandLine = commandLine;
+        if (options.instanceLockPath.empty())
+            options.instanceLockPath = file("instance");
+        main = std::make_unique<frmParent>(ctx, std::move(options));
+        main->MDIForm_Load();
+        return *main;
+    }
+    QString tag() const
+    {
+        ChildScreen* c = main->activeChild();
+        return c ? c->Tag() : QString("(none)");
+    }
+    template <class T> T* find(const char* name) const { return main->findChild<T*>(name); }
+    QString panel1() const { return main->statusPanelText(1); }
+    static void flushDeletes() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
+};
+
+// Runs `action` while a modal dialog may open; returns the dialog's tag.
+QString withModal(const std::function<void()>& action)
+{
+    QString tag = "(none)";
+    QTimer timer;
+    timer.setSingleShot(true);
+    QObject::connect(&timer, &QTimer::timeout, [&tag] {
+        if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
+            tag = dialog->property("Tag").toString();
+            dialog->reject();
+        }
+    });
+    timer.start(0);
+    action();
+    return tag;
+}
+
+} // namespace
+
+TEST(Shell, StartsOnSummaryWithItsMenusToolbarAndStatusBar)
+{
+    Shell s;
+    frmParent& m = s.load("");
+    EXPECT_TRUE(m.isVisible());
+    EXPECT_EQ(s.tag(), "Summary");
+    EXPECT_EQ(s.ctx.g_strRegistryKey, kKey);
+    EXPECT_TRUE(s.ctx.g_blnLP2Selected);
+    EXPECT_EQ(m.windowTitle(), "HVN Linkport Toolkit - Summary");
+    EXPECT_EQ(s.panel1(), "Summary");
+    EXPECT_EQ(m.statusPanelText(2), QString("v") + version::text);
+    EXPECT_NE(s.find<QObject>("staStatusBar"), nullptr);
+
+    const std::pair<const char*, const char*> menus[] = {
+        {"mnuFileExit", "E&xit"},
+        {"mnuInformationSummary", "&Summary"},
+        {"mnuUtilitiesApplicationFirmwareFlash", "&Application Firmware Flash"},
+        {"mnuLPTest", "&Linkport Test"},
+        {"mnuPreferences", "&Preferences"},
+        {"mnuHelpTopics", "Help &Topics"},
+        {"mnuHelpAbout", "About HVN Linkport Toolkit"},
+    };
+    for (const auto& [name, caption] : menus) {
+        auto* a = s.find<QAction>(name);
+        ASSERT_NE(a, nullptr) << name;
+        EXPECT_EQ(a->text(), caption) << name;
+        EXPECT_TRUE(a->isVisible()) << name;
+    }
+    for (const char* name : {"mnuFile", "mnuInformation", "mnuUtilities", "mnuHelp"})
+        EXPECT_NE(s.find<QMenu>(name), nullptr) << name;
+
+    auto* toolbar = s.find<QToolBar>("tlbMain");
+    ASSERT_NE(toolbar, nullptr);
+    QStringList layout;
+    for (QAction* a : toolbar->actions())
+        layout << (a->isSeparator() ? "|" : a->data().toString() + ":" + a->toolTip());
+    EXPECT_EQ(layout.join(","),
+              "Summary:Summary,|,Application Flash:Application Firmware Flash,|,Exit:Exit");
+    ASSERT_EQ(m.ilsToolBar().size(), 3u);
+    EXPECT_EQ(m.toolbarButton("Application Flash")->icon().cacheKey(), m.ilsToolBar()[1].cacheKey());
+
+    EXPECT_EQ(m.size(), QSize(TwipsToPixels(8600, m.logicalDpiX()), TwipsToPixels(7600, m.logicalDpiY())));
+    EXPECT_EQ(m.minimumSize(), m.maximumSize()); // the user cannot size it
+    EXPECT_FALSE(m.windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
+    EXPECT_TRUE(s.prompts.boxes().empty());
+}
+
+TEST(Shell, FirstScreenFollowsTheStoredKindAndTheUpgradeSwitch)
+{
+    {
+        Shell s("");
+        QString modal = withModal([&] { s.load("/SIPUpgrade"); });
+        EXPECT_EQ(modal, "Preferences");
+        EXPECT_EQ(s.tag(), "(none)");
+        EXPECT_FALSE(s.main->unloaded());
+    }
+    {
+        Shell s;
+        s.load("/sipupgrade file.apf");
+        EXPECT_EQ(s.tag(), "Application Flash");
+        EXPECT_EQ(static_cast<PlaceholderScreen*>(s.main->activeChild())->initialiseCount(), 1);
+        EXPECT_EQ(s.main->windowTitle(), "HVN Linkport Toolkit - Application Firmware Flash");
+    }
+    {
+        Shell s;
+        s.load(" /SIPUpgrade");
+        EXPECT_EQ(s.tag(), "Summary");
+    }
+}
+
+TEST(Shell, CompactSwitchKeepsTheCompactAdapterAndTheStandardEditionRewritesIt)
+{
+    {
+        Shell s("B&B SIP");
+        s.load("/clp anything");
+        EXPECT_EQ(s.ctx.g_intToolkitMode, 2);
+        EXPECT_TRUE(s.ctx.g_blnCGPSelected);
+        EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), "B&B SIP");
+    }
+    {
+        Shell s("B&B SIP");
+        s.load(" /CLP");
+        EXPECT_EQ(s.ctx.g_intToolkitMode, 1);
+        EXPECT_EQ(s.ctx.g_strDeviceKind, "LPII SIP");
+        EXPECT_TRUE(s.ctx.g_blnLP2Selected);
+        EXPECT_FALSE(s.ctx.g_blnCGPSelected);
+        EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), "LPII SIP");
+    }
+}
+
+TEST(Shell, SelectScreenSwitchesRefreshesAndRefuses)
+{
+    Shell s;
+    frmParent& m = s.load("");
+    QPointer<ChildScreen> summary = m.activeChild();
+
+    // Summary again: the same screen, initialised once more.
+    m.SelectScreen("Summary");
+    EXPECT_EQ(m.activeChild(), summary.data());
+    EXPECT_EQ(static_cast<PlaceholderScreen*>(summary.data())->initialiseCount(), 2);
+
+    // Driver 1.9 refuses the flash screen; the toolbar is enabled again.
+    s.ctx.g_strLP2DriverVersion = "1.9";
+    m.SelectScreen("Application Flash");
+    ASSERT_EQ(s.prompts.boxes().size(), 1u);
+    EXPECT_EQ(s.prompts.boxes()[0].prompt, LoadResString(110));
+    EXPECT_EQ(s.prompts.boxes()[0].title, "HVN Linkport II");
+    EXPECT_EQ(s.prompts.boxes()[0].style, 0);
+    EXPECT_EQ(s.tag(), "Summary");
+    EXPECT_TRUE(m.toolbarButton("Application Flash")->isEnabled());
+
+    s.ctx.g_strLP2DriverVersion = "1.90";
+    m.SelectScreen("Application Flash");
+    EXPECT_EQ(s.tag(), "Application Flash");
+    Shell::flushDeletes();
+    EXPECT_TRUE(summary.isNull()); // the previous screen is unloaded
+
+    m.SelectScreen("LPTest");
+    EXPECT_EQ(s.tag(), "LPTest");
+    m.SelectScreen("Nothing");
+    EXPECT_EQ(s.tag(), "LPTest");
+    EXPECT_EQ(withModal([&] { m.SelectScreen("Preferences"); }), "Preferences");
+    EXPECT_EQ(s.tag(), "LPTest"); // a modal dialog, not a child
+    EXPECT_EQ(s.prompts.boxes().size(), 1u);
+}
+
+TEST(Shell, ButtonsAreDisabledDuringInitialisationAndAFatalErrorEnds)
+{
+    Shell s;
+    std::vector<bool> enabledDuringInit;
+    ShellOptions options;
+    options.screens = probes([&](ProbeScreen& screen) {
+        auto* main = screen.window();
+        enabledDuringInit.push_back(static_cast<frmParent*>(main)->toolbarButton("Summary")->isEnabled());
+        enabledDuringInit.push_back(main->findChild<QAction*>("mnuUtilitiesApplicationFirmwareFlash")->isEnabled());
+    });
+    frmParent& m = s.load("", std::move(options));
+    EXPECT_EQ(enabledDuringInit, (std::vector<bool>{false, false}));
+    EXPECT_TRUE(m.toolbarButton("Summary")->isEnabled());
+
+    // The links report a fatal driver error: any key ends the program.
+    s.ctx.g_blnFatalDriverError = true;
+    bool ended = false;
+    QObject::connect(&m, &frmParent::mainWindowUnloaded, [&] { ended = true; });
+    m.SelectScreen("No such screen");
+    EXPECT_TRUE(m.unloaded());
+    EXPECT_TRUE(ended);
+    EXPECT_FALSE(m.isVisible());
+    EXPECT_EQ(m.activeChild(), nullptr);
+}
+
+TEST(Shell, ExitAndASecondInstanceEndTheProgram)
+{
+    {
+        Shell s;
+        frmParent& m = s.load("");
+        m.toolbarButton("Exit")->trigger();
+        EXPECT_TRUE(m.unloaded());
+        EXPECT_FALSE(m.isVisible());
+    }
+    {
+        Shell s;
+        SingleInstance first(s.file("instance"));
+        ASSERT_EQ(first.state(), SingleInstance::State::First);
+        frmParent& m = s.load("");
+        ASSERT_EQ(s.prompts.boxes().size(), 1u);
+        EXPECT_EQ(s.prompts.boxes()[0].prompt, LoadResString(101));
+        EXPECT_EQ(s.prompts.boxes()[0].title, "HVN Linkport Toolkit");
+        EXPECT_EQ(s.prompts.boxes()[0].style, MsgBoxStyle::Critical);
+        EXPECT_TRUE(m.unloaded());
+        EXPECT_FALSE(m.isVisible());
+        EXPECT_EQ(s.ctx.g_strRegistryKey, ""); // nothing else was set up
+    }
+}
+
+TEST(Shell, StatusPanelShowsMenuAndToolbarTexts)
+{
+    Shell s;
+    frmParent& m = s.load("");
+    QCoreApplication::processEvents();
+
+    auto* help = s.find<QMenu>("mnuHelp");
+    help->popup(m.mapToGlobal(QPoint(10, 10)));
+    help->setActiveAction(s.find<QAction>("mnuHelpAbout"));
+    EXPECT_EQ(s.panel1(), "About HVN Linkport Toolkit");
+    s.clock.runFor(250);
+    EXPECT_EQ(s.panel1(), "About HVN Linkport Toolkit"); // the poll agrees
+    help->setActiveAction(s.find<QAction>("mnuHelpTopics"));
+    EXPECT_EQ(s.panel1(), "Help Topics");
+    help->hide();
+    s.clock.runFor(250);
+    EXPECT_EQ(s.panel1(), "Summary");
+
+    auto* toolbar = s.find<QToolBar>("tlbMain");
+    QWidget* flash = toolbar->widgetForAction(m.toolbarButton("Application Flash"));
+    auto move = [](QWidget* w, QPoint p) {
+        QMouseEvent e(QEvent::MouseMove, p, w->mapToGlobal(p), Qt::NoButton, Qt::NoButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(w, &e);
+    };
+    move(flash, flash->rect().center());
+    EXPECT_EQ(s.panel1(), "Application Firmware Flash");
+    s.clock.runFor(250);
+    EXPECT_EQ(s.panel1(), "Application Firmware Flash"); // no menu: the tip stays
+    move(s.find<QWidget>("mdiClient"), QPoint(5, 5));
+    EXPECT_EQ(s.panel1(), "Summary");
+}
+
+TEST(Shell, HelpOpensTheManualOrTheServiceToolsHelpFile)
+{
+    {
+        Shell s;
+        frmParent& m = s.load("");
+        s.find<QAction>("mnuHelpTopics")->trigger();
+        QCoreApplication::sendPostedEvents(&m, QEvent::KeyPress);
+        ASSERT_NE(m.helpWindow(), nullptr);
+        EXPECT_TRUE(m.helpWindow()->isVisible());
+        auto* text = m.helpWindow()->findChild<QTextBrowser*>("txtHelp");
+        EXPECT_TRUE(text->toPlainText().contains("user manual"));
+    }
+    {
+        Shell s;
+        const std::string folder = s.file("fieldscope");
+        std::filesystem::create_directories(folder);
+        test::writeFile(folder + "/index.html", "<html></html>");
+        s.setRegistryText("SOFTWARE\\Halvorn Inc.\\SVK\\Halvorn Fieldscope", "Path", folder);
+        QList<QUrl> opened;
+        ShellOptions options;
+        options.openUrl = [&](const QUrl& url) {
+            opened << url;
+            return true;
+        };
+        frmParent& m = s.load("", std::move(options));
+        QKeyEvent f1(QEvent::KeyPress, Qt::Key_F1, Qt::NoModifier);
+        QCoreApplication::sendEvent(&m, &f1);
+        ASSERT_EQ(opened.size(), 1);
+        EXPECT_EQ(opened[0].toLocalFile().toStdString(), folder + "/index.html");
+        EXPECT_EQ(m.helpWindow(), nullptr);
+    }
+}
+
+TEST(ShellDialogs, ExitReturnDialogGrowsWithItsMessageAndLeadsOn)
+{
+    Shell s;
+    frmParent& m = s.load("/SIPUpgrade");
+    frmExitReturnDialog dialog(s.ctx, m);
+    EXPECT_EQ(dialog.windowTitle(), "HVN Linkport Toolkit");
+    auto* label = dialog.findChild<QLabel*>("lblMessage");
+
+    dialog.g_SetMessageText(QString::fromStdString(LoadResString(500)));
+    EXPECT_EQ(label->text().toStdString(), LoadResString(500));
+    EXPECT_EQ(dialog.height(), ExitDialogHeightPixels(label->height(), dialog.logicalDpiY()));
+
+    dialog.g_SetMessageText("Done.");
+    const int oneLine = label->height();
+    EXPECT_LT(oneLine, 2 * label->fontMetrics().lineSpacing());
+    EXPECT_EQ(dialog.height(), ExitDialogHeightPixels(oneLine, dialog.logicalDpiY()));
+
+    dialog.g_SetMessageText("1\r\n2\r\n3\r\n4\r\n5");
+    const int fiveLines = label->height();
+    EXPECT_GE(fiveLines, oneLine + 4 * label->fontMetrics().lineSpacing() - 1);
+    EXPECT_EQ(dialog.height(), ExitDialogHeightPixels(fiveLines, dialog.logicalDpiY()));
+    for (const char* name : {"cmdToolkit", "cmdFlash", "cmdExit"}) {
+        auto* b = dialog.findChild<QPushButton*>(name);
+        EXPECT_LE(b->geometry().bottom(), dialog.height()) << name;
+        EXPECT_GT(b->geometry().top(), label->geometry().bottom()) << name;
+    }
+
+    // Toolkit: the Summary screen, without touching the toolbar's enabling.
+    m.toolbarButton("Summary")->setEnabled(false);
+    dialog.findChild<QPushButton*>("cmdToolkit")->click();
+    EXPECT_EQ(s.tag(), "Summary");
+    EXPECT_EQ(static_cast<PlaceholderScreen*>(m.activeChild())->initialiseCount(), 1);
+    EXPECT_FALSE(m.toolbarButton("Summary")->isEnabled());
+
+    frmExitReturnDialog again(s.ctx, m);
+    again.findChild<QPushButton*>("cmdExit")->click();
+    EXPECT_TRUE(m.unloaded());
+}
+
+TEST(ShellDialogs, AboutDialogNamesTheEdition)
+{
+    Context ctx;
+    frmAboutDialog about(ctx);
+    EXPECT_EQ(about.windowTitle(), "About HVN Linkport Toolkit");
+    EXPECT_EQ(about.findChild<QLabel*>("lblTitle")->text(), "HVN Linkport Toolkit");
+    EXPECT_EQ(about.findChild<QLabel*>("lblVersion")->text(), QString("Version ") + version::text);
+    EXPECT_EQ(about.findChild<QLabel*>("lblCopyright")->text(),
+              QString::fromStdString(LegalCopyright()) + " Halvorn Inc. All Rights Reserved");
+    ASSERT_NE(about.findChild<QPushButton*>("cmdOK"), nullptr);
+
+    ctx.g_intToolkitMode = -1;
+    frmAboutDialog wireless(ctx);
+    EXPECT_EQ(wireless.windowTitle(), "About Wireless Linkport Toolkit");
+    EXPECT_EQ(wireless.findChild<QLabel*>("lblTitle")->text(), "Wireless Linkport Toolkit");
+    EXPECT_EQ(wireless.findChild<QLabel*>("lblVersion")->text(), "Version 1.0.0");
+}
+
+TEST(ShellWindowButtons, ChangesTheTitleBarOrSaysWhyNot)
+{
+    test::TestContext t;
+    QWidget window;
+    window.show();
+    EXPECT_TRUE(EnableMinButton(t.ctx, &window, false));
+    EXPECT_FALSE(window.windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
+    EXPECT_TRUE(window.isVisible());
+    EXPECT_TRUE(EnableMinButton(t.ctx, &window, true));
+    EXPECT_TRUE(window.windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
+    EXPECT_TRUE(t.prompts.boxes().empty());
+
+    QWidget child(&window);
+    child.show();
+    EXPECT_FALSE(EnableCloseButton(t.ctx, &child, false));
+    window.close();
+    EXPECT_FALSE(EnableMaxButton(t.ctx, &window, false));
+    EXPECT_FALSE(EnableMaxButton(t.ctx, nullptr, true));
+    std::vector<std::string> expected = {"modCloseBtn::EnableCloseButton() - Menu Item Not Found",
+                                         "modCloseBtn::EnableMaxButton() - Invalid Window Handle",
+                                         "modCloseBtn::EnableMaxButton() - Invalid Window Handle"};
+    EXPECT_EQ(t.prompts.prompts(), expected);
+}
+
+TEST(ResPicture, DrawsTheIconAndTheThreeToolbarBitmaps)
+{
+    std::vector<QImage> images = {LoadResPicture(101, ResPictureKind::Icon),
+                                  LoadResPicture(101, ResPictureKind::Bitmap),
+                                  LoadResPicture(102, ResPictureKind::Bitmap),
+                                  LoadResPicture(103, ResPictureKind::Bitmap)};
+    for (size_t i = 0; i < images.size(); ++i) {
+        ASSERT_FALSE(images[i].isNull()) << i;
+        EXPECT_EQ(images[i].size(), QSize(32, 32));
+        int inked = 0;
+        for (int y = 0; y < 32; ++y)
+            for (int x = 0; x < 32; ++x)
+                inked += qAlpha(images[i].pixel(x, y)) > 0;
+        EXPECT_GT(inked, 150) << i; // something is drawn
+        for (size_t j = 0; j < i; ++j)
+            EXPECT_NE(images[i], images[j]) << i << " " << j;
+    }
+    EXPECT_EQ(LoadResPicture(101, ResPictureKind::Bitmap, 64).size(), QSize(64, 64));
+    EXPECT_TRUE(LoadResPicture(104, ResPictureKind::Bitmap).isNull());
+    EXPECT_TRUE(LoadResPicture(102, ResPictureKind::Icon).isNull());
+    EXPECT_TRUE(LoadResPicture(101, ResPictureKind::Cursor).isNull());
+    EXPECT_TRUE(LoadResPicture(101, ResPictureKind::Icon, 0).isNull());
+}
