@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <filesystem>
+#ifndef _WIN32
+#include <csignal>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include "shell/help_file.h"
 #include "shell/menu_status.h"
@@ -219,6 +221,7 @@ TEST(SingleInstance, SecondHolderIsRefusedUntilTheFirstEndsEvenByKill)
     EXPECT_EQ(nowhere.state(), SingleInstance::State::Unchecked);
     EXPECT_FALSE(nowhere.detail().empty());
 
+#ifndef _WIN32
     // Another process holds the lock and is killed: its lock goes with it.
     const std::string other = dir.file("other");
     int ready[2];
@@ -241,4 +244,5 @@ TEST(SingleInstance, SecondHolderIsRefusedUntilTheFirstEndsEvenByKill)
     EXPECT_EQ(SingleInstance(other).state(), SingleInstance::State::First);
     close(ready[0]);
     close(ready[1]);
+#endif
 }
