@@ -138,12 +138,13 @@ public:
     void setInterval(int32_t ms) override
     {
         interval_ = ms;
-        if (id_)
+        if (enabled_)
             restart();
     }
     int32_t interval() const override { return interval_; }
     void setEnabled(bool enabled) override
     {
+        enabled_ = enabled;
         if (enabled)
             restart();
         else if (id_) {
@@ -151,19 +152,21 @@ public:
             id_ = 0;
         }
     }
-    bool enabled() const override { return id_ != 0; }
+    bool enabled() const override { return enabled_; }
 
 private:
     void restart()
     {
         if (id_)
             clock_.stopTimer(id_);
-        // An interval of 0 leaves a classic timer idle.
+        // An enabled timer with interval 0 stays enabled but never ticks, as
+        // the classic timer control did.
         id_ = interval_ > 0 ? clock_.startTimer(interval_, onTick_) : 0;
     }
     VirtualClock& clock_;
     std::function<void()> onTick_;
     int32_t interval_ = 0;
+    bool enabled_ = false;
     int id_ = 0;
 };
 
