@@ -1,0 +1,245 @@
+#include "platform/qt/qt_tcp_socket.h"
+
+#include <QObject>
+#include <QString>
+#include <QTcpSocket>
+#include <QTimer>
+
+#include <algorithm>
+
+#include "platform/qt/qt_host.h"
+
+namespace lp {
+
+namespace {
+// How soon held events are looked at again while the host is in a delay.
+constexpr int kHoldRetryMs = 5;
+} // namespace
+
+int32_t classicSocketError(QAbstractSocket::SocketError error, bool wasConnected)
+{
+    switch (error) {
+    case QAbstractSocket::ConnectionRefusedError:
+        return TcpError::ConnectionRefused;
+    case QAbstractSocket::SocketTimeoutError:
+        return TcpError::TimedOut;
+    case QAbstractSocket::RemoteHostClosedError:
+        return TcpError::ConnectionReset;
+    case QAbstractSocket::HostNotFoundError:
+        return TcpError::HostNotFound;
+    case QAbstractSocket::SocketAccessError:
+        return TcpError::AccessDenied;
+    case QAbstractSocket::SocketResourceError:
+        return TcpError::NoBufferSpace;
+    case QAbstractSocket::NetworkError:
+        return wasConnected ? TcpError::ConnectionAborted : TcpError::NetworkUnreachable;
+    default:
+        return TcpError::ConnectionAborted;
+    }
+}
+
+QtTcpSocket::QtTcpSocket(QtHost* host) : qtHost_(host), relay_(std::make_unique<QObject>())
+{
+    connectTimer_ = new QTimer(relay_.get());
+    connectTimer_->setSingleShot(true);
+    QObject::connect(connectTimer_, &QTimer::timeout, relay_.get(), [this] {
+        enqueue([this] { onConnectTimeout(); });
+    });
+}
+
+QtTcpSocket::~QtTcpSocket()
+{
+    events_.clear();
+    dropSocket();
+    relay_.reset();
+}
+
+bool QtTcpSocket::refuse(std::string why)
+{
+    lastError_ = std::move(why);
+    return false;
+}
+
+bool QtTcpSocket::connect()
+{
+    if (state_ != TcpState::Closed)
+        return refuse("Invalid operation at current state");
+    if (host_.empty() || port_ < 1 || port_ > 65535)
+        return refuse("Invalid argument: remote host or port not set");
+
+    dropSocket();
+    ++attempt_;
+    events_.clear();
+    buffer_.clear();
+    dataEventQueued_ = false;
+    qtConnected_ = false;
+
+    socket_ = new QTcpSocket(relay_.get());
+    socket_->setReadBufferSize(kMaxBufferedBytes);
+    signalContext_ = new QObject(socket_);
+    // Only bookkeeping happens inside Qt's signals; the program hears of
+    // them through the queue.
+    QObject::connect(socket_, &QTcpSocket::connected, signalContext_, [this] {
+        qtConnected_ = true;
+        enqueue([this] { onConnected(); });
+    });
+    QObject::connect(socket_, &QTcpSocket::readyRead, signalContext_, [this] { takeBytes(); });
+    QObject::connect(socket_, &QTcpSocket::errorOccurred, signalContext_,
+                     [this](QAbstractSocket::SocketError error) {
+                         takeBytes(); // what arrived before the error comes first
+                         const int32_t number = classicSocketError(error, qtConnected_);
+                         enqueue([this, number] { onError(number); });
+                     });
+    QObject::connect(socket_, &QTcpSocket::disconnected, signalContext_, [this] {
+        takeBytes();
+        enqueue([this] { onDisconnected(); });
+    });
+
+    state_ = TcpState::Connecting;
+    if (connectTimeoutMs_ > 0)
+        connectTimer_->start(connectTimeoutMs_);
+    socket_->connectToHost(QString::fromStdString(host_), static_cast<quint16>(port_));
+    return true;
+}
+
+bool QtTcpSocket::sendData(const Bytes& bytes)
+{
+    if (state_ != TcpState::Connected || !socket_)
+        return refuse("Wrong protocol or connection state for the requested transaction or request");
+    if (bytes.empty())
+        return true;
+    qint64 written = socket_->write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
+    if (written < 0)
+        return refuse(socket_->errorString().toStdString());
+    // Hand the bytes to the system now, as the classic control did; Qt would
+    // otherwise wait for the event loop, which a delay holds back.
+    socket_->flush();
+    return true;
+}
+
+Bytes QtTcpSocket::getData()
+{
+    takeBytes();
+    Bytes out;
+    out.swap(buffer_);
+    // Qt may hold more than fitted; it is announced by another event.
+    takeBytes();
+    return out;
+}
+
+void QtTcpSocket::close()
+{
+    ++attempt_;
+    events_.clear();
+    buffer_.clear();
+    dataEventQueued_ = false;
+    connectTimer_->stop();
+    dropSocket();
+    state_ = TcpState::Closed;
+}
+
+void QtTcpSocket::dropSocket()
+{
+    if (!socket_)
+        return;
+    // Our connections go first, so that nothing Qt emits while the socket
+    // is torn down reaches us.
+    delete signalContext_;
+    signalContext_ = nullptr;
+    socket_->abort();
+    delete socket_;
+    socket_ = nullptr;
+    qtConnected_ = false;
+}
+
+void QtTcpSocket::takeBytes()
+{
+    if (!socket_)
+        return;
+    const int64_t room = kMaxBufferedBytes - static_cast<int64_t>(buffer_.size());
+    if (room <= 0)
+        return;
+    const QByteArray bytes = socket_->read(room);
+    if (bytes.isEmpty())
+        return;
+    buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
+    if (dataEventQueued_)
+        return;
+    dataEventQueued_ = true;
+    enqueue([this] {
+        dataEventQueued_ = false;
+        if (!buffer_.empty())
+            fireDataArrival(static_cast<int32_t>(buffer_.size()));
+    });
+}
+
+void QtTcpSocket::enqueue(std::function<void()> event)
+{
+    events_.push_back([this, attempt = attempt_, event = std::move(event)] {
+        if (attempt == attempt_)
+            event();
+    });
+    scheduleDrain(0);
+}
+
+void QtTcpSocket::scheduleDrain(int delayMs)
+{
+    if (drainScheduled_)
+        return;
+    drainScheduled_ = true;
+    QTimer::singleShot(delayMs, relay_.get(), [this] {
+        drainScheduled_ = false;
+        drain();
+    });
+}
+
+void QtTcpSocket::drain()
+{
+    while (!events_.empty()) {
+        if (qtHost_ && qtHost_->delayInProgress()) {
+            scheduleDrain(kHoldRetryMs);
+            return;
+        }
+        auto event = std::move(events_.front());
+        events_.pop_front();
+        event(); // may run a wait, which drains the rest first
+    }
+}
+
+void QtTcpSocket::onConnected()
+{
+    if (state_ != TcpState::Connecting)
+        return;
+    connectTimer_->stop();
+    state_ = TcpState::Connected;
+}
+
+void QtTcpSocket::onError(int32_t number)
+{
+    if (state_ == TcpState::Connecting || state_ == TcpState::Connected)
+        failWith(number);
+}
+
+void QtTcpSocket::onDisconnected()
+{
+    // Qt usually reports the cause first; this covers a quiet disconnection.
+    if (state_ == TcpState::Connected)
+        failWith(TcpError::ConnectionReset);
+}
+
+void QtTcpSocket::onConnectTimeout()
+{
+    if (state_ != TcpState::Connecting)
+        return;
+    dropSocket();
+    failWith(TcpError::TimedOut);
+}
+
+void QtTcpSocket::failWith(int32_t number)
+{
+    connectTimer_->stop();
+    state_ = TcpState::Error;
+    fireError(number, tcpErrorDescription(number));
+}
+
+} // namespace lp

@@ -1,0 +1,171 @@
+// Wireless adapters over real loopback TCP: the Qt socket and host against
+// adapter models behind real listeners on 127.0.0.2:12321 and
+// 127.0.0.3:12321, exchanging the Summary screen's three queries.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "links/modWLP.h"
+#include "models/wireless_model.h"
+#include "platform/qt/qt_host.h"
+#include "platform/qt/qt_tcp_socket.h"
+#include "ports/tcp_model_server.h"
+
+using namespace lp;
+using namespace lp::sim;
+
+namespace {
+
+const Bytes kAskIdentity{0x5E, 0x02, 0x0D, 0x01, 0x92};
+const Bytes kAskHexVersion{0x5E, 0x02, 0x0D, 0x02, 0x91};
+const Bytes kAskDecimalVersion{0x5E, 0x02, 0x0D, 0x03, 0x90};
+
+void ensureCoreApplication()
+{
+    if (QCoreApplication::instance())
+        return;
+    static int argc = 1;
+    static char name[] = "end_to_end_tests";
+    static char* argv[] = {name, nullptr};
+    static QCoreApplication* app = new QCoreApplication(argc, argv);
+    (void)app;
+}
+
+// A socket whose handlers do what the screens do, and note any event that
+// reached them inside a delay of the host (which must never happen).
+struct Watched {
+    Watched(QtHost& host, TcpSockets& sockets, const std::string& address) : socket(sockets.create())
+    {
+        socket->setRemoteHost(address);
+        socket->setRemotePort(kWLPTcpPort);
+        socket->setDataArrivalHandler([this, &host](int32_t) {
+            eventsInDelay += host.delayInProgress() ? 1 : 0;
+            ++arrivals;
+            Bytes got = socket->getData();
+            data.insert(data.end(), got.begin(), got.end());
+        });
+        socket->setErrorHandler([this, &host](int32_t n, const std::string& text) {
+            eventsInDelay += host.delayInProgress() ? 1 : 0;
+            errors.emplace_back(n, text);
+        });
+    }
+    Bytes take() { return std::exchange(data, {}); }
+
+    std::unique_ptr<TcpSocket> socket;
+    int arrivals = 0;
+    int eventsInDelay = 0;
+    Bytes data;
+    std::vector<std::pair<int32_t, std::string>> errors;
+};
+
+} // namespace
+
+TEST(WirelessEndToEnd, TwoAdaptersAnswerTheQtSocketOnLoopback)
+{
+    ensureCoreApplication();
+    WirelessAdapterConfig first;
+    first.identityText = "01.04.0007";
+    WirelessAdapterConfig second;
+    second.identityText = "02.00.0001";
+    second.hexVersion = {0x03, 0x1F, 0x00};
+    second.decimalMajor = 2;
+    second.decimalMinor = 5;
+    WirelessModel modelA(first), modelB(second);
+    TcpModelServer serverA(modelA, "127.0.0.2"), serverB(modelB, "127.0.0.3");
+    std::string error;
+    ASSERT_TRUE(serverA.start(&error)) << error;
+    ASSERT_TRUE(serverB.start(&error)) << error;
+
+    QtHost host;
+    QtTcpSockets sockets(&host);
+    Watched a(host, sockets, "127.0.0.2"), b(host, sockets, "127.0.0.3");
+    ASSERT_TRUE(a.socket->connect());
+    ASSERT_TRUE(b.socket->connect());
+    EXPECT_EQ(a.socket->state(), 6); // nothing happens inside the call itself
+    ASSERT_TRUE(host.waitUntil([&] { return a.socket->state() == 7 && b.socket->state() == 7; }, 5000))
+        << a.socket->state() << " " << b.socket->state();
+
+    // The replies are in the system when messages run once, and the events
+    // that Qt's signals queue then must wait out the delay that follows.
+    ASSERT_TRUE(a.socket->sendData(kAskIdentity));
+    ASSERT_TRUE(b.socket->sendData(kAskIdentity));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    host.pumpMessages();
+    host.sleepMilliseconds(300);
+    ASSERT_TRUE(host.waitUntil([&] { return a.data.size() >= 15 && b.data.size() >= 15; }, 5000));
+    EXPECT_EQ(WLPParseIdentityText(a.take()), "01.04.0007");
+    EXPECT_EQ(WLPParseIdentityText(b.take()), "02.00.0001");
+
+    ASSERT_TRUE(a.socket->sendData(kAskHexVersion));
+    ASSERT_TRUE(b.socket->sendData(kAskHexVersion));
+    ASSERT_TRUE(host.waitUntil([&] { return a.data.size() >= 8 && b.data.size() >= 8; }, 5000));
+    EXPECT_EQ(WLPParseHexVersion(a.take()), "01.07.12");
+    EXPECT_EQ(WLPParseHexVersion(b.take()), "03.1F.00");
+
+    ASSERT_TRUE(a.socket->sendData(kAskDecimalVersion));
+    ASSERT_TRUE(b.socket->sendData(kAskDecimalVersion));
+    ASSERT_TRUE(host.waitUntil([&] { return a.data.size() >= 11 && b.data.size() >= 11; }, 5000));
+    EXPECT_EQ(WLPParseDecimalVersion(a.take()), "1.10");
+    EXPECT_EQ(WLPParseDecimalVersion(b.take()), "2.5");
+    EXPECT_TRUE(a.errors.empty());
+    EXPECT_TRUE(b.errors.empty());
+    EXPECT_EQ(a.eventsInDelay + b.eventsInDelay, 0);
+
+    // Closing ends the adapter's session too.
+    a.socket->close();
+    EXPECT_EQ(a.socket->state(), 0);
+    bool stillConnected = true;
+    for (int i = 0; i < 100 && stillConnected; ++i) {
+        host.sleepMilliseconds(20);
+        serverA.call([&] { stillConnected = modelA.isConnected(); });
+    }
+    EXPECT_FALSE(stillConnected);
+    int framesA = 0;
+    serverA.call([&] { framesA = static_cast<int>(modelA.framesReceived().size()); });
+    EXPECT_EQ(framesA, 3);
+}
+
+TEST(WirelessEndToEnd, RefusedAndDroppedConnectionsReportClassicErrors)
+{
+    ensureCoreApplication();
+    WirelessModel model;
+    model.setFault(WirelessFault::RefuseConnections);
+    EXPECT_FALSE(TcpModelServer(model, "192.168.1.20").start());
+    EXPECT_FALSE(TcpModelServer(model, "127.0.1.3").start());
+    TcpModelServer server(model, "127.0.0.3");
+    std::string error;
+    ASSERT_TRUE(server.start(&error)) << error;
+
+    QtHost host;
+    QtTcpSockets sockets(&host);
+    Watched w(host, sockets, "127.0.0.3");
+    ASSERT_TRUE(w.socket->connect());
+    ASSERT_TRUE(host.waitUntil([&] { return w.socket->state() != 6; }, 5000));
+    EXPECT_EQ(w.socket->state(), 9);
+    ASSERT_EQ(w.errors.size(), 1u);
+    EXPECT_EQ(w.errors[0].first, 10061);
+    EXPECT_EQ(w.errors[0].second, "The connection was refused by the remote host");
+
+    // The adapter takes connections again, then drops one in mid-reply: the
+    // part that came is delivered before the error.
+    server.call([&] {
+        model.setFault(WirelessFault::DropMidReply);
+        model.setDropAfterBytes(7);
+    });
+    w.socket->close();
+    ASSERT_TRUE(w.socket->connect());
+    ASSERT_TRUE(host.waitUntil([&] { return w.socket->state() != 6; }, 5000));
+    ASSERT_EQ(w.socket->state(), 7);
+    ASSERT_TRUE(w.socket->sendData(kAskIdentity));
+    ASSERT_TRUE(host.waitUntil([&] { return w.errors.size() == 2; }, 5000));
+    EXPECT_EQ(w.errors[1].first, 10054);
+    EXPECT_EQ(w.socket->state(), 9);
+    EXPECT_GE(w.arrivals, 1);
+    EXPECT_EQ(WLPParseIdentityText(w.take()), "01");
+}
