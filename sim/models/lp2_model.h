@@ -6,7 +6,7 @@
 // driver's frames; the leave frame (FA 5E 02 01 02 A3) takes it into plain
 // mode, where it answers the version query (5E 02 0D 02 91); the return
 // frame (5E 02 01 02 9D) brings it back. Both mode frames are answered
-// 5F 02 01 02 5C. In driver mode the query and the return frame go
+// 5F 02 01 02 9C. In driver mode the query and the return frame go
 // unanswered; in plain mode the driver's frames do.
 //
 // The driver's frames (our driver's own protocol, used by the test driver

@@ -1,0 +1,94 @@
+// The real serial port on a pseudo-terminal: settings texts, modem lines a
+// pty does not have, the input count after a plain delay, and the lock that
+// keeps a second opener out.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+
+#include <cstdlib>
+#include <string>
+
+#include "links/frames.h"
+#include "models/lp2_model.h"
+#include "platform/qt/qt_host.h"
+#include "platform/qt/qt_serial_port.h"
+#include "ports/pty_bridge.h"
+#include "support/temp_dir.h"
+
+using namespace lp;
+using namespace lp::sim;
+
+TEST(QtSerialPortSettings, ParsesTheClassicSettingsText)
+{
+    SerialSettings s;
+    ASSERT_TRUE(parseSerialSettings("115200,E,7,2", s));
+    EXPECT_EQ(s.baud, 115200);
+    EXPECT_EQ(s.parity, 'e');
+    EXPECT_EQ(s.dataBits, 7);
+    EXPECT_EQ(s.stopBits, 20);
+    ASSERT_TRUE(parseSerialSettings("300,o,5,1.5", s));
+    EXPECT_EQ(s.stopBits, 15);
+    for (const char* bad : {"9600", "9600,x,8,1", "0,n,8,1", "9600,n,9,1", "9600,n,8,3", "abc,n,8,1",
+                            "9600,n,8,1,", "", "99999999999,n,8,1"})
+        EXPECT_FALSE(parseSerialSettings(bad, s)) << bad;
+}
+
+TEST(QtSerialPortOnPty, CountsBytesThatArrivedDuringADelay)
+{
+    if (!QCoreApplication::instance()) {
+        static int argc = 1;
+        static char name[] = "end_to_end_tests";
+        static char* argv[] = {name, nullptr};
+        new QCoreApplication(argc, argv);
+    }
+    Lp2Model adapter;
+    adapter.setDriverMode(false); // answers the version query at once
+    PtyBridge bridge(adapter);
+    std::string error;
+    if (!bridge.start(&error))
+        GTEST_SKIP() << "no pseudo-terminal: " << error;
+    test::TempDir dir;
+    ASSERT_TRUE(linkComPort(dir.file("dosdevices"), 5, bridge.slavePath(), &error)) << error;
+    const char* old = std::getenv("LINKPORT_DOSDEVICES");
+    std::string previous = old ? old : "";
+    setenv("LINKPORT_DOSDEVICES", dir.file("dosdevices").c_str(), 1);
+
+    QtHost host;
+    QtSerialPorts ports;
+    QtSerialPort port;
+    EXPECT_TRUE(ports.canOpen("COM5"));
+    EXPECT_FALSE(port.setSettings("9600,n,8"));
+    ASSERT_TRUE(port.setCommPort(5));
+    EXPECT_TRUE(port.setRTSEnable(true));
+    EXPECT_TRUE(port.setDTREnable(true));
+    ASSERT_TRUE(port.setPortOpen(true)) << port.lastError();
+    EXPECT_TRUE(port.setRTSEnable(false)) << "a pty's missing modem lines are harmless";
+    EXPECT_FALSE(port.setCommPort(6));
+    EXPECT_FALSE(ports.canOpen("COM5")) << "our own lock keeps others out";
+    QtSerialPort second;
+    second.setCommPort(5);
+    EXPECT_FALSE(second.setPortOpen(true));
+
+    ASSERT_TRUE(port.output(frames::framed({0x5E, 0x02, 0x0D, 0x02})));
+    host.sleepMilliseconds(150); // no event runs in a delay
+    EXPECT_EQ(port.inBufferCount(), 8);
+    EXPECT_EQ(frames::hexText(port.input()), "5F050D0201071273");
+
+    ASSERT_TRUE(port.setSettings("19200,n,8,1"));
+    port.output(frames::framed({0x5E, 0x02, 0x0D, 0x02}));
+    host.sleepMilliseconds(150);
+    EXPECT_EQ(bridge.programBaud(), 19200);
+    EXPECT_EQ(port.inBufferCount(), 0) << "the adapter at 9600 hears noise";
+
+    port.setPortOpen(false);
+    EXPECT_TRUE(second.setPortOpen(true));
+    QtSerialPort unmapped;
+    unmapped.setCommPort(200);
+    EXPECT_FALSE(unmapped.setPortOpen(true));
+    EXPECT_NE(unmapped.lastError().find("not mapped"), std::string::npos) << unmapped.lastError();
+
+    if (old)
+        setenv("LINKPORT_DOSDEVICES", previous.c_str(), 1);
+    else
+        unsetenv("LINKPORT_DOSDEVICES");
+}
