@@ -29,6 +29,7 @@ TestContext::TestContext()
     ctx.ports.registry = &registry;
     ctx.ports.log = &log;
     ctx.ports.serialPorts = &serialPorts;
+    ctx.ports.tcpSockets = &tcpSockets;
     ctx.ports.screens = &screens;
 }
 

@@ -2,7 +2,7 @@
 // A complete context for procedure and screen tests: virtual clock, scripted
 // prompts, recorded screen calls, in-memory log, INI files in a temporary
 // Windows directory, a registry file in the same temporary folder, and
-// in-process serial ports. Everything is fresh per object.
+// in-process serial ports and TCP network. Everything is fresh per object.
 //
 //     lp::test::TestContext t;
 //     t.setRegistryText("SOFTWARE\\Halvorn Inc.\\Linkport Toolkit", "PrevAdapter", "LPII SIP");
@@ -22,6 +22,7 @@
 #include "ports/scripted_prompts.h"
 #include "ports/virtual_clock.h"
 #include "ports/virtual_serial.h"
+#include "ports/virtual_tcp.h"
 #include "support/temp_dir.h"
 
 namespace lp::test {
@@ -55,6 +56,7 @@ public:
     sim::RecordingScreenCalls screens;
     sim::MemoryLogger log;
     sim::VirtualSerialPorts serialPorts{clock};
+    sim::VirtualTcpNetwork tcpSockets{clock}; // add wireless adapter models by address
 
 private:
     std::string windowsDir_;
