@@ -7,10 +7,11 @@
 #include <cstdint>
 
 #ifdef _WIN32
-#ifndef WINAPI
-#define WINAPI __stdcall
+#ifndef NOMINMAX
+#define NOMINMAX
 #endif
-using Rp1210Hwnd = void*;
+#include <windows.h>
+using Rp1210Hwnd = HWND;
 #else
 #ifndef WINAPI
 #define WINAPI

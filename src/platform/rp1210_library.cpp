@@ -9,9 +9,7 @@
 #include "platform/logger.h"
 #include "platform/rp1210_api.h"
 
-#ifdef _WIN32
-#include <windows.h>
-#else
+#ifndef _WIN32
 #include <dlfcn.h>
 #endif
 
