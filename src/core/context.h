@@ -74,6 +74,10 @@ struct Context {
     std::vector<std::string> g_astrWLPAddresses;
     std::vector<std::string> g_astrWLPSerials;
 
+    // Set only by the connecting dialog's Cancel (and cleared when that
+    // dialog loads); the waiting loops of the screens read it.
+    bool g_blnCancelConnection = false;
+
     // Set when the driver is missing: the main window unloads itself once its
     // start-up work is done.
     bool closeRequested = false;
