@@ -74,6 +74,11 @@ struct Context {
     std::vector<std::string> g_astrWLPAddresses;
     std::vector<std::string> g_astrWLPSerials;
 
+    // Firmware flash: the record counter of the line-by-line flashes (the
+    // compact adapter's serial flash and the wireless flash share it). It
+    // drives the progress bar and is back at 0 whenever a flash has ended.
+    int16_t g_intFlashRecordCounter = 0;
+
     // Set only by the connecting dialog's Cancel (and cleared when that
     // dialog loads); the waiting loops of the screens read it.
     bool g_blnCancelConnection = false;
