@@ -147,7 +147,7 @@ bool LP2ReadVersions(Context& ctx, std::string& hardware, std::string& applicati
 }
 
 bool LP2SendFlashStart(Context& ctx, int16_t value, const std::string& path, const std::string& portText,
-                       const FlashProgressCalls& progress)
+                       const FlashProgressCalls& progress, int16_t* driverResult)
 {
     (void)path;
     (void)portText;
@@ -157,6 +157,8 @@ bool LP2SendFlashStart(Context& ctx, int16_t value, const std::string& path, con
     const auto bits = static_cast<uint16_t>(value);
     std::string record{static_cast<char>(bits & 0xFF), static_cast<char>(bits >> 8)};
     int16_t r = RP1210SendCommandRecord(ctx, 300, record, 2);
+    if (driverResult)
+        *driverResult = r;
     if (progress.unload)
         progress.unload();
     RP1210Disconnect(ctx);

@@ -47,8 +47,10 @@ bool LP2ReadVersions(Context& ctx, std::string& hardware, std::string& applicati
 
 // Has the driver flash the adapter (command 300 with `value`). True when the
 // driver's result is below 128. `path` and `portText` are taken and unused.
+// `driverResult`, when given, receives the command's result, so that a
+// failure can be shown with the driver's code.
 bool LP2SendFlashStart(Context& ctx, int16_t value, const std::string& path, const std::string& portText,
-                       const FlashProgressCalls& progress = {});
+                       const FlashProgressCalls& progress = {}, int16_t* driverResult = nullptr);
 
 // "major.minor" of the driver library, with one mapping: a driver that says
 // 1.1 while its INI file says "1.8-B2" is 1.8.
