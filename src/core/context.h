@@ -79,6 +79,12 @@ struct Context {
     // drives the progress bar and is back at 0 whenever a flash has ended.
     int16_t g_intFlashRecordCounter = 0;
 
+    // Application Flash: the chosen firmware file. It outlives the screen, so
+    // a return to the flash screen finds the file still chosen (and checks
+    // it again against the adapter kind).
+    bool gbln_FileSelected = false;
+    std::string g_strFlashFileName;
+
     // Set only by the connecting dialog's Cancel (and cleared when that
     // dialog loads); the waiting loops of the screens read it.
     bool g_blnCancelConnection = false;
