@@ -73,6 +73,10 @@ struct Context {
     std::vector<std::string> g_astrWLPNames;
     std::vector<std::string> g_astrWLPAddresses;
     std::vector<std::string> g_astrWLPSerials;
+    // The adapter chosen on the Summary screen: its index in the arrays and
+    // its network address (without port).
+    int16_t g_intWLPSelectedIndex = 0;
+    std::string g_strWLPSelectedIP;
 
     // Firmware flash: the record counter of the line-by-line flashes (the
     // compact adapter's serial flash and the wireless flash share it). It
