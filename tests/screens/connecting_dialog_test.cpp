@@ -1,0 +1,94 @@
+// The connecting dialog on the virtual clock: its dots, its Cancel and when
+// it goes away.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+
+#include "info/frmConnectingDialog.h"
+#include "qt_app.h"
+#include "support/test_context.h"
+
+using namespace lp;
+
+namespace {
+
+void flushDeletes() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
+
+} // namespace
+
+TEST(ConnectingDialog, DotsGrowEveryHalfSecondAndStartOverEveryTwo)
+{
+    test::qtApp();
+    test::TestContext t;
+    QWidget owner;
+    QPointer<frmConnectingDialog> d = frmConnectingDialog::Load(t.ctx, &owner);
+    d->show();
+    EXPECT_EQ(d->windowTitle(), "Please Wait...");
+    EXPECT_EQ(d->Label1()->text(), "Searching");
+    EXPECT_EQ(d->cmdCancel()->text(), "&Cancel");
+    EXPECT_TRUE(d->cmdCancel()->isHidden()) << "no wireless adapter: nothing to cancel";
+    EXPECT_FALSE(d->findChild<QLabel*>("Picture1")->pixmap().isNull());
+
+    // Dots as they stand just before and at each tick, in ms from load.
+    const std::pair<double, const char*> expected[] = {
+        {0, "..."},   {499, "..."},   {500, "...."}, {1500, "......"}, {1999, "......"},
+        {2000, ".."}, {2500, "..."},  {3500, "....."}, {4000, ".."},   {4500, "..."},
+    };
+    double now = 0;
+    for (const auto& [at, dots] : expected) {
+        t.clock.runFor(at - now);
+        now = at;
+        EXPECT_EQ(d->lblDotDotDot()->text(), dots) << "at " << at << " ms";
+    }
+    // The main tick puts the dots at the right edge of "Searching".
+    EXPECT_EQ(d->lblDotDotDot()->x(), d->Label1()->x() + d->Label1()->width());
+
+    // The main window's start-up clears any connecting dialog left over.
+    frmConnectingDialog::UnloadAll(t.ctx);
+    flushDeletes();
+    EXPECT_TRUE(d.isNull());
+}
+
+TEST(ConnectingDialog, CancelSetsTheFlagAtOnceAndTheDialogGoesAtTheNextDotTick)
+{
+    test::qtApp();
+    test::TestContext t;
+    t.ctx.g_blnWLPSelected = true;
+    t.ctx.g_blnCancelConnection = true; // left over from an earlier wait
+    QWidget owner;
+    QPointer<frmConnectingDialog> d = frmConnectingDialog::Load(t.ctx, &owner);
+    d->show();
+    EXPECT_FALSE(t.ctx.g_blnCancelConnection) << "cleared on load";
+    ASSERT_FALSE(d->cmdCancel()->isHidden());
+
+    t.clock.runFor(1100);
+    d->cmdCancel()->click();
+    EXPECT_TRUE(t.ctx.g_blnCancelConnection);
+    t.clock.runFor(399);
+    ASSERT_FALSE(d.isNull());
+    EXPECT_TRUE(d->isVisible()) << "still up until the dot tick at 1500 ms";
+    t.clock.runFor(1);
+    flushDeletes();
+    EXPECT_TRUE(d.isNull());
+    EXPECT_TRUE(t.ctx.g_blnCancelConnection) << "the flag outlives the dialog";
+
+    // The window's close button is Cancel too; without Cancel it does nothing.
+    QPointer<frmConnectingDialog> again = frmConnectingDialog::Load(t.ctx, &owner);
+    again->show();
+    again->close();
+    EXPECT_TRUE(again->isVisible());
+    EXPECT_TRUE(t.ctx.g_blnCancelConnection);
+    t.ctx.g_blnWLPSelected = false;
+    QPointer<frmConnectingDialog> plain = frmConnectingDialog::Load(t.ctx, &owner);
+    plain->show();
+    plain->close();
+    t.clock.runFor(600);
+    EXPECT_FALSE(t.ctx.g_blnCancelConnection);
+    EXPECT_TRUE(plain->isVisible());
+    frmConnectingDialog::Unload(plain);
+    flushDeletes();
+    EXPECT_TRUE(plain.isNull());
+}
