@@ -20,11 +20,15 @@
 #include "shell/frmParent.h"
 #include "shell/qt/res_picture.h"
 #include "version.h"
+#ifdef LP_HAVE_DEMO
+#include "demo/demo_options.h"
+#include "demo/stop_signals.h"
+#endif
 
 namespace {
 
 const char* const kUsage =
-    "Usage: linkport-toolkit [/CLP] [/SIPUpgrade] [--help] [--version]\n"
+    "Usage: linkport-toolkit [/CLP] [/SIPUpgrade] [--demo[=KIND]] [--help] [--version]\n"
     "\n"
     "Shows what a Linkport datalink adapter holds, flashes application firmware\n"
     "into it and tests its datalinks.\n"
@@ -32,6 +36,10 @@ const char* const kUsage =
     "  /CLP         start the compact edition (Linkport II and Compact Linkport);\n"
     "               it must be the first thing on the command line\n"
     "  /SIPUpgrade  open Application Firmware Flash first (also at the start)\n"
+    "  --demo[=KIND]  try it without adapters: simulated ones on COM1 (Linkport II),\n"
+    "               COM7 (Compact Linkport) and 127.0.0.2, 127.0.0.3 (wireless), in\n"
+    "               temporary settings; KIND (lp2, compact or wireless, default\n"
+    "               lp2) is the one selected; compact needs /CLP as well\n"
     "  --help       show this text and end\n"
     "  --version    show the program's version and end\n"
     "\n"
@@ -56,6 +64,17 @@ std::string classicCommandLine(int argc, char* argv[])
 
 int main(int argc, char* argv[])
 {
+    // --demo is ours, not part of the classic command line: taken out here.
+    std::string demoKind;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--demo") == 0 || std::strncmp(argv[i], "--demo=", 7) == 0) {
+            demoKind = argv[i][6] == '=' ? argv[i] + 7 : "lp2";
+            for (int j = i; j < argc; ++j)
+                argv[j] = argv[j + 1];
+            --argc;
+            --i;
+        }
+    }
     // Answered before Qt starts: no window, no display, no instance lock.
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
@@ -67,6 +86,36 @@ int main(int argc, char* argv[])
             return 0;
         }
     }
+
+#ifdef LP_HAVE_DEMO
+    // The demo sets the environment variables that the ports below read, so
+    // it starts before them and before Qt has threads that might read it too.
+    std::unique_ptr<lp::sim::DemoSession> demo;
+    std::unique_ptr<lp::sim::StopSignals> stopSignals;
+    if (!demoKind.empty()) {
+        // Ctrl-C ends the program the normal way, so the demo removes what
+        // it made.
+        stopSignals = std::make_unique<lp::sim::StopSignals>([](int) {
+            if (QCoreApplication* app = QCoreApplication::instance())
+                QMetaObject::invokeMethod(app, &QCoreApplication::quit, Qt::QueuedConnection);
+        });
+        lp::sim::DemoOptions options;
+        std::string error;
+        // Demo firmware files plug in as options.writeFirmwareFiles.
+        if (lp::sim::demoOptionsFor(demoKind, options, error))
+            demo = lp::sim::startDemo(options, error);
+        if (!demo) {
+            std::fprintf(stderr, "linkport-toolkit: the demo cannot start: %s\n", error.c_str());
+            return 1;
+        }
+        std::fprintf(stderr, "Demo: simulated adapters\n%s", demo->description().c_str());
+    }
+#else
+    if (!demoKind.empty()) {
+        std::fputs("linkport-toolkit: this build has no demo\n", stderr);
+        return 1;
+    }
+#endif
 
     QApplication app(argc, argv); // takes Qt's own options out of argv
     QApplication::setApplicationName("linkport-toolkit");

@@ -1,0 +1,494 @@
+#include "demo/demo_session.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <sstream>
+#include <system_error>
+
+#include "core/context.h"
+#include "links/modCGP.h"
+#include "links/modWLP.h"
+#include "platform/atomic_file.h"
+#include "platform/ini_profile_files.h"
+#include "platform/reg_file_store.h"
+#include "ports/pty_bridge.h"
+#include "ports/tcp_model_server.h"
+#include "settings/modRegistry.h"
+#include "shell/string_table.h"
+
+namespace lp::sim {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kDriverLibraryName = "libLP2RP32.so";
+constexpr const char* kLp2SimIni = "LP2SIM.INI";
+constexpr const char* kLp2DriverIni = "LP2RP32.INI";
+constexpr size_t kMaxDriverLibraryBytes = size_t{64} << 20;
+
+std::string versionText(uint8_t major, uint8_t minor)
+{
+    return std::to_string(major) + "." + std::to_string(minor);
+}
+
+std::string hexVersionText(const std::array<uint8_t, 3>& v)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "%02X.%02X.%02X", v[0], v[1], v[2]);
+    return text;
+}
+
+std::string comName(int port) { return "COM" + std::to_string(port); }
+
+std::string faultsText(const std::vector<std::string>& faults)
+{
+    std::string text;
+    for (const auto& f : faults)
+        text += (text.empty() ? "; faults: " : " ") + f;
+    return text;
+}
+
+// Writes every key of an INI text into the file one by one, so that other
+// keys a user keeps there survive.
+bool mergeIni(IniProfileFiles& files, const std::string& fileName, const std::string& text, std::string& error)
+{
+    std::istringstream lines(text);
+    std::string line, section;
+    while (std::getline(lines, line)) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        if (line.size() > 2 && line.front() == '[' && line.back() == ']') {
+            section = line.substr(1, line.size() - 2);
+            continue;
+        }
+        size_t equals = line.find('=');
+        if (equals == std::string::npos || section.empty())
+            continue;
+        if (!files.writePrivateProfileString(section, line.substr(0, equals), line.substr(equals + 1), fileName)) {
+            error = "cannot write " + fileName + " in " + files.windowsDirectory() + ": " + files.lastError();
+            return false;
+        }
+    }
+    return true;
+}
+
+bool writeIniValue(IniProfileFiles& files, const std::string& fileName, const std::string& section,
+                   const std::string& key, const std::string& value, std::string& error)
+{
+    if (files.writePrivateProfileString(section, key, value, fileName))
+        return true;
+    error = "cannot write " + fileName + " in " + files.windowsDirectory() + ": " + files.lastError();
+    return false;
+}
+
+bool makeFolder(const std::string& path, std::string& error)
+{
+    std::error_code ec;
+    fs::create_directories(path, ec);
+    if (fs::is_directory(path, ec))
+        return true;
+    error = "cannot make the folder " + path + (ec ? ": " + ec.message() : "");
+    return false;
+}
+
+} // namespace
+
+// The running parts, stopped in the reverse order of their start.
+struct DemoSession::Parts {
+    struct MadeLink {
+        std::string path;
+        std::string target;
+        std::optional<fs::path> previous; // a link we replaced
+    };
+    struct SavedVariable {
+        std::string name;
+        std::optional<std::string> value;
+    };
+
+    std::unique_ptr<Lp2Model> lp2;
+    std::unique_ptr<PtyBridge> lp2Bridge;
+    std::unique_ptr<CompactModel> compact;
+    std::unique_ptr<PtyBridge> compactBridge;
+    std::vector<std::unique_ptr<WirelessModel>> wireless;
+    std::vector<std::unique_ptr<TcpModelServer>> servers;
+    std::vector<MadeLink> links;
+    std::vector<SavedVariable> environment;
+    bool ownRoot = false;
+
+    bool linkPort(const std::string& folder, int port, const std::string& target, std::string& error)
+    {
+        MadeLink made{(fs::path(folder) / ("com" + std::to_string(port))).string(), target, std::nullopt};
+        std::error_code ec;
+        auto status = fs::symlink_status(made.path, ec);
+        if (fs::is_symlink(status)) {
+            made.previous = fs::read_symlink(made.path, ec);
+        } else if (fs::exists(status)) {
+            error = made.path + " exists and is not a link; choose another port or dosdevices folder";
+            return false;
+        }
+        if (!linkComPort(folder, port, target, &error)) {
+            if (made.previous)
+                fs::create_symlink(*made.previous, made.path, ec);
+            return false;
+        }
+        links.push_back(std::move(made));
+        return true;
+    }
+
+    void setVariable(const char* name, const std::string& value)
+    {
+        const char* old = std::getenv(name);
+        environment.push_back({name, old ? std::optional<std::string>(old) : std::nullopt});
+        ::setenv(name, value.c_str(), 1);
+    }
+
+    void stop(const std::string& root)
+    {
+        for (auto& server : servers)
+            server->stop();
+        if (compactBridge)
+            compactBridge->stop();
+        if (lp2Bridge)
+            lp2Bridge->stop();
+        servers.clear();
+        compactBridge.reset();
+        lp2Bridge.reset();
+        std::error_code ec;
+        for (auto it = links.rbegin(); it != links.rend(); ++it) {
+            // Someone may have pointed the port elsewhere meanwhile: leave theirs.
+            if (fs::read_symlink(it->path, ec) != fs::path(it->target))
+                continue;
+            fs::remove(it->path, ec);
+            if (it->previous)
+                fs::create_symlink(*it->previous, it->path, ec);
+        }
+        links.clear();
+        for (auto it = environment.rbegin(); it != environment.rend(); ++it) {
+            if (it->value)
+                ::setenv(it->name.c_str(), it->value->c_str(), 1);
+            else
+                ::unsetenv(it->name.c_str());
+        }
+        environment.clear();
+        if (ownRoot && !root.empty())
+            fs::remove_all(root, ec);
+        ownRoot = false;
+    }
+};
+
+DemoSession::DemoSession() : parts_(std::make_unique<Parts>()) {}
+
+DemoSession::~DemoSession() { stop(); }
+
+void DemoSession::stop()
+{
+    if (parts_)
+        parts_->stop(root_);
+}
+
+std::string DemoSession::environmentScript() const
+{
+    return "export windir=" + shellQuote(windir_) + "\n" + "export LINKPORT_REGISTRY_FILE=" + shellQuote(registry_)
+           + "\n" + "export LINKPORT_DOSDEVICES=" + shellQuote(dosdevices_) + "\n";
+}
+
+std::string shellQuote(const std::string& text)
+{
+    std::string out = "'";
+    for (char c : text) {
+        if (c == '\'')
+            out += "'\\''";
+        else
+            out += c;
+    }
+    return out + "'";
+}
+
+DemoWireless demoWirelessAdapter(const std::string& address, size_t index)
+{
+    DemoWireless w;
+    w.address = address;
+    w.model.address = address;
+    w.model.name = "Demo Unit " + std::string(1, static_cast<char>('A' + index % 26));
+    char serial[16];
+    std::snprintf(serial, sizeof serial, "WLPDEMO%03zu", (index + 1) % 1000);
+    w.model.serial = serial;
+    return w;
+}
+
+std::string demoDeviceKind(const std::string& select)
+{
+    if (select == "lp2")
+        return "LPII SIP";
+    if (select == "compact")
+        return "B&B SIP";
+    if (select == "wireless")
+        return "WLP";
+    return {};
+}
+
+std::string findDriverLibraryBesideProgram()
+{
+    std::error_code ec;
+    fs::path self = fs::read_symlink("/proc/self/exe", ec);
+    if (ec)
+        return {};
+    fs::path library = self.parent_path().parent_path() / "lib" / kDriverLibraryName;
+    return fs::is_regular_file(library, ec) ? library.lexically_normal().string() : std::string();
+}
+
+std::string lp2SimIni(const Lp2DriverSettings& s, const std::string& port, int baud, int replyTimeoutMs)
+{
+    const Lp2DriverSettings defaults;
+    const char* crlf = "\r\n";
+    std::string ini = std::string("[Driver]") + crlf;
+    ini += "DLLMajorVersion=" + s.dllMajor + crlf;
+    ini += "DLLMinorVersion=" + s.dllMinor + crlf;
+    ini += "APIMajorVersion=" + s.apiMajor + crlf;
+    ini += "APIMinorVersion=" + s.apiMinor + crlf;
+    ini += "DeviceID=" + std::to_string(s.deviceId) + crlf;
+    std::string protocols;
+    for (const auto& p : s.protocols)
+        protocols += (protocols.empty() ? "" : ",") + p;
+    ini += "Protocols=" + protocols + crlf;
+    ini += "FirstClientID=" + std::to_string(s.firstClientId) + crlf;
+    // The default status holds a control character; the library has it when
+    // the key is missing.
+    if (s.hardwareStatus != defaults.hardwareStatus)
+        ini += "HardwareStatus=" + s.hardwareStatus + crlf;
+    ini += "FlashRefusedCode=" + std::to_string(s.flashRefusedCode) + crlf;
+    ini += std::string("[ConnectErrors]") + crlf;
+    for (const auto& [protocol, code] : s.connectErrors)
+        ini += protocol + "=" + std::to_string(code) + crlf;
+    ini += std::string("[ErrorTexts]") + crlf;
+    for (const auto& [code, text] : s.errorTexts)
+        ini += std::to_string(code) + "=" + text + crlf;
+    ini += std::string("[Adapter]") + crlf;
+    ini += "Port=" + port + crlf;
+    ini += "Baud=" + std::to_string(baud) + crlf;
+    ini += "ReplyTimeout=" + std::to_string(replyTimeoutMs) + crlf;
+    return ini;
+}
+
+std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& error)
+{
+    error.clear();
+    if (options.lp2.enabled && (options.lp2.port < 1 || options.lp2.port > 256)) {
+        error = "the second-generation adapter's port must be COM1 to COM256";
+        return nullptr;
+    }
+    if (options.compact.enabled && (options.compact.port < 1 || options.compact.port > 256)) {
+        error = "the compact adapter's port must be COM1 to COM256";
+        return nullptr;
+    }
+    if (options.lp2.enabled && options.compact.enabled && options.lp2.port == options.compact.port) {
+        error = "the two serial adapters cannot share " + comName(options.lp2.port);
+        return nullptr;
+    }
+    for (size_t i = 0; i < options.wireless.size(); ++i) {
+        const std::string& address = options.wireless[i].address;
+        if (!TcpModelServer::isServableAddress(address)) {
+            error = "refused: " + address + " is not a loopback address from 127.0.0.1 to 127.0.0.254";
+            return nullptr;
+        }
+        for (size_t j = 0; j < i; ++j) {
+            if (options.wireless[j].address == address) {
+                error = "two wireless adapters cannot share " + address;
+                return nullptr;
+            }
+        }
+    }
+    if (!options.select.empty() && demoDeviceKind(options.select).empty()) {
+        error = "unknown adapter \"" + options.select + "\" to select (lp2, compact or wireless)";
+        return nullptr;
+    }
+
+    std::unique_ptr<DemoSession> session(new DemoSession());
+    DemoSession::Parts& parts = *session->parts_;
+
+    // Folders.
+    std::error_code ec;
+    fs::path tmp = fs::temp_directory_path(ec);
+    if (ec)
+        tmp = "/tmp";
+    std::string pattern = (tmp / "linkport-sim-XXXXXX").string();
+    std::vector<char> name(pattern.begin(), pattern.end());
+    name.push_back('\0');
+    if (::mkdtemp(name.data()) == nullptr) {
+        error = "cannot make a temporary folder in " + tmp.string();
+        return nullptr;
+    }
+    session->root_ = name.data();
+    parts.ownRoot = true;
+    const fs::path root = session->root_;
+    auto absolute = [](const std::string& path) {
+        std::error_code e;
+        fs::path p = fs::absolute(path, e);
+        return (e ? fs::path(path) : p).lexically_normal().string();
+    };
+    session->windir_ = options.windowsDirectory.empty() ? (root / "windows").string() : absolute(options.windowsDirectory);
+    session->registry_ = options.registryFile.empty() ? (root / "registry.reg").string() : absolute(options.registryFile);
+    session->dosdevices_ =
+        options.dosdevicesFolder.empty() ? (root / "dosdevices").string() : absolute(options.dosdevicesFolder);
+    if (!makeFolder(session->windir_, error) || !makeFolder(session->dosdevices_, error)
+        || !makeFolder(fs::path(session->registry_).parent_path().string(), error))
+        return nullptr;
+
+    IniProfileFiles files(session->windir_);
+    std::ostringstream out;
+    out << "  windir=" << session->windir_ << "\n";
+    out << "  LINKPORT_REGISTRY_FILE=" << session->registry_ << "\n";
+    out << "  LINKPORT_DOSDEVICES=" << session->dosdevices_ << "\n";
+
+    // Registry: the selected kind, and where the firmware files are.
+    {
+        RegFileStore registry(session->registry_);
+        Context ctx;
+        ctx.ports.registry = &registry;
+        if (!options.select.empty()) {
+            RegWriteValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(801), "PrevAdapter", demoDeviceKind(options.select));
+            if (ctx.g_lngRegResult != ERROR_SUCCESS) {
+                error = "cannot write PrevAdapter into " + session->registry_;
+                return nullptr;
+            }
+        }
+        // Only into a registry of our own: a user's FlashDir is theirs.
+        if (options.registryFile.empty()) {
+            session->firmware_ = (root / "firmware").string();
+            if (!makeFolder(session->firmware_, error))
+                return nullptr;
+            RegWriteValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(800), "FlashDir", session->firmware_);
+            if (options.writeFirmwareFiles && !options.writeFirmwareFiles(session->firmware_, error))
+                return nullptr;
+        }
+    }
+
+    // The environment comes before any thread of ours starts: setenv and a
+    // getenv on another thread must not meet.
+    if (options.setEnvironment) {
+        parts.setVariable("windir", session->windir_);
+        parts.setVariable("LINKPORT_REGISTRY_FILE", session->registry_);
+        parts.setVariable("LINKPORT_DOSDEVICES", session->dosdevices_);
+    }
+
+    if (options.lp2.enabled) {
+        const DemoLp2& o = options.lp2;
+        std::string library = options.driverLibrary.empty() ? findDriverLibraryBesideProgram() : options.driverLibrary;
+        if (library.empty() || !fs::is_regular_file(library, ec)) {
+            error = "the test driver library " + std::string(kDriverLibraryName) + " was not found"
+                    + (library.empty() ? " beside this program (../lib)" : " at " + library)
+                    + "; build the target lp2rp32 or name it with --driver-library";
+            return nullptr;
+        }
+        parts.lp2 = std::make_unique<Lp2Model>();
+        for (const auto& f : o.setup)
+            f(*parts.lp2);
+        const Lp2ModelConfig& c = parts.lp2->config();
+        const std::string port = comName(o.port);
+        if (!mergeIni(files, kLp2DriverIni,
+                      lp2DriverIni({.deviceParams = port + "," + std::to_string(c.baud),
+                                    .deviceId = std::to_string(o.driver.deviceId)}),
+                      error))
+            return nullptr;
+        // Replaced, not overwritten: a program that has the old copy loaded
+        // keeps its mapping.
+        std::string bytes;
+        const std::string installed = (fs::path(session->windir_) / kDriverLibraryName).string();
+        if (!readWholeFile(library, bytes, kMaxDriverLibraryBytes, &error)
+            || !replaceFileAtomically(installed, bytes, &error)
+            || !replaceFileAtomically((fs::path(session->windir_) / kLp2SimIni).string(),
+                                      lp2SimIni(o.driver, port, c.baud, o.replyTimeoutMs), &error)) {
+            error = "cannot install the test driver library: " + error;
+            return nullptr;
+        }
+        ::chmod(installed.c_str(), 0755);
+        parts.lp2Bridge = std::make_unique<PtyBridge>(*parts.lp2);
+        if (!parts.lp2Bridge->start(&error) || !parts.linkPort(session->dosdevices_, o.port, parts.lp2Bridge->slavePath(), error))
+            return nullptr;
+        out << "  lp2: " << port << " -> " << parts.lp2Bridge->slavePath() << " at " << c.baud << " baud"
+            << (parts.lp2->driverMode() ? "" : ", in plain mode") << "; hardware "
+            << versionText(c.versions.hardwareMajor, c.versions.hardwareMinor) << ", application "
+            << versionText(c.versions.applicationMajor, c.versions.applicationMinor) << ", boot "
+            << versionText(c.versions.bootMajor, c.versions.bootMinor) << "; driver " << o.driver.dllMajor << "."
+            << o.driver.dllMinor << " (" << installed << ")" << faultsText(o.faults) << "\n";
+    }
+
+    if (options.compact.enabled) {
+        const DemoCompact& o = options.compact;
+        const std::string port = comName(o.port);
+        if (!writeIniValue(files, kCGPIniFile, kCGPIniSection, "DeviceParams", o.deviceParams, error)
+            || !writeIniValue(files, kCGPIniFile, kCGPIniSection, "LastComPortUsed", port, error))
+            return nullptr;
+        CompactModel::Config config = o.model;
+        if (config.baud == 0) {
+            // The rate the program will flash at is the rate the adapter
+            // sleeps at.
+            Context ctx;
+            ctx.ports.profiles = &files;
+            config.baud = CGPFlashBaudRate(ctx);
+            if (config.baud == 0)
+                config.baud = 57600;
+        }
+        parts.compact = std::make_unique<CompactModel>(config);
+        for (const auto& f : o.setup)
+            f(*parts.compact);
+        parts.compactBridge = std::make_unique<PtyBridge>(*parts.compact);
+        if (!parts.compactBridge->start(&error)
+            || !parts.linkPort(session->dosdevices_, o.port, parts.compactBridge->slavePath(), error))
+            return nullptr;
+        const CompactModel::Config& c = parts.compact->config();
+        out << "  compact: " << port << " -> " << parts.compactBridge->slavePath()
+            << (c.mode == CompactModel::Mode::Loader ? " in its loader" : " asleep") << " at "
+            << parts.compact->listeningBaud() << " baud; hardware " << versionText(c.hardwareMajor, c.hardwareMinor)
+            << ", firmware " << hexVersionText(c.firmware) << ", boot " << versionText(c.bootMajor, c.bootMinor)
+            << ", serial " << c.serialNumber << " (DeviceParams=" << o.deviceParams << ")" << faultsText(o.faults)
+            << "\n";
+    }
+
+    if (!options.wireless.empty()) {
+        std::string names, params, serials;
+        for (const DemoWireless& o : options.wireless) {
+            auto model = std::make_unique<WirelessModel>(o.model);
+            model->config().address = o.address;
+            for (const auto& f : o.setup)
+                f(*model);
+            const WirelessAdapterConfig& c = model->config();
+            names += c.name + ";";
+            params += o.address + ":" + std::to_string(kWLPTcpPort) + ";";
+            serials += c.serial + ";";
+            auto server = std::make_unique<TcpModelServer>(*model, o.address, kWLPTcpPort);
+            parts.wireless.push_back(std::move(model));
+            if (!server->start(&error, options.addressWaitMs))
+                return nullptr;
+            parts.servers.push_back(std::move(server));
+            out << "  wireless: " << c.name << " at " << o.address << ":" << kWLPTcpPort << ", serial " << c.serial
+                << "; hardware " << versionText(c.decimalMajor, c.decimalMinor) << ", firmware "
+                << hexVersionText(c.hexVersion) << ", identity " << c.identityText << faultsText(o.faults) << "\n";
+        }
+        const WirelessAdapterConfig& first = parts.wireless.front()->config();
+        if (!writeIniValue(files, kWLPIniFile, "AdditionalDevices", "DeviceNames", names, error)
+            || !writeIniValue(files, kWLPIniFile, "AdditionalDevices", "DeviceParams", params, error)
+            || !writeIniValue(files, kWLPIniFile, "AdditionalDevices", "SerialNumbers", serials, error)
+            || !writeIniValue(files, kWLPIniFile, "DeviceInformation1", "DeviceParams",
+                              first.address + ":" + std::to_string(kWLPTcpPort), error)
+            || !writeIniValue(files, kWLPIniFile, "DeviceInformation1", "SerialNumber", first.serial, error)
+            || !writeIniValue(files, kWLPIniFile, "DeviceInformation1", "DeviceName", first.name, error))
+            return nullptr;
+    }
+
+    if (!options.select.empty())
+        out << "  PrevAdapter=" << demoDeviceKind(options.select) << "\n";
+    if (!session->firmware_.empty())
+        out << "  FlashDir=" << session->firmware_ << "\n";
+    session->description_ = out.str();
+    return session;
+}
+
+} // namespace lp::sim

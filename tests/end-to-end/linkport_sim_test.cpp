@@ -1,0 +1,406 @@
+// The simulator program as a user runs it: a child process whose printed
+// set-up leads the program's real ports (Qt serial port on the mapped COM
+// ports, the driver library loaded from the printed Windows directory, Qt
+// sockets over loopback) to the adapters it serves; its command-line errors;
+// its background mode for eval; and what a stop leaves behind.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "demo/demo_session.h"
+#include "links/modCGP.h"
+#include "links/modLP2.h"
+#include "links/modRP1210Interface.h"
+#include "links/modWLP.h"
+#include "platform/ini_profile_files.h"
+#include "platform/qt/qt_host.h"
+#include "platform/qt/qt_serial_port.h"
+#include "platform/qt/qt_tcp_socket.h"
+#include "platform/reg_file_store.h"
+#include "platform/rp1210_library.h"
+#include "ports/memory_logger.h"
+#include "ports/recording_screens.h"
+#include "ports/scripted_prompts.h"
+#include "settings/modRegistry.h"
+#include "shell/string_table.h"
+#include "support/temp_dir.h"
+
+using namespace lp;
+using namespace lp::sim;
+namespace fs = std::filesystem;
+
+namespace {
+
+void ensureCoreApplication()
+{
+    if (QCoreApplication::instance())
+        return;
+    static int argc = 1;
+    static char name[] = "end_to_end_tests";
+    static char* argv[] = {name, nullptr};
+    new QCoreApplication(argc, argv);
+}
+
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const std::string& value) : name_(name)
+    {
+        if (const char* old = std::getenv(name))
+            old_ = old;
+        setenv(name, value.c_str(), 1);
+    }
+    ~ScopedEnv()
+    {
+        if (old_)
+            setenv(name_, old_->c_str(), 1);
+        else
+            unsetenv(name_);
+    }
+
+private:
+    const char* name_;
+    std::optional<std::string> old_;
+};
+
+// A child process (linkport-sim unless told), its stdout and stderr read
+// through pipes.
+class SimProcess {
+public:
+    explicit SimProcess(const std::vector<std::string>& args, const char* program = LP_SIM_PROGRAM)
+    {
+        int out[2], err[2];
+        if (pipe(out) != 0 || pipe(err) != 0)
+            return;
+        pid_ = fork();
+        if (pid_ == 0) {
+            dup2(out[1], 1);
+            dup2(err[1], 2);
+            std::vector<char*> argv{const_cast<char*>(program)};
+            for (const auto& a : args)
+                argv.push_back(const_cast<char*>(a.c_str()));
+            argv.push_back(nullptr);
+            execv(program, argv.data());
+            _exit(127);
+        }
+        close(out[1]);
+        close(err[1]);
+        out_ = out[0];
+        err_ = err[0];
+    }
+    ~SimProcess()
+    {
+        if (pid_ > 0 && exitCode_ < 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+        close(out_);
+        close(err_);
+    }
+
+    // Reads stdout until `marker` has come or the time is up.
+    bool readUntil(const std::string& marker, int timeoutMs = 20000)
+    {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        while (out.find(marker) == std::string::npos) {
+            int left = static_cast<int>(
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count());
+            if (left <= 0 || !readSome(left))
+                return false;
+        }
+        return true;
+    }
+
+    // Waits for the end (reading all output); -1 when it did not end in time.
+    int finish(int timeoutMs = 10000)
+    {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        for (;;) {
+            bool got = readSome(100);
+            int status = 0;
+            if (waitpid(pid_, &status, WNOHANG) == pid_) {
+                while (readSome(50)) {
+                }
+                exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+                return exitCode_;
+            }
+            if (!got && std::chrono::steady_clock::now() >= deadline)
+                return -1;
+            if (!got)
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    }
+
+    void signal(int number) { kill(pid_, number); }
+
+    // "  name=value" lines of the set-up.
+    std::string value(const std::string& name) const
+    {
+        std::istringstream lines(out);
+        for (std::string line; std::getline(lines, line);) {
+            if (line.rfind("  " + name + "=", 0) == 0)
+                return line.substr(name.size() + 3);
+        }
+        return {};
+    }
+
+    std::string out, err;
+
+private:
+    bool readSome(int timeoutMs)
+    {
+        pollfd fds[2] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}};
+        if (poll(fds, 2, timeoutMs) <= 0)
+            return false;
+        bool got = false;
+        char buffer[4096];
+        for (int i = 0; i < 2; ++i) {
+            if (!(fds[i].revents & (POLLIN | POLLHUP)))
+                continue;
+            ssize_t n = read(fds[i].fd, buffer, sizeof buffer);
+            if (n > 0) {
+                (i == 0 ? out : err).append(buffer, static_cast<size_t>(n));
+                got = true;
+            }
+        }
+        return got;
+    }
+
+    pid_t pid_ = -1;
+    int out_ = -1, err_ = -1;
+    int exitCode_ = -1;
+};
+
+// A plain connect, outside Qt: true when something listens there.
+bool listening(const std::string& address, int port)
+{
+    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_port = htons(static_cast<uint16_t>(port));
+    inet_pton(AF_INET, address.c_str(), &a.sin_addr);
+    bool ok = connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
+    close(fd);
+    return ok;
+}
+
+// Neither gone nor a zombie that nobody reaps yet.
+bool running(pid_t pid)
+{
+    std::string stat = test::readFile("/proc/" + std::to_string(pid) + "/stat");
+    size_t paren = stat.rfind(')');
+    return paren != std::string::npos && paren + 2 < stat.size() && stat[paren + 2] != 'Z';
+}
+
+std::string prevAdapter(const std::string& registryFile)
+{
+    RegFileStore registry(registryFile);
+    Context ctx;
+    ctx.ports.registry = &registry;
+    return RegReadValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(801), "PrevAdapter").text();
+}
+
+} // namespace
+
+TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
+{
+    ensureCoreApplication();
+    test::TempDir dir;
+    SimProcess sim({"--dosdevices", dir.file("dos"), "--lp2=COM3", "--lp2-hardware=3.1", "--lp2-application=2.4", "--lp2-boot=255.255",
+                    "--lp2-connect-error=J1708:443", "--compact=COM8", "--compact-hardware", "1.11",
+                    "--compact-serial=CLDEMO0001", "--wireless", "--wireless-firmware@127.0.0.2=03.1F.00",
+                    "--wireless-refuse@127.0.0.3", "--select", "wireless"});
+    ASSERT_TRUE(sim.readUntil("press Ctrl-C")) << sim.out << sim.err;
+    const std::string windir = sim.value("windir");
+    const std::string dosdevices = sim.value("LINKPORT_DOSDEVICES");
+    ASSERT_FALSE(windir.empty()) << sim.out;
+    EXPECT_EQ(dosdevices, dir.file("dos"));
+    EXPECT_EQ(prevAdapter(sim.value("LINKPORT_REGISTRY_FILE")), "WLP");
+    ScopedEnv env("LINKPORT_DOSDEVICES", dosdevices);
+
+    MemoryLogger log;
+    QtHost host;
+    QtSerialPorts serialPorts(&log);
+    QtTcpSockets sockets(&host);
+    IniProfileFiles profiles(windir);
+    ScriptedPrompts prompts;
+    RecordingScreenCalls screens;
+    Rp1210Library library("LP2RP32", [&] { return windir; }, &log);
+    Context ctx;
+    ctx.ports = {.host = &host, .prompts = &prompts, .profiles = &profiles, .log = &log,
+                 .serialPorts = &serialPorts, .screens = &screens, .rp1210 = &library, .tcpSockets = &sockets};
+
+    // The compact adapter, found by the search through LastComPortUsed.
+    auto connection = serialPorts.create();
+    std::string hardware, firmware, serial;
+    EXPECT_TRUE(CGPConnectAndRead(ctx, *connection, hardware, firmware, serial));
+    EXPECT_EQ(hardware, "1.11");
+    EXPECT_EQ(firmware, "01.07.12");
+    EXPECT_EQ(serial, "CLDEMO0001");
+
+    // The second-generation adapter: its driver from the Windows directory
+    // and the program's own serial query reach the same model.
+    std::string application, boot;
+    ASSERT_TRUE(LP2ReadVersions(ctx, hardware, application, boot)) << library.lastError();
+    EXPECT_EQ(hardware, "3.1");
+    EXPECT_EQ(application, "2.4");
+    EXPECT_EQ(boot, "255.255");
+    EXPECT_EQ(library.loadedPath(), windir + "/libLP2RP32.so");
+    EXPECT_EQ(LP2ReadDeviceParamsPort(ctx), "COM3");
+    EXPECT_EQ(LP2SerialVersionQuery(ctx, 3, *connection), "01.07.12");
+    EXPECT_EQ(RP1210Connect(ctx, "J1708"), 443);
+    EXPECT_TRUE(prompts.boxes().empty());
+
+    // Wireless: the list names both, the first answers, the second refuses.
+    ChoiceItems list;
+    ASSERT_TRUE(WLPFillList(ctx, list));
+    EXPECT_EQ(ctx.g_astrWLPNames, (std::vector<std::string>{"Demo Unit A", "Demo Unit B"}));
+    EXPECT_EQ(ctx.g_astrWLPAddresses, (std::vector<std::string>{"127.0.0.2", "127.0.0.3"}));
+    auto a = sockets.create(), b = sockets.create();
+    Bytes reply;
+    a->setDataArrivalHandler([&](int32_t) {
+        Bytes got = a->getData();
+        reply.insert(reply.end(), got.begin(), got.end());
+    });
+    for (auto* s : {a.get(), b.get()}) {
+        s->setRemoteHost(s == a.get() ? "127.0.0.2" : "127.0.0.3");
+        s->setRemotePort(kWLPTcpPort);
+        ASSERT_TRUE(s->connect());
+    }
+    ASSERT_TRUE(host.waitUntil([&] { return a->state() != 6 && b->state() != 6; }, 5000));
+    EXPECT_EQ(b->state(), 9);
+    ASSERT_EQ(a->state(), 7);
+    a->sendData({0x5E, 0x02, 0x0D, 0x02, 0x91});
+    ASSERT_TRUE(host.waitUntil([&] { return reply.size() >= 8; }, 5000));
+    EXPECT_EQ(WLPParseHexVersion(reply), "03.1F.00");
+    a->close();
+    RP1210Disconnect(ctx);
+
+    // Ctrl-C: links, listeners and the temporary folder go.
+    sim.signal(SIGINT);
+    EXPECT_EQ(sim.finish(), 0) << sim.err;
+    EXPECT_NE(sim.out.find("Stopped"), std::string::npos);
+    EXPECT_FALSE(fs::is_symlink(fs::path(dosdevices) / "com3"));
+    EXPECT_TRUE(fs::is_directory(dosdevices));
+    EXPECT_FALSE(fs::exists(fs::path(windir).parent_path()));
+    EXPECT_FALSE(listening("127.0.0.2", kWLPTcpPort));
+}
+
+TEST(LinkportSim, RefusesWhatItCannotDo)
+{
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
+        {{"--wireless=127.0.0.2,192.168.1.20"}, "192.168.1.20 is not a loopback address"},
+        {{"--wireless=localhost"}, "is not an address"},
+        {{"--compact", "--bogus"}, "unknown option --bogus"},
+        {{"--compact", "--lp2-silent"}, "--lp2-silent needs --lp2"},
+        {{"--compact", "--compact-hardware=3"}, "--compact-hardware=3: expected MAJOR.MINOR"},
+        {{"--compact", "--compact-silent=1"}, "takes no value"},
+        {{"--compact", "--windir"}, "--windir needs a value"},
+        {{"--wireless", "--wireless-silent@127.0.0.9"}, "no wireless adapter at 127.0.0.9"},
+        {{"--lp2", "--compact=COM1"}, "cannot share COM1"},
+        {{"--lp2", "--lp2-query=loud"}, "silent, short"},
+        {{"--select", "lp2"}, "choose at least one adapter"},
+        {{"COM1"}, "unexpected argument"},
+    };
+    for (const auto& [args, message] : cases) {
+        SimProcess sim(args);
+        EXPECT_EQ(sim.finish(), 2) << args[0];
+        EXPECT_NE(sim.err.find(message), std::string::npos) << sim.err;
+        EXPECT_TRUE(sim.out.empty()) << sim.out;
+    }
+    SimProcess help({"--lp2", "--help"});
+    EXPECT_EQ(help.finish(), 0);
+    EXPECT_NE(help.out.find("--wireless-drop[=N]"), std::string::npos);
+
+    // A library that is not there is named, and nothing is left behind.
+    test::TempDir dir;
+    SimProcess missing({"--lp2", "--driver-library", dir.file("none.so"), "--dosdevices", dir.file("dos")});
+    EXPECT_EQ(missing.finish(), 1);
+    EXPECT_NE(missing.err.find(dir.file("none.so")), std::string::npos) << missing.err;
+    EXPECT_FALSE(fs::is_symlink(dir.file("dos/com1")));
+}
+
+TEST(LinkportSim, PrintEnvHandsTheSettingsToAShellAndRunsOn)
+{
+    // The script's own output is the shell's: the settings after eval.
+    const std::string script = std::string("eval \"$('") + LP_SIM_PROGRAM
+                               + "' --print-env --compact=COM9 --select compact)\" || exit 3; "
+                                 "echo \"$LINKPORT_DOSDEVICES\"; echo \"$LINKPORT_REGISTRY_FILE\"; "
+                                 "echo \"$LINKPORT_SIM_PID\"";
+    test::TempDir dir;
+    test::writeFile(dir.file("run.sh"), script);
+    SimProcess shell({dir.file("run.sh")}, "/bin/sh");
+    ASSERT_EQ(shell.finish(10000), 0) << "eval waits for the simulator's end, or it failed: " << shell.err;
+    std::vector<std::string> lines;
+    std::istringstream text(shell.out);
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
+    ASSERT_EQ(lines.size(), 3u) << shell.out;
+    const pid_t pid = static_cast<pid_t>(std::atoi(lines[2].c_str()));
+    ASSERT_GT(pid, 0);
+    EXPECT_TRUE(fs::is_symlink(fs::path(lines[0]) / "com9"));
+    EXPECT_EQ(prevAdapter(lines[1]), "B&B SIP");
+
+    kill(pid, SIGTERM);
+    for (int i = 0; i < 100 && running(pid); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(running(pid));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(lines[0])));
+}
+
+TEST(DemoSession, PutsBackWhatItReplacedAndKeepsTheUsersSettings)
+{
+    test::TempDir dir;
+    const std::string dos = dir.file("dos"), windows = dir.file("windows");
+    fs::create_directories(dos);
+    fs::create_directories(windows);
+    fs::create_symlink("/dev/ttyUSB0", dos + "/com7");
+    test::writeFile(windows + "/CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM2,N1\r\nOwn=kept\r\n");
+    ScopedEnv windir("windir", "/elsewhere");
+
+    DemoOptions options;
+    options.compact.enabled = true;
+    options.windowsDirectory = windows;
+    options.dosdevicesFolder = dos;
+    std::string error;
+    auto session = startDemo(options, error);
+    ASSERT_TRUE(session) << error;
+    EXPECT_EQ(std::string(std::getenv("windir")), windows);
+    EXPECT_NE(fs::read_symlink(dos + "/com7"), fs::path("/dev/ttyUSB0"));
+    EXPECT_NE(session->description().find("asleep at 57600 baud"), std::string::npos) << session->description();
+    std::string ini = test::readFile(windows + "/CLPRP32.INI");
+    EXPECT_NE(ini.find("DeviceParams=COMX,DEFAULT"), std::string::npos) << ini;
+    EXPECT_NE(ini.find("Own=kept"), std::string::npos) << ini;
+    EXPECT_FALSE(session->firmwareFolder().empty());
+    const std::string temporary = session->temporaryFolder();
+
+    session.reset();
+    EXPECT_EQ(fs::read_symlink(dos + "/com7"), fs::path("/dev/ttyUSB0"));
+    EXPECT_EQ(std::string(std::getenv("windir")), "/elsewhere");
+    EXPECT_FALSE(fs::exists(temporary));
+    EXPECT_TRUE(fs::exists(windows + "/CLPRP32.INI"));
+
+    // A port taken by something that is not a link is not touched.
+    test::writeFile(dos + "/com8", "mine");
+    options.compact.port = 8;
+    EXPECT_FALSE(startDemo(options, error));
+    EXPECT_NE(error.find("is not a link"), std::string::npos) << error;
+    EXPECT_EQ(test::readFile(dos + "/com8"), "mine");
+}
