@@ -1,0 +1,234 @@
+// The flash screen's decisions without widgets: the file label, the
+// extension rule, the default file, the version arithmetic of the compact
+// and wireless adapters, the pre-flash checks with their questions, and the
+// select-file dialog's verdicts and folders.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "flash/flash_checks.h"
+#include "flash/select_file.h"
+#include "shell/string_table.h"
+#include "support/test_context.h"
+
+using namespace lp;
+
+namespace {
+
+constexpr int kQuestionOk = MsgBoxStyle::OkOnly + MsgBoxStyle::Question;
+constexpr int kQuestionYesNo = MsgBoxStyle::YesNo + MsgBoxStyle::Question;
+const std::string kProgramKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
+
+std::string firmwareFile(const std::string& type, const std::string& version = "1.0")
+{
+    return "[Hex File Information]\r\nFirmwareVersion=" + version + "\r\nFirmwareType=" + type
+           + "\r\nReleaseDate=2024-05-01\r\nHardwareVersions=3.0\r\n\r\n:00000001FF\r\n";
+}
+
+} // namespace
+
+TEST(FlashChecks, FileLabelExtensionRuleAndPortText)
+{
+    const std::string forty = "/home/tech/firmware/releases/LP2v3i1.apf";
+    ASSERT_EQ(forty.size(), 40u);
+    EXPECT_EQ(ShortenFilePath(forty), forty);
+    const std::string fortyOne = "/home/tech/firmware/releases/LP2v3i10.apf";
+    ASSERT_EQ(fortyOne.size(), 41u);
+    EXPECT_EQ(ShortenFilePath(fortyOne), fortyOne.substr(0, 40) + "..." + fortyOne.substr(11));
+    // Counted in characters: a two-byte letter is not cut in half.
+    const std::string accented = std::string(39, 'a') + "\xC3\xA9" + "b";
+    EXPECT_EQ(ShortenFilePath(accented), std::string(39, 'a') + "\xC3\xA9" + "..." + std::string(28, 'a') + "\xC3\xA9" + "b");
+
+    EXPECT_TRUE(FileSuitsAdapterKind(FlashKind::LP2, "x.apf"));
+    EXPECT_TRUE(FileSuitsAdapterKind(FlashKind::LP2, "X.APF"));
+    EXPECT_FALSE(FileSuitsAdapterKind(FlashKind::LP2, "x.Apf"));
+    EXPECT_FALSE(FileSuitsAdapterKind(FlashKind::LP2, "x.hex"));
+    EXPECT_TRUE(FileSuitsAdapterKind(FlashKind::CGP, "x.HEX"));
+    EXPECT_TRUE(FileSuitsAdapterKind(FlashKind::WLP, "x.hex"));
+    EXPECT_FALSE(FileSuitsAdapterKind(FlashKind::WLP, "x.heX"));
+    EXPECT_FALSE(FileSuitsAdapterKind(FlashKind::None, "x.hex"));
+
+    EXPECT_EQ(PortNumberAfterM("COM12"), 12);
+    EXPECT_EQ(PortNumberAfterM("COM3"), 3);
+    EXPECT_TRUE(PortIsParallel("LPT1"));
+    EXPECT_FALSE(PortIsParallel("COM1"));
+    EXPECT_EQ(UpdatingFirmwareText(FlashKind::CGP), "Updating Compact Linkport Firmware...");
+    EXPECT_EQ(UpdatingFirmwareText(FlashKind::LP2), "Updating HVN Linkport II Firmware...");
+}
+
+TEST(FlashChecks, DefaultFileOnlyForTheSecondGenerationAdapterUnderTheToolkitKey)
+{
+    test::TestContext t;
+    EXPECT_FALSE(DefaultFlashFile(t.ctx, FlashKind::LP2));
+    t.setRegistryText(kProgramKey, "PrevAdapter", "LPII SIP");
+    EXPECT_EQ(DefaultFlashFile(t.ctx, FlashKind::LP2), "C:\\Program Files\\Halvorn\\Linkports\\Flash\\LP2v3i1.0.apf");
+    EXPECT_FALSE(DefaultFlashFile(t.ctx, FlashKind::CGP));
+    EXPECT_FALSE(DefaultFlashFile(t.ctx, FlashKind::WLP));
+}
+
+TEST(FlashChecks, VersionTextToNumberKeepsTheClassicArithmetic)
+{
+    EXPECT_EQ(VersionTextToNumber("1.2.3"), 120); // 120.3
+    EXPECT_EQ(VersionTextToNumber("1.2.4"), 120);
+    EXPECT_EQ(VersionTextToNumber("3.12"), 31212);
+    EXPECT_EQ(VersionTextToNumber("1.0"), 100);
+    EXPECT_EQ(VersionTextToNumber("2.5.5"), 250); // 250.5: half to even
+    EXPECT_EQ(VersionTextToNumber("2.7.5"), 270); // 270.5
+    EXPECT_EQ(VersionTextToNumber("12.3"), 1232); // d = 3: minor "3", tail "2.3", so 1232.3
+    // Where the classic gave no answer.
+    EXPECT_EQ(VersionTextToNumber(""), 0);
+    EXPECT_EQ(VersionTextToNumber("3"), 300);
+    EXPECT_EQ(VersionTextToNumber("Not Present"), 0);
+    EXPECT_EQ(VersionTextToNumber(".5"), 55);
+    EXPECT_FALSE(VersionTextToNumber("3.45"));
+    EXPECT_EQ(VersionTextValue("3.45"), 34545);
+}
+
+TEST(FlashChecks, HardwareListItemsCompareExactly)
+{
+    test::TestContext t;
+    EXPECT_TRUE(CheckHardwareCompatible(t.ctx, FlashKind::LP2, "1.0,2.0", "2.0"));
+    EXPECT_TRUE(CheckHardwareCompatible(t.ctx, FlashKind::LP2, "2.0", "2.0"));
+    EXPECT_TRUE(t.prompts.boxes().empty());
+
+    EXPECT_FALSE(CheckHardwareCompatible(t.ctx, FlashKind::LP2, "1.0, 2.0", "2.0"));
+    EXPECT_FALSE(CheckHardwareCompatible(t.ctx, FlashKind::LP2, "1.0,2.0,", "2"));
+    EXPECT_FALSE(CheckHardwareCompatible(t.ctx, FlashKind::CGP, "1.0", "1.00"));
+    EXPECT_FALSE(CheckHardwareCompatible(t.ctx, FlashKind::WLP, "1.0", "1.10"));
+    t.ctx.g_intToolkitMode = -1;
+    EXPECT_FALSE(CheckHardwareCompatible(t.ctx, FlashKind::WLP, "Not Found", "1.10"));
+    const auto& b = t.prompts.boxes();
+    ASSERT_EQ(b.size(), 5u);
+    EXPECT_EQ(b[0].prompt, LoadResString(104));
+    EXPECT_EQ(b[0].style, kQuestionOk);
+    EXPECT_EQ(b[0].title, "HVN Linkport Toolkit");
+    EXPECT_EQ(b[2].prompt, LoadResString(104)); // the compact adapter too, not 112
+    EXPECT_EQ(b[3].prompt, LoadResString(1050));
+    EXPECT_EQ(b[3].title, "HVN Linkport Toolkit");
+    EXPECT_EQ(b[4].prompt, LoadResString(1050));
+    EXPECT_EQ(b[4].title, "Wireless Linkport");
+}
+
+TEST(FlashChecks, OlderFileQuestionsByKindAndEdition)
+{
+    test::TestContext t;
+    Context& c = t.ctx;
+    // Second-generation: leading numeric values; 255.255 is an empty slot.
+    EXPECT_TRUE(CheckFileNotOlder(c, FlashKind::LP2, "255.255", "1.0"));
+    EXPECT_TRUE(CheckFileNotOlder(c, FlashKind::LP2, "2.4", "2.4"));
+    EXPECT_TRUE(t.prompts.boxes().empty());
+    t.prompts.answer(MsgBoxResult::No);
+    EXPECT_FALSE(CheckFileNotOlder(c, FlashKind::LP2, "3.9", "3.12")); // 3.12 < 3.9
+    t.prompts.answer(MsgBoxResult::Yes);
+    EXPECT_TRUE(CheckFileNotOlder(c, FlashKind::LP2, "3.9", "3.12"));
+    ASSERT_EQ(t.prompts.boxes().size(), 2u);
+    EXPECT_EQ(t.prompts.boxes()[0].prompt, LoadResString(105));
+    EXPECT_EQ(t.prompts.boxes()[0].style, kQuestionYesNo);
+    EXPECT_EQ(t.prompts.boxes()[0].title, "HVN Linkport Toolkit");
+    t.prompts.clear();
+
+    // Compact and wireless: 1.2.3 against 1.2.4 is 120 against 120.
+    EXPECT_TRUE(CheckFileNotOlder(c, FlashKind::CGP, "1.2.4", "1.2.3"));
+    EXPECT_TRUE(CheckFileNotOlder(c, FlashKind::WLP, "1.2.4", "1.2.3"));
+    EXPECT_TRUE(CheckFileNotOlder(c, FlashKind::CGP, "3.9", "3.12")); // 399 < 31212
+    EXPECT_TRUE(t.prompts.boxes().empty());
+    t.prompts.answer(MsgBoxResult::No);
+    EXPECT_FALSE(CheckFileNotOlder(c, FlashKind::CGP, "1.3", "1.2"));
+    t.prompts.answer(MsgBoxResult::No);
+    EXPECT_FALSE(CheckFileNotOlder(c, FlashKind::WLP, "01.07.12", "1.0"));
+    c.g_intToolkitMode = -1;
+    t.prompts.answer(MsgBoxResult::No);
+    EXPECT_FALSE(CheckFileNotOlder(c, FlashKind::WLP, "3.46", "3.45")); // beyond 16 bits, still ordered
+    const auto& b = t.prompts.boxes();
+    ASSERT_EQ(b.size(), 3u);
+    EXPECT_EQ(b[0].prompt, LoadResString(105)); // the compact adapter too, not 113
+    EXPECT_EQ(b[0].title, "HVN Linkport Toolkit");
+    EXPECT_EQ(b[1].prompt, LoadResString(1051));
+    EXPECT_EQ(b[1].title, "HVN Linkport Toolkit");
+    EXPECT_EQ(b[2].title, "Wireless Linkport Toolkit");
+    EXPECT_EQ(b[2].style, kQuestionYesNo);
+}
+
+TEST(FlashChecks, NoHardwareVersionQuestionYesSkipsTheOtherChecks)
+{
+    test::TestContext t;
+    Context& c = t.ctx;
+    const FlashCheckValues unknown{"Not Present", "2.0", "1.0", "1.0"}; // incompatible and older
+    t.prompts.answer(MsgBoxResult::Yes);
+    FlashCheckOutcome yes = gbln_FlashVerificationChecks(c, FlashKind::LP2, unknown);
+    EXPECT_TRUE(yes.passed);
+    ASSERT_EQ(t.prompts.boxes().size(), 1u);
+    EXPECT_EQ(t.prompts.boxes()[0].prompt, "No hardware version is present on the currently selected adapter.\r\n"
+                                           "Are you sure you want to flash the selected file?");
+    EXPECT_EQ(t.prompts.boxes()[0].style, MsgBoxStyle::YesNoCancel + MsgBoxStyle::Question);
+    for (int answer : {MsgBoxResult::No, MsgBoxResult::Cancel}) {
+        t.prompts.answer(answer);
+        FlashCheckOutcome stopped = gbln_FlashVerificationChecks(c, FlashKind::LP2, unknown);
+        EXPECT_FALSE(stopped.passed);
+        EXPECT_FALSE(stopped.enableSelectFile);
+    }
+    EXPECT_EQ(t.prompts.boxes().size(), 3u);
+    t.prompts.clear();
+
+    // The question is the second-generation adapter's alone; others go to
+    // the hardware check.
+    FlashCheckOutcome refused = gbln_FlashVerificationChecks(c, FlashKind::CGP, unknown);
+    EXPECT_FALSE(refused.passed);
+    EXPECT_TRUE(refused.enableSelectFile);
+    ASSERT_EQ(t.prompts.prompts(), std::vector<std::string>{LoadResString(104)});
+    t.prompts.clear();
+
+    t.prompts.answer(MsgBoxResult::No);
+    EXPECT_TRUE(gbln_FlashVerificationChecks(c, FlashKind::LP2, {"3.0", "2.0", "3.0", "1.0"}).enableSelectFile);
+    EXPECT_TRUE(gbln_FlashVerificationChecks(c, FlashKind::LP2, {"3.0", "2.0", "3.0", "2.1"}).passed);
+    EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>{LoadResString(105)});
+}
+
+TEST(SelectFile, VerdictsByKindAndRememberedFolder)
+{
+    test::TestContext t;
+    Context& c = t.ctx;
+    c.g_strRegistryKey = kProgramKey;
+    test::writeFile(t.file("app.apf"), firmwareFile("Application"));
+    test::writeFile(t.file("cgp.hex"), firmwareFile("Firmware"));
+    test::writeFile(t.file("wlp.hex"), firmwareFile("Wireless Firmware"));
+    test::writeFile(t.file("notes.apf"), "[Hex File Information]\r\nFirmwareType=Application\r\n");
+
+    EXPECT_TRUE(AcceptSelectedFile(c, FlashKind::LP2, t.file("app.apf")));
+    EXPECT_TRUE(AcceptSelectedFile(c, FlashKind::CGP, t.file("cgp.hex")));
+    EXPECT_TRUE(AcceptSelectedFile(c, FlashKind::WLP, t.file("wlp.hex")));
+    EXPECT_TRUE(t.prompts.boxes().empty());
+    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::LP2, ""));
+    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::LP2, t.file("notes.apf")));  // no version
+    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::LP2, t.file("missing.apf")));
+    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::LP2, t.file("cgp.hex")));
+    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::CGP, t.file("app.apf")));
+    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::WLP, t.file("cgp.hex")));
+    EXPECT_EQ(t.prompts.prompts(),
+              (std::vector<std::string>{LoadResString(106), LoadResString(107), LoadResString(107),
+                                        LoadResString(108), LoadResString(114),
+                                        "The firmware file selected is not valid for Application Flashing.  Please "
+                                        "choose a file with a File Type of \"Wireless Firmware\" and then press OK."}));
+    EXPECT_EQ(t.prompts.boxes()[0].style, MsgBoxStyle::Exclamation);
+
+    EXPECT_TRUE(FirmwareFileListed(FlashKind::LP2, "a.APF"));
+    EXPECT_FALSE(FirmwareFileListed(FlashKind::LP2, "a.Apf"));
+    EXPECT_FALSE(FirmwareFileListed(FlashKind::LP2, "xapf"));
+    EXPECT_FALSE(FirmwareFileListed(FlashKind::CGP, "a.apf"));
+
+    // FlashDir first; the folder of the last chosen file once there is one,
+    // while it exists.
+    const std::string flashDir = t.file("flash"), other = t.file("other");
+    std::filesystem::create_directories(flashDir);
+    std::filesystem::create_directories(other);
+    auto exists = [](const std::string& p) { return std::filesystem::is_directory(p); };
+    EXPECT_EQ(SelectFileStartFolder(c, exists), "");
+    t.setRegistryText(LoadResString(800), "FlashDir", flashDir);
+    EXPECT_EQ(SelectFileStartFolder(c, exists), flashDir);
+    RememberFlashFolder(c, other);
+    EXPECT_EQ(t.registryText(kProgramKey, "LastFlashDir"), other);
+    EXPECT_EQ(SelectFileStartFolder(c, exists), other);
+    std::filesystem::remove(other);
+    EXPECT_EQ(SelectFileStartFolder(c, exists), flashDir);
+}
