@@ -1,5 +1,7 @@
 // Which class serves which screen key. Later screens replace their
 // placeholder line here.
+#include "adaptertest/frmLPTest.h"
+#include "settings/frmPreferences.h"
 #include "shell/frmParent.h"
 #include "shell/qt/child_screen.h"
 #include "shell/qt/placeholder_screens.h"
@@ -18,12 +20,9 @@ ScreenFactory defaultScreenFactory()
         return new PlaceholderScreen(ctx, main, ScreenKey::ApplicationFlash, "frmFlash", LoadResString(510));
     };
     f.children[ScreenKey::LPTest] = [](Context& ctx, frmParent& main) -> ChildScreen* {
-        return new PlaceholderScreen(ctx, main, ScreenKey::LPTest, "frmLPTest", LoadResString(516) + " Test");
+        return new frmLPTest(ctx, main);
     };
-    f.preferences = [](Context&, frmParent& main) -> int {
-        PlaceholderPreferences dialog(&main);
-        return dialog.exec();
-    };
+    f.preferences = [](Context& ctx, frmParent& main) -> int { return frmPreferences::ShowPreferences(ctx, main); };
     return f;
 }
 

@@ -1,0 +1,192 @@
+// The adapter test screen against the in-process driver model on the
+// virtual clock: the result labels, the order and stopping of the checks,
+// the hardware-status rule of J1708, the installation message, and presses
+// that arrive while a test runs.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+
+#include <memory>
+
+#include "adaptertest/frmLPTest.h"
+#include "models/lp2_in_process_driver.h"
+#include "models/lp2_model.h"
+#include "qt_app.h"
+#include "shell/frmParent.h"
+#include "shell/string_table.h"
+#include "support/test_context.h"
+
+using namespace lp;
+using namespace lp::sim;
+
+namespace {
+
+struct LPTest : test::TestContext {
+    Lp2Model adapter;
+    Lp2InProcessDriver driver{adapter, &serialPorts, 1};
+    std::unique_ptr<frmParent> main;
+    frmLPTest* screen = nullptr;
+
+    LPTest()
+    {
+        serialPorts.addPort(1, &adapter);
+        writeWindowsFile("LP2RP32.INI", lp2DriverIni());
+        ctx.ports.rp1210 = &driver;
+        ShellOptions options;
+        options.instanceLockPath = file("instance");
+        main = std::make_unique<frmParent>(ctx, std::move(options));
+        ctx.ports.screens = &screens; // record the screen calls instead
+        screen = new frmLPTest(ctx, *main);
+    }
+    ~LPTest() { delete screen; }
+
+    QLabel* label(const char* name) const { return screen->findChild<QLabel*>(name); }
+    void press() { screen->findChild<QPushButton*>("cmdTest")->click(); }
+    // The five results in index order, each "text:colour" (R, G, W).
+    std::string results() const
+    {
+        std::string out;
+        for (const char* name : {"lblBasicCommunicationResults", "lblDriverFirmwareResults", "lblJ1708Results",
+                                 "lblCDLResults", "lblJ1939Results"}) {
+            const QColor c = label(name)->palette().color(QPalette::Window);
+            const char* colour = c == QColor(255, 0, 0) ? "R" : c == QColor(0, 255, 0) ? "G"
+                               : c == QColor(255, 255, 255) ? "W" : "?";
+            out += (out.empty() ? "" : " ") + label(name)->text().toStdString() + ":" + colour;
+        }
+        return out;
+    }
+    std::string run()
+    {
+        press();
+        EXPECT_EQ(driver.core().openClients(), 0u) << "every check closes the client it opened";
+        return results();
+    }
+};
+
+const std::string kAllPassed = "Passed:G Passed:G Passed:G Passed:G Passed:G";
+const std::string kUntested = "Untested:W Untested:W Untested:W Untested:W Untested:W";
+
+} // namespace
+
+TEST(LPTestScreen, LoadsUntestedAndSetsResultsByIndexAndColourWord)
+{
+    LPTest t;
+    EXPECT_EQ(t.main->windowTitle(), "HVN Linkport Toolkit - Linkport II Test");
+    EXPECT_EQ(t.screen->Tag(), "LPTest");
+    EXPECT_EQ(t.results(), kUntested);
+    EXPECT_EQ(t.screen->findChild<QLabel*>("lblDriverFirmware")->text(), "Driver vs. Firmware Compatibility:");
+
+    t.screen->SetLabelResult(3, "Red", "141");
+    t.screen->SetLabelResult(3, "Blue", "x"); // colour kept, text set
+    t.screen->SetLabelResult(4, "green", "y"); // the case counts
+    t.screen->SetLabelResult(0, "Green", "none");
+    t.screen->SetLabelResult(6, "Green", "none");
+    EXPECT_EQ(t.results(), "Untested:W Untested:W x:R y:W Untested:W");
+
+    t.screen->findChild<QPushButton*>("cmdClose")->click();
+    EXPECT_EQ(t.screens.selected, std::vector<std::string>{"Summary"});
+}
+
+TEST(LPTestScreen, ClientIdsZeroTo127PassAnd128IsAnErrorCode)
+{
+    LPTest t;
+    EXPECT_EQ(t.run(), kAllPassed);
+    EXPECT_EQ(t.screens.pointerChanges, (std::vector<int>{11, 0}));
+
+    t.driver.settings().scriptedConnectResults = {127, 127, 127, 127};
+    EXPECT_EQ(t.run(), kAllPassed);
+    EXPECT_EQ(t.driver.core().disconnects.back(), 127) << "the client that was opened is the one closed";
+
+    t.driver.settings().scriptedConnectResults = {128};
+    EXPECT_EQ(t.run(), "128:R Untested:W Untested:W Untested:W Untested:W");
+    EXPECT_TRUE(t.prompts.boxes().empty()) << "error codes show only in the labels";
+}
+
+TEST(LPTestScreen, FirstFailingCheckEndsTheSequence)
+{
+    LPTest t;
+    t.driver.settings().connectErrors["J1708"] = 443;
+    EXPECT_EQ(t.run(), "Passed:G 443:R Untested:W Untested:W Untested:W");
+
+    t.driver.settings().connectErrors = {{"J1939", 141}};
+    EXPECT_EQ(t.run(), "Passed:G Passed:G Passed:G Untested:W 141:R");
+
+    t.driver.settings().connectErrors = {{"HVN", 443}};
+    EXPECT_EQ(t.run(), "Passed:G 443:R Passed:G Untested:W Passed:G");
+
+    t.driver.settings().connectErrors = {{"J1708", 136}};
+    EXPECT_EQ(t.run(), "Passed:G Passed:G 136:R Untested:W Untested:W");
+    EXPECT_EQ(t.driver.core().connects.size(), 2u + 3 + 4 + 2);
+}
+
+TEST(LPTestScreen, J1708PassesOnTheFifthCharacterOfTheHardwareStatus)
+{
+    LPTest t;
+    t.driver.settings().hardwareStatus = "LP2";
+    EXPECT_EQ(t.run(), kAllPassed) << "a short status has no fifth character, which counts as greater";
+
+    t.driver.settings().hardwareStatus = "....0";
+    EXPECT_EQ(t.run(), "Passed:G Passed:G Untested:W Untested:W Untested:W");
+
+    for (const char* status : {"....5", "....a", "....-"}) {
+        t.driver.settings().hardwareStatus = status;
+        EXPECT_EQ(t.run(), kAllPassed) << status;
+    }
+
+    t.driver.settings().hardwareStatus = "....00";
+    EXPECT_EQ(t.run(), "Passed:G Passed:G Untested:W Untested:W Untested:W");
+}
+
+TEST(LPTestScreen, MissingDriverShowsTheInstallationMessage)
+{
+    LPTest t;
+    t.driver.setLibraryMissing(true);
+    EXPECT_EQ(t.run(), "-2:R Untested:W Untested:W Untested:W Untested:W");
+    ASSERT_EQ(t.prompts.boxes().size(), 1u);
+    EXPECT_EQ(t.prompts.boxes()[0].prompt, LoadResString(102));
+    EXPECT_EQ(t.prompts.boxes()[0].title, LoadResString(502));
+    EXPECT_EQ(t.prompts.boxes()[0].style, 0);
+    EXPECT_FALSE(t.ctx.g_blnRP1210Connected) << "an error code leaves nothing open";
+
+    RunAdapterTest(t.ctx, *t.screen, [](Context&) { return false; });
+    EXPECT_EQ(t.results(), "Failed:R Failed:R Failed:R Failed:R Failed:R");
+}
+
+TEST(LPTestScreen, EachRunStartsUntestedAndPressesDuringARunWait)
+{
+    LPTest t;
+    EXPECT_EQ(t.run(), kAllPassed);
+
+    std::string atFirstConnect;
+    bool unload = false;
+    t.driver.onCall = [&](const std::string& call) {
+        if (call == "RP1210_ClientConnect" && atFirstConnect.empty())
+            atFirstConnect = t.results();
+        if (call != "RP1210_GetHardwareStatus")
+            return;
+        t.press(); // ignored
+        if (unload) {
+            t.screen->deleteLater(); // the main window unloading it from a menu
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        } else {
+            t.screen->findChild<QPushButton*>("cmdClose")->click();
+            EXPECT_TRUE(t.screens.selected.empty()) << "the switch waits for the test";
+        }
+    };
+    t.driver.settings().connectErrors["J1939"] = 141;
+    EXPECT_EQ(t.run(), "Passed:G Passed:G Passed:G Untested:W 141:R");
+    EXPECT_EQ(atFirstConnect, kUntested);
+    EXPECT_EQ(t.driver.core().connects.size(), 4u + 3) << "the presses during the run started nothing";
+    EXPECT_EQ(t.screens.selected, std::vector<std::string>{"Summary"});
+
+    unload = true;
+    QPointer<frmLPTest> alive = t.screen;
+    t.press();
+    EXPECT_FALSE(alive);
+    t.screen = nullptr;
+    EXPECT_EQ(t.driver.core().connects.size(), 7u + 3) << "the checks end as they would have";
+    EXPECT_EQ(t.driver.core().openClients(), 0u);
+}
