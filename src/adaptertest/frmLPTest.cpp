@@ -101,6 +101,8 @@ frmLPTest::frmLPTest(Context& ctx, frmParent& mainWindow) : ChildScreen(ctx, mai
     const std::string name = LoadResString(516) + " Test";
     setWindowTitle(QString::fromStdString(name));
     setMainCaption(name);
+    // The main window shows this screen without initialising it.
+    mainWindow.restorePanelText();
     Form_Initialize();
 }
 

@@ -212,11 +212,16 @@ void Preferences::refreshPorts(Context& ctx)
 
 void Preferences::listPorts(Context& ctx)
 {
+    // Up to 256 ports are asked; on a PC with many that takes a moment.
+    if (ctx.ports.screens)
+        ctx.ports.screens->setMousePointer(11);
     present_.clear();
     for (int n = kFirstComPort; n <= kLastComPort; ++n) {
         if (IsSerialPortPresent(ctx, n))
             present_.push_back(n);
     }
+    if (ctx.ports.screens)
+        ctx.ports.screens->setMousePointer(0);
     std::vector<PortChoice> present;
     for (int n : present_) {
         const std::string name = "COM" + std::to_string(n);
