@@ -79,6 +79,13 @@ struct Shell : test::TestContext {
         ctx.commandLine = commandLine;
         if (options.instanceLockPath.empty())
             options.instanceLockPath = file("instance");
+        // The shell is tested with a stand-in Summary screen: the real one
+        // reads an adapter.
+        auto& summary = options.screens.children[ScreenKey::Summary];
+        if (summary.target_type() == defaultScreenFactory().children[ScreenKey::Summary].target_type())
+            summary = [](Context& c, frmParent& m) -> ChildScreen* {
+                return new PlaceholderScreen(c, m, ScreenKey::Summary, "frmVersion", LoadResString(511));
+            };
         main = std::make_unique<frmParent>(ctx, std::move(options));
         main->MDIForm_Load();
         return *main;

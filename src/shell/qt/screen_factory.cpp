@@ -2,6 +2,8 @@
 // placeholder line here.
 #include "adaptertest/frmLPTest.h"
 #include "settings/frmPreferences.h"
+#include "info/frmConnectingDialog.h"
+#include "info/frmVersion.h"
 #include "shell/frmParent.h"
 #include "shell/qt/child_screen.h"
 #include "shell/qt/placeholder_screens.h"
@@ -14,8 +16,9 @@ ScreenFactory defaultScreenFactory()
 {
     ScreenFactory f;
     f.children[ScreenKey::Summary] = [](Context& ctx, frmParent& main) -> ChildScreen* {
-        return new PlaceholderScreen(ctx, main, ScreenKey::Summary, "frmVersion", LoadResString(511));
+        return new frmVersion(ctx, main);
     };
+    f.unloadConnectingDialog = [](Context& ctx) { frmConnectingDialog::UnloadAll(ctx); };
     f.children[ScreenKey::ApplicationFlash] = [](Context& ctx, frmParent& main) -> ChildScreen* {
         return new PlaceholderScreen(ctx, main, ScreenKey::ApplicationFlash, "frmFlash", LoadResString(510));
     };
