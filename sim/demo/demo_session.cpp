@@ -333,8 +333,10 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
         fs::path p = fs::absolute(path, e);
         return (e ? fs::path(path) : p).lexically_normal().string();
     };
-    session->windir_ = options.windowsDirectory.empty() ? (root / "windows").string() : absolute(options.windowsDirectory);
-    session->registry_ = options.registryFile.empty() ? (root / "registry.reg").string() : absolute(options.registryFile);
+    session->windir_ =
+        options.windowsDirectory.empty() ? (root / "windows").string() : absolute(options.windowsDirectory);
+    session->registry_ =
+        options.registryFile.empty() ? (root / "registry.reg").string() : absolute(options.registryFile);
     session->dosdevices_ =
         options.dosdevicesFolder.empty() ? (root / "dosdevices").string() : absolute(options.dosdevicesFolder);
     if (!makeFolder(session->windir_, error) || !makeFolder(session->dosdevices_, error)
@@ -346,29 +348,6 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
     out << "  windir=" << session->windir_ << "\n";
     out << "  LINKPORT_REGISTRY_FILE=" << session->registry_ << "\n";
     out << "  LINKPORT_DOSDEVICES=" << session->dosdevices_ << "\n";
-
-    // Registry: the selected kind, and where the firmware files are.
-    {
-        RegFileStore registry(session->registry_);
-        Context ctx;
-        ctx.ports.registry = &registry;
-        if (!options.select.empty()) {
-            RegWriteValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(801), "PrevAdapter", demoDeviceKind(options.select));
-            if (ctx.g_lngRegResult != ERROR_SUCCESS) {
-                error = "cannot write PrevAdapter into " + session->registry_;
-                return nullptr;
-            }
-        }
-        // Only into a registry of our own: a user's FlashDir is theirs.
-        if (options.registryFile.empty()) {
-            session->firmware_ = (root / "firmware").string();
-            if (!makeFolder(session->firmware_, error))
-                return nullptr;
-            RegWriteValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(800), "FlashDir", session->firmware_);
-            if (options.writeFirmwareFiles && !options.writeFirmwareFiles(session->firmware_, error))
-                return nullptr;
-        }
-    }
 
     // The environment comes before any thread of ours starts: setenv and a
     // getenv on another thread must not meet.
@@ -410,7 +389,8 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
         }
         ::chmod(installed.c_str(), 0755);
         parts.lp2Bridge = std::make_unique<PtyBridge>(*parts.lp2);
-        if (!parts.lp2Bridge->start(&error) || !parts.linkPort(session->dosdevices_, o.port, parts.lp2Bridge->slavePath(), error))
+        if (!parts.lp2Bridge->start(&error)
+            || !parts.linkPort(session->dosdevices_, o.port, parts.lp2Bridge->slavePath(), error))
             return nullptr;
         out << "  lp2: " << port << " -> " << parts.lp2Bridge->slavePath() << " at " << c.baud << " baud"
             << (parts.lp2->driverMode() ? "" : ", in plain mode") << "; hardware "
@@ -481,6 +461,30 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
             || !writeIniValue(files, kWLPIniFile, "DeviceInformation1", "SerialNumber", first.serial, error)
             || !writeIniValue(files, kWLPIniFile, "DeviceInformation1", "DeviceName", first.name, error))
             return nullptr;
+    }
+
+    // Registry: the selected kind, and where the firmware files are. Last,
+    // so that a user's registry file changes only when everything started.
+    {
+        RegFileStore registry(session->registry_);
+        Context ctx;
+        ctx.ports.registry = &registry;
+        if (!options.select.empty()) {
+            RegWriteValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(801), "PrevAdapter", demoDeviceKind(options.select));
+            if (ctx.g_lngRegResult != ERROR_SUCCESS) {
+                error = "cannot write PrevAdapter into " + session->registry_;
+                return nullptr;
+            }
+        }
+        // Only into a registry of our own: a user's FlashDir is theirs.
+        if (options.registryFile.empty()) {
+            session->firmware_ = (root / "firmware").string();
+            if (!makeFolder(session->firmware_, error))
+                return nullptr;
+            RegWriteValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(800), "FlashDir", session->firmware_);
+            if (options.writeFirmwareFiles && !options.writeFirmwareFiles(session->firmware_, error))
+                return nullptr;
+        }
     }
 
     if (!options.select.empty())

@@ -120,9 +120,9 @@ public:
     {
         auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
         while (out.find(marker) == std::string::npos) {
-            int left = static_cast<int>(
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count());
-            if (left <= 0 || !readSome(left))
+            using std::chrono::milliseconds;
+            auto left = std::chrono::duration_cast<milliseconds>(deadline - std::chrono::steady_clock::now());
+            if (left.count() <= 0 || !readSome(static_cast<int>(left.count())))
                 return false;
         }
         return true;
@@ -223,10 +223,10 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
 {
     ensureCoreApplication();
     test::TempDir dir;
-    SimProcess sim({"--dosdevices", dir.file("dos"), "--lp2=COM3", "--lp2-hardware=3.1", "--lp2-application=2.4", "--lp2-boot=255.255",
-                    "--lp2-connect-error=J1708:443", "--compact=COM8", "--compact-hardware", "1.11",
-                    "--compact-serial=CLDEMO0001", "--wireless", "--wireless-firmware@127.0.0.2=03.1F.00",
-                    "--wireless-refuse@127.0.0.3", "--select", "wireless"});
+    SimProcess sim({"--dosdevices", dir.file("dos"), "--lp2=COM3", "--lp2-hardware=3.1", "--lp2-application=2.4",
+                    "--lp2-boot=255.255", "--lp2-connect-error=J1708:443", "--compact=COM8", "--compact-hardware",
+                    "1.11", "--compact-serial=CLDEMO0001", "--wireless=127.0.0.42,127.0.0.43",
+                    "--wireless-firmware@127.0.0.42=03.1F.00", "--wireless-refuse@127.0.0.43", "--select", "wireless"});
     ASSERT_TRUE(sim.readUntil("press Ctrl-C")) << sim.out << sim.err;
     const std::string windir = sim.value("windir");
     const std::string dosdevices = sim.value("LINKPORT_DOSDEVICES");
@@ -272,7 +272,7 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     ChoiceItems list;
     ASSERT_TRUE(WLPFillList(ctx, list));
     EXPECT_EQ(ctx.g_astrWLPNames, (std::vector<std::string>{"Demo Unit A", "Demo Unit B"}));
-    EXPECT_EQ(ctx.g_astrWLPAddresses, (std::vector<std::string>{"127.0.0.2", "127.0.0.3"}));
+    EXPECT_EQ(ctx.g_astrWLPAddresses, (std::vector<std::string>{"127.0.0.42", "127.0.0.43"}));
     auto a = sockets.create(), b = sockets.create();
     Bytes reply;
     a->setDataArrivalHandler([&](int32_t) {
@@ -280,7 +280,7 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
         reply.insert(reply.end(), got.begin(), got.end());
     });
     for (auto* s : {a.get(), b.get()}) {
-        s->setRemoteHost(s == a.get() ? "127.0.0.2" : "127.0.0.3");
+        s->setRemoteHost(s == a.get() ? "127.0.0.42" : "127.0.0.43");
         s->setRemotePort(kWLPTcpPort);
         ASSERT_TRUE(s->connect());
     }
@@ -300,7 +300,7 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     EXPECT_FALSE(fs::is_symlink(fs::path(dosdevices) / "com3"));
     EXPECT_TRUE(fs::is_directory(dosdevices));
     EXPECT_FALSE(fs::exists(fs::path(windir).parent_path()));
-    EXPECT_FALSE(listening("127.0.0.2", kWLPTcpPort));
+    EXPECT_FALSE(listening("127.0.0.42", kWLPTcpPort));
 }
 
 TEST(LinkportSim, RefusesWhatItCannotDo)
