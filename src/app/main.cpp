@@ -13,6 +13,7 @@
 #include "platform/qt/qt_logger.h"
 #include "platform/qt/qt_prompts.h"
 #include "platform/qt/qt_serial_port.h"
+#include "platform/qt/qt_tcp_socket.h"
 #include "platform/file_version_reader.h"
 #include "platform/reg_file_store.h"
 #include "platform/rp1210_library.h"
@@ -135,6 +136,8 @@ int main(int argc, char* argv[])
     // the Windows directory first.
     lp::Rp1210Library rp1210("LP2RP32", [&profiles] { return profiles.windowsDirectory(); }, &logger);
     auto fileVersions = lp::createPlatformFileVersionReader();
+    // The screens' sockets to the wireless adapters.
+    lp::QtTcpSockets tcpSockets(&host);
 
     lp::Context ctx;
     ctx.ports.host = &host;
@@ -145,6 +148,7 @@ int main(int argc, char* argv[])
     ctx.ports.serialPorts = serialPorts.get();
     ctx.ports.rp1210 = &rp1210;
     ctx.ports.fileVersions = fileVersions.get();
+    ctx.ports.tcpSockets = &tcpSockets;
     ctx.commandLine = classicCommandLine(argc, argv);
 
     int rc = 0;
