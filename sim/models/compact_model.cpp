@@ -34,6 +34,9 @@ void CompactModel::powerCycle()
     awake_ = false;
     frame_.clear();
     bangs_ = 0;
+    hashes_ = 0;
+    receiving_ = false;
+    record_.clear();
 }
 
 int CompactModel::listeningBaud() const
@@ -57,6 +60,8 @@ void CompactModel::hostClosed()
     awake_ = false;
     frame_.clear();
     bangs_ = 0;
+    hashes_ = 0;
+    record_.clear();
 }
 
 void CompactModel::received(uint8_t byte, int hostBaud)
@@ -66,6 +71,8 @@ void CompactModel::received(uint8_t byte, int hostBaud)
         ++noiseBytes;
         frame_.clear();
         bangs_ = 0;
+        hashes_ = 0;
+        record_.clear();
         return;
     }
     if (mode_ == Mode::Loader)
@@ -126,6 +133,40 @@ void CompactModel::applicationFrame(const Bytes& frame)
 
 void CompactModel::loaderByte(uint8_t byte)
 {
+    const int64_t now = line_ ? line_->scheduler().nowUs() : 0;
+    if (!record_.empty() && now - recordLastByteUs_ > kRecordGapUs)
+        record_.clear(); // the rest of that record never came
+    recordLastByteUs_ = now;
+    if (!record_.empty()) {
+        record_.push_back(byte);
+        // ":" count address-high address-low type data... check
+        if (record_.size() >= 2 && record_.size() == size_t(record_[1]) + 6) {
+            Bytes record = std::move(record_);
+            record_.clear();
+            loaderRecord(record);
+        }
+        return;
+    }
+    if (byte == ':' && receiving_) {
+        record_.push_back(byte);
+        bangs_ = hashes_ = 0;
+        return;
+    }
+    if (byte == '#') {
+        bangs_ = 0;
+        if (++hashes_ < kStartLength)
+            return;
+        hashes_ = 0;
+        // A flash begins: the old image is erased.
+        ++startsReceived;
+        receiving_ = true;
+        image.clear();
+        base_ = 0;
+        endRecordReceived = false;
+        recordsReceived = 0;
+        return;
+    }
+    hashes_ = 0;
     if (byte != '!') {
         bangs_ = 0;
         return;
@@ -133,8 +174,55 @@ void CompactModel::loaderByte(uint8_t byte)
     if (++bangs_ < kBurstLength)
         return;
     bangs_ = 0;
+    receiving_ = false; // a new hand-shake: records wait for "####" again
+    if (loaderFaults_.readyAnswer.empty())
+        return;
     ++burstsAnswered;
-    reply(Bytes{'?', '?', '?', '?'}, listeningBaud());
+    reply(loaderFaults_.readyAnswer, listeningBaud());
+}
+
+void CompactModel::loaderRecord(const Bytes& record)
+{
+    Bytes body(record.begin() + 1, record.end());
+    if (!frames::sumIsZero(body)) {
+        ++badRecords;
+        return;
+    }
+    const int64_t k = ++recordsReceived;
+    const LoaderFaults& f = loaderFaults_;
+    if (f.silentFromRecord != 0 && k >= f.silentFromRecord)
+        return;
+    if (f.refusedRecord == k) {
+        if (!f.refusedReply.empty())
+            sendAfter(f.refusedReply, listeningBaud(), config_.ackLatencyUs);
+        return;
+    }
+    const size_t count = body[0];
+    const uint32_t address = uint32_t(body[1]) << 8 | body[2];
+    const uint8_t type = body[3];
+    const uint32_t value = count >= 2 ? uint32_t(body[4]) << 8 | body[5] : 0;
+    switch (type) {
+    case 0x00:
+        for (size_t i = 0; i < count; ++i)
+            image[base_ + ((address + i) & 0xFFFF)] = body[4 + i];
+        break;
+    case 0x01:
+        endRecordReceived = true;
+        break;
+    case 0x02:
+        base_ = value << 4;
+        break;
+    case 0x04:
+        base_ = value << 16;
+        break;
+    default:
+        break;
+    }
+    int64_t delayUs = config_.ackLatencyUs;
+    if (f.slowAckMs > 0 && (f.slowRecord == 0 || f.slowRecord == k))
+        delayUs += int64_t(f.slowAckMs) * 1000;
+    ++acknowledgements;
+    sendAfter(Bytes{'#'}, listeningBaud(), delayUs);
 }
 
 void CompactModel::reply(Bytes bytes, int baud)
@@ -161,12 +249,23 @@ void CompactModel::reply(Bytes bytes, int baud)
         break;
     }
     ++repliesSent;
+    sendAfter(std::move(bytes), baud, delayUs);
+}
+
+void CompactModel::sendAfter(Bytes bytes, int baud, int64_t delayUs)
+{
+    if (line_ == nullptr)
+        return;
     std::weak_ptr<int> token = lineToken_;
     SerialLine* line = line_;
-    line->scheduler().after(delayUs, [token, line, bytes = std::move(bytes), baud] {
+    auto send = [token, line, bytes = std::move(bytes), baud] {
         if (!token.expired())
             line->deviceSend(bytes, baud);
-    });
+    };
+    if (delayUs <= 0)
+        send(); // the wire itself adds the byte times
+    else
+        line->scheduler().after(delayUs, std::move(send));
 }
 
 } // namespace lp::sim

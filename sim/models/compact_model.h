@@ -19,6 +19,13 @@
 // adapter whose flash did not finish sits in its loader. It answers every
 // full burst of eight "!" characters with "????" - the hand-shake that both
 // the compact flash and the port search's second look (at 57600 baud) send.
+// "####" starts a flash: the image is erased and records follow, each sent
+// as ":" and the record's bytes (count, address high, address low, type,
+// data, check byte). A record whose bytes sum to zero is written into the
+// image (data records by address; types 02 and 04 set the segment or upper
+// linear base, 01 marks the end) and answered with one "#" as soon as its
+// last byte is in (ackLatencyUs). A record with a bad check byte gets no
+// answer, and a record left unfinished for kRecordGapUs is dropped.
 //
 // Bytes at any other rate than the one the adapter listens at are noise: they
 // spoil the frame in progress and are otherwise ignored. Replies leave
@@ -27,12 +34,16 @@
 //
 // Faults for tests: silence (answers nothing), garbage (answers bytes that
 // are no frame), a short reply (cut to a given length), a slow reply (held
-// back by a given time). An adapter on another port than the remembered one
-// is a matter of where the test plugs the model in.
+// back by a given time); these touch the application's replies and the
+// loader's "????". The loader's own faults are LoaderFaults. An adapter on
+// another port than the remembered one is a matter of where the test plugs
+// the model in.
 #include <array>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/serial_port.h"
@@ -53,11 +64,34 @@ public:
         uint8_t bootMajor = 1, bootMinor = 2;
         uint8_t hardwareMajor = 1, hardwareMinor = 10;
         Mode mode = Mode::Application;
+        // How long after a record's last byte its "#" leaves.
+        int64_t ackLatencyUs = 0;
+    };
+
+    // The loader's faults. Records are numbered from 1 in the order the
+    // loader takes them after "####".
+    struct LoaderFaults {
+        // The answer to a full "!" burst: "????"; "??" is a short one, and
+        // nothing at all is a loader that does not answer.
+        Bytes readyAnswer{'?', '?', '?', '?'};
+        // The "#" of record slowRecord (0: of every record) leaves slowAckMs
+        // later than it would.
+        int64_t slowRecord = 0;
+        int slowAckMs = 0;
+        // Record refusedRecord is not written and answered with refusedReply
+        // (nothing when empty) instead of "#".
+        int64_t refusedRecord = 0;
+        Bytes refusedReply;
+        // From record silentFromRecord on the loader takes nothing in and
+        // says nothing.
+        int64_t silentFromRecord = 0;
     };
 
     static constexpr int kWorkingBaud = 9600;
     static constexpr int64_t kReplyLatencyUs = 2000;
     static constexpr size_t kBurstLength = 8;
+    static constexpr size_t kStartLength = 4;
+    static constexpr int64_t kRecordGapUs = 100'000;
 
     CompactModel();
     explicit CompactModel(Config config);
@@ -69,6 +103,7 @@ public:
     void setShortReplyLength(size_t length) { shortLength_ = length; }
     void setSlowReplyDelayMs(int delayMs) { slowDelayMs_ = delayMs; }
     Fault fault() const { return fault_; }
+    void setLoaderFaults(LoaderFaults faults) { loaderFaults_ = std::move(faults); }
 
     // Back to a sleeping application (power off and on).
     void powerCycle();
@@ -86,6 +121,15 @@ public:
     int burstsAnswered = 0;
     int repliesSent = 0;
 
+    // The loader's side of a flash.
+    bool receivingRecords() const { return receiving_; }
+    int startsReceived = 0;        // "####" heard
+    int64_t recordsReceived = 0;   // records with a good check byte
+    int64_t badRecords = 0;        // records with a bad check byte
+    int64_t acknowledgements = 0;  // "#" sent
+    bool endRecordReceived = false;
+    std::map<uint32_t, uint8_t> image; // what the flash wrote, by address
+
     // SerialDevice
     void hostOpened(SerialLine& line) override;
     void hostClosed() override;
@@ -95,7 +139,9 @@ private:
     void applicationByte(uint8_t byte);
     void applicationFrame(const Bytes& frame);
     void loaderByte(uint8_t byte);
+    void loaderRecord(const Bytes& record);
     void reply(Bytes bytes, int baud);
+    void sendAfter(Bytes bytes, int baud, int64_t delayUs);
 
     Config config_;
     Mode mode_;
@@ -108,6 +154,12 @@ private:
     std::shared_ptr<int> lineToken_;
     Bytes frame_;
     size_t bangs_ = 0;
+    size_t hashes_ = 0;
+    bool receiving_ = false;
+    Bytes record_;
+    int64_t recordLastByteUs_ = 0;
+    uint32_t base_ = 0; // segment or upper linear base of the data records
+    LoaderFaults loaderFaults_;
     uint32_t garbageSeed_ = 0x2545F491u;
 };
 

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/inotify.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -108,6 +109,22 @@ bool PtyBridge::start(std::string* error)
     slaveKeeper_ = slave;
     slavePath_ = name;
 
+    if (followOpens_) {
+        // Watched after openpty, so the bridge's own slave descriptor is
+        // never counted.
+        inotify_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        if (inotify_ < 0
+            || inotify_add_watch(inotify_, name, IN_OPEN | IN_CLOSE_WRITE | IN_CLOSE_NOWRITE) < 0) {
+            setError(error, std::string("inotify failed: ") + std::strerror(errno));
+            for (int fd : {master, slave, wakePipe_[0], wakePipe_[1], inotify_})
+                if (fd >= 0)
+                    close(fd);
+            wakePipe_[0] = wakePipe_[1] = inotify_ = -1;
+            return false;
+        }
+        programOpens_ = 0;
+    }
+
     ports_.addPort(kBridgePort, &device_);
     scheduler_.call([this] {
         hostSide_ = std::make_unique<VirtualSerialPort>(ports_, scheduler_);
@@ -116,7 +133,8 @@ bool PtyBridge::start(std::string* error)
             ssize_t written = ::write(master_, &byte, 1);
             (void)written;
         });
-        hostSide_->setPortOpen(true);
+        if (!followOpens_)
+            hostSide_->setPortOpen(true);
     });
     running_ = true;
     reader_ = std::thread([this] { readLoop(); });
@@ -139,7 +157,7 @@ void PtyBridge::stop()
         hostSide_.reset();
     });
     scheduler_.stop();
-    for (int* fd : {&master_, &slaveKeeper_, &wakePipe_[0], &wakePipe_[1]}) {
+    for (int* fd : {&master_, &slaveKeeper_, &wakePipe_[0], &wakePipe_[1], &inotify_}) {
         if (*fd >= 0)
             close(*fd);
         *fd = -1;
@@ -150,8 +168,8 @@ void PtyBridge::readLoop()
 {
     uint8_t buffer[4096];
     for (;;) {
-        pollfd fds[2] = {{master_, POLLIN, 0}, {wakePipe_[0], POLLIN, 0}};
-        int ready = poll(fds, 2, -1);
+        pollfd fds[3] = {{master_, POLLIN, 0}, {wakePipe_[0], POLLIN, 0}, {inotify_, POLLIN, 0}};
+        int ready = poll(fds, inotify_ >= 0 ? 3 : 2, -1);
         if (ready < 0) {
             if (errno == EINTR)
                 continue;
@@ -159,18 +177,22 @@ void PtyBridge::readLoop()
         }
         if (fds[1].revents)
             return;
-        if (!(fds[0].revents & POLLIN)) {
+        ssize_t n = 0;
+        if (fds[0].revents & POLLIN) {
+            n = ::read(master_, buffer, sizeof buffer);
+            if (n == 0 || (n < 0 && errno != EAGAIN && errno != EINTR))
+                poll(&fds[1], 1, 10);
+        } else if (fds[0].revents) {
             // Hang-up without a reader: wait a little rather than spin.
             poll(&fds[1], 1, 10);
-            continue;
         }
-        ssize_t n = ::read(master_, buffer, sizeof buffer);
-        if (n <= 0) {
-            if (n < 0 && (errno == EAGAIN || errno == EINTR))
-                continue;
-            poll(&fds[1], 1, 10);
+        // Opens and closes are read after the bytes: every open that came
+        // before those bytes were written is among them, so an open followed
+        // at once by a write reaches the model in that order.
+        if (inotify_ >= 0)
+            followOpens();
+        if (n <= 0)
             continue;
-        }
         termios settings{};
         int baud = 0;
         if (tcgetattr(master_, &settings) == 0)
@@ -178,6 +200,32 @@ void PtyBridge::readLoop()
         programBaud_ = baud;
         Bytes bytes(buffer, buffer + n);
         scheduler_.at(scheduler_.nowUs(), [this, bytes = std::move(bytes), baud] { toDevice(bytes, baud); });
+    }
+}
+
+void PtyBridge::followOpens()
+{
+    alignas(inotify_event) char events[4096];
+    for (;;) {
+        ssize_t n = ::read(inotify_, events, sizeof events);
+        if (n <= 0)
+            return;
+        for (ssize_t at = 0; at + static_cast<ssize_t>(sizeof(inotify_event)) <= n;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(events + at);
+            at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+            const int before = programOpens_;
+            if (event->mask & IN_OPEN)
+                ++programOpens_;
+            else if ((event->mask & (IN_CLOSE_WRITE | IN_CLOSE_NOWRITE)) && programOpens_ > 0)
+                --programOpens_;
+            if ((before == 0) == (programOpens_ == 0))
+                continue;
+            const bool open = programOpens_ > 0;
+            scheduler_.at(scheduler_.nowUs(), [this, open] {
+                if (hostSide_ && hostSide_->portOpen() != open)
+                    hostSide_->setPortOpen(open);
+            });
+        }
     }
 }
 

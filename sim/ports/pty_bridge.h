@@ -33,6 +33,15 @@ public:
     // Stops relaying and closes the pair; the model is told the host closed.
     void stop();
 
+    // Off by default: the model sees one host open from start() to stop().
+    // On: the model sees the program's opens and closes of the slave as the
+    // host opening and closing its port (DTR rising and dropping on a real
+    // line), which a pseudo-terminal cannot signal otherwise; it hears
+    // nothing while the program has the slave closed. Opens and closes are
+    // followed through inotify; bytes written right after an open reach the
+    // model after that open. Set before start().
+    void setFollowProgramOpens(bool follow) { followOpens_ = follow; }
+
     // The device the program opens, such as /dev/pts/7; empty before start().
     const std::string& slavePath() const { return slavePath_; }
     RealTimeScheduler& scheduler() { return scheduler_; }
@@ -42,6 +51,7 @@ public:
 private:
     void readLoop();
     void toDevice(const Bytes& bytes, int baud);
+    void followOpens();
 
     RealTimeScheduler scheduler_;
     VirtualSerialPorts ports_;
@@ -50,6 +60,9 @@ private:
     int master_ = -1;
     int slaveKeeper_ = -1; // keeps the slave side alive between the program's opens
     int wakePipe_[2] = {-1, -1};
+    bool followOpens_ = false;
+    int inotify_ = -1;
+    int programOpens_ = 0; // the program's open descriptors of the slave
     std::string slavePath_;
     std::thread reader_;
     std::atomic<int> programBaud_{0};

@@ -23,6 +23,10 @@ public:
     RealTimeScheduler& operator=(const RealTimeScheduler&) = delete;
 
     // Microseconds since construction, from the monotonic clock. Any thread.
+    // Inside an event it is the time the event was due: a thread wakes a
+    // little late, and a model that answers "one byte time after the last
+    // byte" must count from when that byte was due, or every step of a
+    // request-reply chain would add the lateness of its wake-up.
     int64_t nowUs() const override;
     // Any thread. An event scheduled from an event runs after it returns.
     void at(int64_t atUs, std::function<void()> fn) override;
@@ -47,6 +51,7 @@ private:
     std::multimap<Key, std::function<void()>> events_;
     uint64_t sequence_ = 0;
     bool stopping_ = false;
+    int64_t runningDueUs_ = -1; // the due time of the event running now; scheduler thread only
     std::thread thread_;
 };
 

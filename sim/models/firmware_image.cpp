@@ -1,0 +1,75 @@
+#include "models/firmware_image.h"
+
+#include <algorithm>
+
+namespace lp::sim {
+
+namespace {
+
+void appendHex(std::string& text, uint8_t byte)
+{
+    static const char digits[] = "0123456789ABCDEF";
+    text += digits[byte >> 4];
+    text += digits[byte & 0x0F];
+}
+
+} // namespace
+
+std::string hexRecordLine(uint8_t type, uint16_t address, const std::vector<uint8_t>& data)
+{
+    std::vector<uint8_t> bytes{static_cast<uint8_t>(data.size()), static_cast<uint8_t>(address >> 8),
+                               static_cast<uint8_t>(address), type};
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    uint8_t sum = 0;
+    for (uint8_t b : bytes)
+        sum = static_cast<uint8_t>(sum + b);
+    bytes.push_back(static_cast<uint8_t>(-sum));
+    std::string line = ":";
+    for (uint8_t b : bytes)
+        appendHex(line, b);
+    return line;
+}
+
+std::string firmwareFileText(const std::vector<uint8_t>& image, uint32_t baseAddress, size_t perRecord)
+{
+    std::string text = "[Hex File Information]\r\nFirmwareVersion=1.8\r\nFirmwareType=Firmware\r\n"
+                       "ReleaseDate=May 2024\r\nHardwareVersions=1.10\r\n\r\n";
+    perRecord = std::clamp<size_t>(perRecord, 1, 255);
+    uint32_t upper = 0;
+    for (size_t offset = 0; offset < image.size();) {
+        const uint32_t address = baseAddress + static_cast<uint32_t>(offset);
+        if ((address >> 16) != upper) {
+            upper = address >> 16;
+            text += hexRecordLine(0x04, 0, {static_cast<uint8_t>(upper >> 8), static_cast<uint8_t>(upper)}) + "\r\n";
+        }
+        // A record never runs over the end of its 64 KiB block.
+        const size_t room = 0x10000 - (address & 0xFFFF);
+        const size_t n = std::min({perRecord, image.size() - offset, room});
+        std::vector<uint8_t> data(image.begin() + static_cast<std::ptrdiff_t>(offset),
+                                  image.begin() + static_cast<std::ptrdiff_t>(offset + n));
+        text += hexRecordLine(0x00, static_cast<uint16_t>(address), data) + "\r\n";
+        offset += n;
+    }
+    return text + ":00000001FF\r\n";
+}
+
+std::vector<uint8_t> pseudoRandomImage(size_t size, uint32_t seed)
+{
+    std::vector<uint8_t> image(size);
+    uint32_t state = seed * 2654435761u + 1;
+    for (uint8_t& b : image) {
+        state = state * 1103515245u + 12345u;
+        b = static_cast<uint8_t>(state >> 16);
+    }
+    return image;
+}
+
+std::map<uint32_t, uint8_t> imageByAddress(const std::vector<uint8_t>& image, uint32_t baseAddress)
+{
+    std::map<uint32_t, uint8_t> map;
+    for (size_t i = 0; i < image.size(); ++i)
+        map[baseAddress + static_cast<uint32_t>(i)] = image[i];
+    return map;
+}
+
+} // namespace lp::sim

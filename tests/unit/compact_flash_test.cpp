@@ -1,0 +1,283 @@
+// The compact adapter's serial flash against the compact adapter model on
+// virtual time: the start with and without the switch, the ready answers,
+// the whole-file check, acknowledgement time-outs (also across midnight),
+// and what every end leaves behind.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "flash/compact_flash.h"
+#include "models/compact_model.h"
+#include "models/firmware_image.h"
+#include "support/test_context.h"
+
+using namespace lp;
+using namespace lp::sim;
+
+namespace {
+
+const std::string kError1 =
+    "Unable to connect to the Compact Linkport.  Check the cable and connector between the PC and the Compact "
+    "Linkport. Verify the adapter is getting power.\r\rError:\rThe interface hardware is not connected.";
+const std::string kError2 = "The flash process could not be initialized.  Please modify Preferences.";
+const std::string kError3 = "An error occured while flashing the Compact Linkport.  Please retry!";
+const std::string kError4 = "The file is corrupt!  Please select another file and try again.";
+const std::string kSuccess =
+    "Flash Completed Successfully!\r\n\r\nYou can now go to Toolkit, return to Flash, or Exit the program.";
+
+struct RecordingFlashScreen final : CompactFlashScreen {
+    void showProgressDialog() override
+    {
+        dialogVisible = true;
+        ++dialogShows;
+    }
+    void unloadProgressDialog() override { dialogVisible = false; }
+    void setProgressMaximum(int32_t m) override { maximum = m; }
+    void setProgressValue(int32_t v) override
+    {
+        value = v;
+        overMaximum = overMaximum || v > maximum;
+    }
+    void setProgramDeviceTimerEnabled(bool on) override
+    {
+        timerOn = on;
+        if (timer)
+            timer->setEnabled(on);
+    }
+    int mousePointer() const override { return pointer; }
+    void setMousePointer(int p) override { pointer = p; }
+    void showExitReturnDialog(const std::string& text) override { exitReturnTexts.push_back(text); }
+    void returnToReadyState() override { ++readyStates; }
+
+    bool dialogVisible = false, timerOn = false, overMaximum = false;
+    int dialogShows = 0, pointer = 11, readyStates = 0;
+    int32_t maximum = 0, value = 0;
+    std::vector<std::string> exitReturnTexts;
+    std::unique_ptr<HostTimer> timer; // tmrProgramDevice, when a test drives ticks by timer
+};
+
+struct CompactFlashTest : ::testing::Test {
+    test::TestContext t;
+    CompactModel adapter{loaderAt(57600)};
+    RecordingFlashScreen screen;
+    std::unique_ptr<SerialPort> connection = t.serialPorts.create();
+    std::vector<uint8_t> image = pseudoRandomImage(1024);
+    std::string path = t.file("app.hex");
+
+    static CompactModel::Config loaderAt(int baud)
+    {
+        CompactModel::Config c;
+        c.baud = baud;
+        c.mode = CompactModel::Mode::Loader;
+        return c;
+    }
+    void SetUp() override
+    {
+        t.serialPorts.addPort(3, &adapter);
+        t.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM3,P1\r\n");
+        test::writeFile(path, firmwareFileText(image));
+    }
+    CompactFlashResult flash() { return RunCompactFlash(t.ctx, *connection, screen, 3, path); }
+
+    // What every end leaves: port closed, counter 0, no dialog, no timer.
+    void expectEnded(const CompactFlashResult& r)
+    {
+        EXPECT_TRUE(r.finished);
+        EXPECT_FALSE(connection->portOpen());
+        EXPECT_EQ(t.ctx.g_intFlashRecordCounter, 0);
+        EXPECT_FALSE(screen.dialogVisible);
+        EXPECT_FALSE(screen.timerOn);
+    }
+    void expectFailed(const CompactFlashResult& r, int16_t code, const std::string& prompt)
+    {
+        expectEnded(r);
+        EXPECT_FALSE(r.succeeded);
+        EXPECT_EQ(r.errorCode, code);
+        EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>{prompt});
+        EXPECT_TRUE(screen.exitReturnTexts.empty());
+        EXPECT_TRUE(t.log.contains(LogSubsystem::Flash, "error " + std::to_string(code)));
+    }
+};
+
+constexpr size_t kRecordWireBytes = 1 + 1 + 2 + 1 + 16 + 1 + 1; // ":", count, address, type, data, check, "#"
+
+} // namespace
+
+TEST_F(CompactFlashTest, LoaderAlreadyRunningFlashesAtWireSpeedOnTimerTicks)
+{
+    CompactFlash flash(t.ctx, *connection, screen);
+    screen.timer = t.clock.createTimer([&] { flash.tick(); });
+    screen.timer->setInterval(CompactFlash::kProgramDeviceIntervalMs);
+
+    ASSERT_TRUE(flash.start(3, path));
+    EXPECT_TRUE(screen.dialogVisible);
+    EXPECT_TRUE(screen.timerOn);
+    EXPECT_EQ(screen.maximum, 6 + 64 + 10); // header and records, then the headroom
+    const double transferStartMs = t.clock.nowMs();
+    while (flash.transferring() && t.clock.nowMs() < 60'000)
+        t.clock.runFor(50);
+
+    const CompactFlashResult& r = flash.result();
+    expectEnded(r);
+    EXPECT_TRUE(r.succeeded);
+    EXPECT_TRUE(r.loaderWasRunning);
+    EXPECT_EQ(r.transferBaud, 57600);
+    EXPECT_EQ(screen.exitReturnTexts, std::vector<std::string>{kSuccess});
+    EXPECT_TRUE(t.prompts.boxes().empty());
+    EXPECT_EQ(screen.dialogShows, 1);
+    EXPECT_FALSE(screen.overMaximum);
+    EXPECT_EQ(screen.value, 65); // the last line sent: the end-of-file record
+    // No wake and no switch frame: the loader answered the first burst.
+    EXPECT_TRUE(adapter.framesReceived.empty());
+    // ":00000001FF" does not pass the end-record test: it went out as data.
+    EXPECT_EQ(r.recordsSent, 65);
+    EXPECT_EQ(adapter.recordsReceived, 65);
+    EXPECT_TRUE(adapter.endRecordReceived);
+    EXPECT_EQ(adapter.badRecords, 0); // no tick ever overlapped another
+    EXPECT_EQ(adapter.image, imageByAddress(image));
+    // Records back to back: the wire sets the pace, not the 1 ms timer.
+    const double wireMs = 65 * kRecordWireBytes * 10 * 1000.0 / 57600;
+    EXPECT_LT(t.clock.nowMs() - transferStartMs, wireMs * 1.05 + 50);
+}
+
+TEST_F(CompactFlashTest, SwitchesTheApplicationToItsLoaderAtTheFlashRate)
+{
+    CompactModel::Config c;
+    c.baud = 115200; // where the application sleeps, the rate "P1" names
+    CompactModel app(c);
+    t.serialPorts.addPort(3, &app);
+    image = pseudoRandomImage(70'000);
+    test::writeFile(path, firmwareFileText(image, 0x8000));
+
+    CompactFlashResult r = flash();
+    expectEnded(r);
+    EXPECT_TRUE(r.succeeded) << r.reason;
+    EXPECT_FALSE(r.loaderWasRunning);
+    EXPECT_EQ(r.transferBaud, 115200);
+    ASSERT_EQ(app.framesReceived.size(), 2u); // the wake at its own rate, then the switch
+    EXPECT_EQ(app.framesReceived[1], (Bytes{0x5E, 0x02, 0x01, 0x03, 0x9C}));
+    EXPECT_EQ(app.mode(), CompactModel::Mode::Loader);
+    EXPECT_EQ(app.startsReceived, 1);
+    EXPECT_EQ(app.image, imageByAddress(image, 0x8000)); // across two 64 KiB blocks
+    EXPECT_EQ(screen.exitReturnTexts, std::vector<std::string>{kSuccess});
+}
+
+TEST_F(CompactFlashTest, WrongOrMissingReadyAnswers)
+{
+    CompactModel::Config c;
+    c.baud = 115200;
+    CompactModel app(c);
+    t.serialPorts.addPort(3, &app);
+    CompactModel::LoaderFaults faults;
+    faults.readyAnswer = {'?', '?'};
+    app.setLoaderFaults(faults);
+    expectFailed(flash(), 1, kError1);
+    EXPECT_TRUE(t.screens.selected.empty());
+    EXPECT_EQ(app.startsReceived, 0);
+
+    // Silence after the switch: five seconds, then error 2 and Preferences.
+    t.prompts.clear();
+    app.powerCycle();
+    faults.readyAnswer.clear();
+    app.setLoaderFaults(faults);
+    const double before = t.clock.nowMs();
+    expectFailed(flash(), 2, kError2);
+    EXPECT_GE(t.clock.nowMs() - before, 5000 + 1000);
+    EXPECT_EQ(t.screens.selected, std::vector<std::string>{"Preferences"});
+
+    // A running loader with a short answer is a wrong answer too.
+    t.prompts.clear();
+    t.serialPorts.addPort(3, &adapter);
+    faults.readyAnswer = {'?', '?'};
+    adapter.setLoaderFaults(faults);
+    expectFailed(flash(), 1, kError1);
+    EXPECT_TRUE(adapter.framesReceived.empty());
+}
+
+TEST_F(CompactFlashTest, CorruptFilesAreRefusedBeforeTheLoaderHearsAnything)
+{
+    std::string text = firmwareFileText(image);
+    const size_t fifth = text.find(':', text.find(':', text.find(':', text.find(':', text.find(':') + 1) + 1) + 1) + 1);
+    text[fifth + 12] = text[fifth + 12] == '0' ? '1' : '0'; // a data digit of the fifth record
+    // Also: a file cut short, and one whose end record is its sixth line (nothing to send).
+    std::string empty = firmwareFileText({});
+    empty.replace(empty.find("\r\n\r\n:"), 6, "\r\n:");
+    for (const std::string& bad : {text, firmwareFileText(image).substr(0, 200), empty}) {
+        test::writeFile(path, bad);
+        t.prompts.clear();
+        screen.readyStates = 0;
+        CompactFlashResult r = flash();
+        expectFailed(r, 4, kError4);
+        EXPECT_EQ(screen.readyStates, 1);
+        EXPECT_EQ(screen.dialogShows, 0);
+        EXPECT_EQ(adapter.startsReceived, 0);
+        EXPECT_EQ(adapter.recordsReceived + adapter.badRecords, 0);
+        EXPECT_EQ(r.recordsSent, 0);
+    }
+}
+
+TEST_F(CompactFlashTest, AcknowledgementTimeOuts)
+{
+    CompactModel::LoaderFaults faults;
+    faults.slowRecord = 3;
+    faults.slowAckMs = 1500;
+    adapter.setLoaderFaults(faults);
+    CompactFlashResult r = flash();
+    EXPECT_TRUE(r.succeeded) << r.reason;
+    EXPECT_EQ(adapter.image, imageByAddress(image));
+    screen.exitReturnTexts.clear();
+
+    faults.slowAckMs = 1800;
+    adapter.setLoaderFaults(faults);
+    r = flash();
+    expectFailed(r, 3, kError3);
+    EXPECT_EQ(screen.pointer, 0); // the hourglass went back to the default
+    EXPECT_EQ(screen.readyStates, 1);
+    EXPECT_EQ(r.recordsSent, 2);
+    EXPECT_EQ(adapter.recordsReceived, 3); // nothing after the late one
+
+    // A refused record and a loader gone silent end the same way.
+    for (auto [refused, silent] : {std::pair<int64_t, int64_t>{7, 0}, {0, 40}}) {
+        t.prompts.clear();
+        faults = {};
+        faults.refusedRecord = refused;
+        faults.refusedReply = {'?'};
+        faults.silentFromRecord = silent;
+        adapter.setLoaderFaults(faults);
+        r = flash();
+        expectFailed(r, 3, kError3);
+        EXPECT_EQ(r.recordsSent, (refused ? refused : silent) - 1);
+        EXPECT_TRUE(t.log.contains(LogSubsystem::Flash, refused ? "reply 3F" : "reply none"));
+    }
+}
+
+TEST_F(CompactFlashTest, AFlashRunningAcrossMidnight)
+{
+    // The time-out must be 1.67 s whether or not the day turns in the wait.
+    CompactModel::LoaderFaults faults;
+    faults.silentFromRecord = 20;
+    adapter.setLoaderFaults(faults);
+    const double noonStart = t.clock.nowMs();
+    expectFailed(flash(), 3, kError3);
+    const double noonMs = t.clock.nowMs() - noonStart;
+
+    t.prompts.clear();
+    t.clock.setTimeOfDayAtStart(86400.0 - (t.clock.nowMs() + noonMs - 1000) / 1000.0);
+    const double nightStart = t.clock.nowMs();
+    expectFailed(flash(), 3, kError3);
+    EXPECT_NEAR(t.clock.nowMs() - nightStart, noonMs, 5);
+
+    // Slow acknowledgements on both sides of midnight still pass.
+    t.prompts.clear();
+    faults = {};
+    faults.slowAckMs = 1500;
+    adapter.setLoaderFaults(faults);
+    t.clock.setTimeOfDayAtStart(86400.0 - t.clock.nowMs() / 1000.0 - 10.0);
+    CompactFlashResult r = flash();
+    EXPECT_TRUE(r.succeeded) << r.reason;
+    EXPECT_TRUE(t.prompts.boxes().empty());
+    EXPECT_LT(t.clock.secondsSinceMidnight(), 100.0); // the day did turn
+    EXPECT_EQ(adapter.image, imageByAddress(image));
+}
