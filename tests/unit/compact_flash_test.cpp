@@ -187,6 +187,13 @@ TEST_F(CompactFlashTest, WrongOrMissingReadyAnswers)
     EXPECT_GE(t.clock.nowMs() - before, 5000 + 1000);
     EXPECT_EQ(t.screens.selected, std::vector<std::string>{"Preferences"});
 
+    // A flash rate that "DeviceParams" does not name cannot be set.
+    t.prompts.clear();
+    t.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM3,N9\r\n");
+    app.powerCycle();
+    expectFailed(flash(), 5, "Unable to set port settings. Please re-install the software.");
+    EXPECT_EQ(app.mode(), CompactModel::Mode::Application);
+
     // A running loader with a short answer is a wrong answer too.
     t.prompts.clear();
     t.serialPorts.addPort(3, &adapter);
