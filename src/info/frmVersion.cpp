@@ -3,6 +3,7 @@
 #include <QComboBox>
 #include <QHeaderView>
 #include <QLabel>
+#include <QStyledItemDelegate>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -148,7 +149,13 @@ void frmVersion::m_SetupForm()
         row1->setBackground(1, kAdapterCellBackground);
         auto* cell = new QComboBox;
         cell->setObjectName("cmbAdapterCell");
-        cell->setStyleSheet(QString("QComboBox { background-color: %1; }").arg(kAdapterCellBackground.name()));
+        // The cell's colour only; the open list keeps the usual colours.
+        // (Items drawn as list items, or they would take the cell's look.)
+        // A border of its own makes the style draw the colour flat.
+        cell->setStyleSheet(QString("QComboBox { background-color: %1; border: 1px solid palette(mid);"
+                                    " padding: 1px 4px; }")
+                                .arg(kAdapterCellBackground.name()));
+        cell->setItemDelegate(new QStyledItemDelegate(cell));
         tlstSummary_->setItemWidget(row1, 1, cell);
         adapterCell_ = cell;
         // Queued: the reading waits with messages running, and the
