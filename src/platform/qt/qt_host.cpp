@@ -1,6 +1,7 @@
 #include "platform/qt/qt_host.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QEvent>
 #include <QEventLoop>
 #include <QTime>
@@ -192,7 +193,22 @@ int32_t QtHost::tickCount()
 
 double QtHost::secondsSinceMidnight()
 {
-    return QTime::currentTime().msecsSinceStartOfDay() / 1000.0;
+    // QTime::currentTime() looks the time zone up again on every call (a
+    // file system stat on Linux), and flashes read the timer once a record.
+    // The zone's offset is taken at most once a second instead; a change of
+    // zone or daylight-saving time shows within that second.
+    const qint64 utcMs = QDateTime::currentMSecsSinceEpoch();
+    const auto now = std::chrono::steady_clock::now();
+    if (!offsetKnown_ || now - offsetTakenAt_ >= std::chrono::seconds(1)) {
+        offsetMs_ = static_cast<qint64>(QDateTime::fromMSecsSinceEpoch(utcMs).offsetFromUtc()) * 1000;
+        offsetTakenAt_ = now;
+        offsetKnown_ = true;
+    }
+    constexpr qint64 kMsPerDay = 86400000;
+    qint64 local = (utcMs + offsetMs_) % kMsPerDay;
+    if (local < 0)
+        local += kMsPerDay;
+    return static_cast<double>(local) / 1000.0;
 }
 
 void QtHost::beginDelay()

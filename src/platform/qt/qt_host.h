@@ -15,6 +15,7 @@
 #include <QObject>
 #include <QPointer>
 
+#include <chrono>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -52,6 +53,10 @@ private:
     void endDelay();
 
     int delayDepth_ = 0;
+    // The time zone's offset for secondsSinceMidnight(), and when it was taken.
+    bool offsetKnown_ = false;
+    qint64 offsetMs_ = 0;
+    std::chrono::steady_clock::time_point offsetTakenAt_;
     std::vector<QtHostTimer*> timers_;
     std::unique_ptr<InputHold> inputHold_;
 };

@@ -7,6 +7,16 @@
 
 #include <algorithm>
 
+#ifdef _WIN32
+#include <winsock2.h>
+#ifdef _MSC_VER
+#pragma comment(lib, "ws2_32.lib")
+#endif
+#else
+#include <cerrno>
+#include <sys/socket.h>
+#endif
+
 #include "platform/qt/qt_host.h"
 
 namespace lp {
@@ -14,6 +24,29 @@ namespace lp {
 namespace {
 // How soon held events are looked at again while the host is in a delay.
 constexpr int kHoldRetryMs = 5;
+
+// Hands bytes to the system's socket directly: the bytes written, 0 when
+// the system would block, -1 on an error (which Qt's own write then meets
+// and reports through its signals).
+int64_t sendToSystem(qintptr descriptor, const uint8_t* data, size_t size)
+{
+#ifdef _WIN32
+    const int n = ::send(static_cast<SOCKET>(descriptor), reinterpret_cast<const char*>(data),
+                         static_cast<int>(std::min<size_t>(size, 1 << 30)), 0);
+    if (n == SOCKET_ERROR)
+        return WSAGetLastError() == WSAEWOULDBLOCK ? 0 : -1;
+    return n;
+#else
+    for (;;) {
+        const ssize_t n = ::send(static_cast<int>(descriptor), data, size, MSG_NOSIGNAL);
+        if (n >= 0)
+            return n;
+        if (errno == EINTR)
+            continue;
+        return errno == EAGAIN || errno == EWOULDBLOCK ? 0 : -1;
+    }
+#endif
+}
 } // namespace
 
 int32_t classicSocketError(QAbstractSocket::SocketError error, bool wasConnected)
@@ -108,7 +141,21 @@ bool QtTcpSocket::sendData(const Bytes& bytes)
         return refuse("Wrong protocol or connection state for the requested transaction or request");
     if (bytes.empty())
         return true;
-    qint64 written = socket_->write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
+    // With nothing of Qt's still queued the bytes go straight to the system:
+    // Qt's own write switches its write notifier on and off again around
+    // every send, which costs the flashes more than the send itself once a
+    // record is sent per answer.
+    size_t sent = 0;
+    const qintptr descriptor = socket_->socketDescriptor();
+    if (socket_->bytesToWrite() == 0 && descriptor >= 0) {
+        const int64_t n = sendToSystem(descriptor, bytes.data(), bytes.size());
+        if (n > 0)
+            sent = static_cast<size_t>(n);
+        if (sent == bytes.size())
+            return true;
+    }
+    qint64 written = socket_->write(reinterpret_cast<const char*>(bytes.data() + sent),
+                                    static_cast<qint64>(bytes.size() - sent));
     if (written < 0)
         return refuse(socket_->errorString().toStdString());
     // Hand the bytes to the system now, as the classic control did; Qt would
@@ -157,9 +204,12 @@ void QtTcpSocket::takeBytes()
     if (!socket_)
         return;
     const int64_t room = kMaxBufferedBytes - static_cast<int64_t>(buffer_.size());
-    if (room <= 0)
+    // Asked for `room` bytes, Qt sets aside that much before it looks what
+    // it holds: ask for what is there.
+    const int64_t available = std::min<int64_t>(room, socket_->bytesAvailable());
+    if (available <= 0)
         return;
-    const QByteArray bytes = socket_->read(room);
+    const QByteArray bytes = socket_->read(available);
     if (bytes.isEmpty())
         return;
     buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
