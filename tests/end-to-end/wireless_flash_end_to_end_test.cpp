@@ -1,0 +1,94 @@
+// A 64 KiB image flashed into the wireless adapter model over real loopback
+// TCP with the Qt socket and host: the switch into the loader, 4096 records,
+// the restart and the reconnect.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "flash/wireless_flash.h"
+#include "models/firmware_image.h"
+#include "models/wireless_model.h"
+#include "platform/qt/qt_host.h"
+#include "platform/qt/qt_tcp_socket.h"
+#include "ports/memory_logger.h"
+#include "ports/scripted_prompts.h"
+#include "ports/tcp_model_server.h"
+#include "support/temp_dir.h"
+
+using namespace lp;
+using namespace lp::sim;
+
+namespace {
+
+struct Screen final : WirelessFlashScreen {
+    void showProgressDialog() override {}
+    void unloadProgressDialog() override {}
+    void setProgressMaximum(int32_t m) override { maximum = m; }
+    void setProgressValue(int32_t v) override { value = v; }
+    void setHardFlashTimerEnabled(bool) override {}
+    void showAdapterValue(WirelessValue, const std::string&) override {}
+    void setMousePointer(int) override {}
+    void endReconnectWait() override {}
+    void showExitReturnDialog(const std::string& text) override { exitDialogs.push_back(text); }
+    void returnToReadyState() override {}
+    int32_t maximum = 0, value = 0;
+    std::vector<std::string> exitDialogs;
+};
+
+} // namespace
+
+TEST(WirelessFlashEndToEnd, SixtyFourKibibytesOverLoopbackIncludingTheRestart)
+{
+    if (!QCoreApplication::instance()) {
+        static int argc = 1;
+        static char name[] = "end_to_end_tests";
+        static char* argv[] = {name, nullptr};
+        new QCoreApplication(argc, argv);
+    }
+    const std::vector<uint8_t> image = pseudoRandomImage(64 * 1024, 7);
+    test::TempDir dir;
+    const std::string path = dir.file("WLP64K.HEX");
+    test::writeFile(path, firmwareFileText(image));
+
+    WirelessAdapterConfig config; // the application runs: the switch comes first
+    config.hexVersionAfterFlash = std::array<uint8_t, 3>{0x02, 0x00, 0x01};
+    WirelessModel model(config);
+    TcpModelServer server(model, "127.0.0.5");
+    std::string error;
+    ASSERT_TRUE(server.start(&error)) << error;
+
+    QtHost host;
+    QtTcpSockets sockets(&host);
+    ScriptedPrompts prompts;
+    MemoryLogger log;
+    Context ctx;
+    ctx.ports.host = &host;
+    ctx.ports.prompts = &prompts;
+    ctx.ports.log = &log;
+    auto socket = sockets.create();
+    Screen screen;
+    const WirelessFlashResult result = RunWirelessFlash(ctx, *socket, screen, "127.0.0.5", path);
+
+    EXPECT_EQ(result.outcome, WirelessFlashOutcome::Succeeded) << result.reason;
+    EXPECT_TRUE(result.bootSwitched);
+    EXPECT_EQ(result.recordsSent, 4097);
+    EXPECT_EQ(result.resends, 0);
+    EXPECT_EQ(result.versionAfter, "02.00.01");
+    EXPECT_EQ(screen.maximum, 6 + 4096 + 10);
+    EXPECT_EQ(screen.exitDialogs.size(), 1u);
+    EXPECT_TRUE(prompts.boxes().empty());
+    std::map<uint32_t, uint8_t> kept;
+    int restarts = 0, connections = 0;
+    server.call([&] {
+        kept = model.appliedImage();
+        restarts = model.restarts();
+        connections = model.connectionCount();
+    });
+    EXPECT_EQ(restarts, 1);
+    EXPECT_EQ(connections, 2); // the flash's and the reconnect's
+    EXPECT_TRUE(kept == imageByAddress(image));
+}

@@ -1,0 +1,294 @@
+// The wireless flash against the wireless adapter model on the virtual clock:
+// the loader's and the switch's paths, every ending and the image the
+// adapter keeps.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "flash/wireless_flash.h"
+#include "models/firmware_image.h"
+#include "models/wireless_model.h"
+#include "platform/host.h"
+#include "support/test_context.h"
+
+using namespace lp;
+using namespace lp::sim;
+
+namespace {
+
+const Bytes kClosing{0x5E, 0x02, 0x01, 0x01, 0x9E};
+const Bytes kAsk{'!', '!', '!', '!'};
+const Bytes kStart{'#', '#', '#', '#'};
+const char* const kAddress = "127.0.0.2";
+
+// The flash screen as the procedure sees it, with the real timer routing.
+struct Screen final : WirelessFlashScreen {
+    explicit Screen(Host& host) : timer(host.createTimer([this] { flash->hardFlashTick(); })) {}
+    void showProgressDialog() override { progressShown = true; }
+    void unloadProgressDialog() override { progressShown = false; }
+    void setProgressMaximum(int32_t m) override { maximum = m; }
+    void setProgressValue(int32_t v) override { value = v; }
+    void setHardFlashTimerEnabled(bool on) override
+    {
+        timer->setInterval(WirelessFlash::kHardFlashIntervalMs);
+        timer->setEnabled(on);
+    }
+    void showAdapterValue(WirelessValue which, const std::string& text) override { rows[which] = text; }
+    void setMousePointer(int p) override { pointer = p; }
+    void endReconnectWait() override { ++reconnectWaitsEnded; }
+    void showExitReturnDialog(const std::string& text) override { exitDialogs.push_back(text); }
+    void returnToReadyState() override { ++readyStates; }
+
+    WirelessFlash* flash = nullptr;
+    std::unique_ptr<HostTimer> timer;
+    bool progressShown = false;
+    int32_t maximum = 0, value = 0;
+    std::map<WirelessValue, std::string> rows;
+    int pointer = 0, reconnectWaitsEnded = 0, readyStates = 0;
+    std::vector<std::string> exitDialogs;
+};
+
+struct Rig {
+    explicit Rig(WirelessAdapterConfig config = {}, size_t records = 40) : model(std::move(config))
+    {
+        image = pseudoRandomImage(records * 16);
+        path = t.file("wlp.hex");
+        test::writeFile(path, firmwareFileText(image));
+        t.tcpSockets.addDevice(kAddress, model);
+        screen.flash = &flash;
+        socket->setDataArrivalHandler([this](int32_t) { flash.dataArrival(); });
+        socket->setErrorHandler([this](int32_t n, const std::string& d) { flash.socketError(n, d); });
+    }
+    // Runs the flash until it ends; false if it never did.
+    bool run()
+    {
+        flash.beginFlash(kAddress, path);
+        return t.clock.waitUntil([this] { return !flash.active(); }, 120000);
+    }
+    bool imageKept() const { return model.appliedImage() == imageByAddress(image); }
+    std::vector<Bytes> frames() const { return model.framesReceived(); }
+
+    test::TestContext t;
+    WirelessModel model;
+    std::unique_ptr<TcpSocket> socket = t.tcpSockets.create();
+    Screen screen{t.clock};
+    WirelessFlash flash{t.ctx, *socket, screen};
+    Bytes image;
+    std::string path;
+};
+
+WirelessAdapterConfig inLoader()
+{
+    WirelessAdapterConfig c;
+    c.startInLoader = true;
+    return c;
+}
+
+} // namespace
+
+TEST(WirelessFlash, LoaderReadyTransfersEveryRecordThenRestartsAndReconnects)
+{
+    WirelessAdapterConfig config = inLoader();
+    config.hexVersionAfterFlash = std::array<uint8_t, 3>{0x01, 0x08, 0x00};
+    Rig r(config);
+    ASSERT_TRUE(r.run());
+    const WirelessFlashResult& res = r.flash.result();
+    EXPECT_EQ(res.outcome, WirelessFlashOutcome::Succeeded) << res.reason;
+    EXPECT_FALSE(res.bootSwitched);
+    EXPECT_EQ(r.flash.flashState(), "11");
+    // The standard end-of-file record goes out like a data record.
+    EXPECT_EQ(res.recordsSent, 41);
+    EXPECT_EQ(r.model.recordsWritten(), 41);
+    EXPECT_TRUE(r.imageKept());
+    EXPECT_EQ(r.model.restarts(), 1);
+    EXPECT_EQ(r.frames(), (std::vector<Bytes>{kAsk, kStart, kClosing, kClosing, {0x5E, 0x02, 0x0D, 0x02, 0x91}}));
+    EXPECT_TRUE(r.t.log.contains(LogSubsystem::Flash, "state \"6\" -> \"12\""));
+    EXPECT_EQ(res.versionAfter, "01.08.00");
+    EXPECT_EQ(res.resends, 0);
+    EXPECT_EQ(r.screen.exitDialogs, std::vector<std::string>{"Flash Completed Successfully!\r\n\r\n"
+                                                             "You can now go to Toolkit, return to Flash, or Exit "
+                                                             "the program."});
+    EXPECT_TRUE(r.t.prompts.boxes().empty());
+    EXPECT_EQ(r.screen.maximum, 6 + 40 + 10);
+    EXPECT_EQ(r.screen.value, 41);
+    EXPECT_FALSE(r.screen.progressShown);
+    EXPECT_FALSE(r.screen.timer->enabled());
+    EXPECT_EQ(r.screen.reconnectWaitsEnded, 1);
+    EXPECT_EQ(r.t.ctx.g_intFlashRecordCounter, 0);
+    EXPECT_EQ(r.socket->state(), 0);
+}
+
+TEST(WirelessFlash, AnythingButFourQuestionMarksTakesTheSwitchAndStillFinishes)
+{
+    struct Case {
+        const char* what;
+        bool inLoader;
+        std::string appAnswer, loaderAnswer;
+    };
+    for (const Case& c : {Case{"application", false, "", ""}, Case{"??", false, "??", ""},
+                          Case{"????x", true, "", "????x"}}) {
+        SCOPED_TRACE(c.what);
+        WirelessAdapterConfig config;
+        config.startInLoader = c.inLoader;
+        if (!c.appAnswer.empty())
+            config.applicationReadyAnswer.assign(c.appAnswer.begin(), c.appAnswer.end());
+        config.restartRefuseUs = 1200000; // the reconnect has to try again
+        Rig r(config);
+        r.model.loaderFaults().badReadyAnswer = c.loaderAnswer;
+        r.model.loaderFaults().badReadyAnswers = 1;
+        ASSERT_TRUE(r.run());
+        EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::Succeeded) << r.flash.result().reason;
+        EXPECT_TRUE(r.flash.bootSwitchFlag());
+        EXPECT_TRUE(r.imageKept());
+        const std::vector<Bytes> f = r.frames();
+        ASSERT_GE(f.size(), 6u);
+        EXPECT_EQ(std::vector<Bytes>(f.begin(), f.begin() + 6),
+                  (std::vector<Bytes>{kAsk, kClosing, {0x5E, 0x02, 0x05, 0x04, 0x97}, {0x5E, 0x02, 0x01, 0x03, 0x9C},
+                                      kAsk, kStart}));
+        EXPECT_GT(r.flash.result().reconnectAttempts, 1);
+        EXPECT_EQ(r.screen.exitDialogs.size(), 1u);
+    }
+}
+
+TEST(WirelessFlash, RefusedRecordClosesTheLoaderAndAsksForAPowerCycle)
+{
+    Rig r(inLoader());
+    r.model.loaderFaults().refuseRecord = 5;
+    ASSERT_TRUE(r.run());
+    EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::RefusedRecord);
+    EXPECT_EQ(r.flash.result().recordsSent, 5);
+    ASSERT_EQ(r.t.prompts.boxes().size(), 1u);
+    EXPECT_EQ(r.t.prompts.boxes()[0].prompt,
+              "An error occured while flashing the Wireless Linkport.\r\nPlease power cycle the adapter manually.");
+    r.t.clock.runFor(100);
+    EXPECT_EQ(r.frames().back(), kClosing); // reached the loader before the socket closed
+    EXPECT_EQ(r.model.restarts(), 0);       // an unfinished image is never started
+    EXPECT_EQ(r.socket->state(), 0);
+    EXPECT_FALSE(r.screen.progressShown);
+    EXPECT_EQ(r.screen.pointer, 0);
+    EXPECT_EQ(r.t.ctx.g_intFlashRecordCounter, 0);
+    EXPECT_TRUE(r.screen.exitDialogs.empty());
+}
+
+TEST(WirelessFlash, CorruptFileEndsBeforeTheAdapterHearsAnything)
+{
+    Rig r(inLoader());
+    std::string text = firmwareFileText(r.image);
+    const size_t lastData = text.rfind("\r\n:10") + 12; // a data pair of the last data record
+    text[lastData] = text[lastData] == '0' ? '1' : '0';
+    test::writeFile(r.path, text);
+    EXPECT_FALSE(r.flash.beginFlash(kAddress, r.path));
+    EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::CorruptFile);
+    ASSERT_EQ(r.t.prompts.boxes().size(), 1u);
+    EXPECT_EQ(r.t.prompts.boxes()[0].prompt, "The file is corrupt!  Please select another file and try again.");
+    EXPECT_EQ(r.t.prompts.boxes()[0].title, "Corrupt file");
+    EXPECT_EQ(r.t.prompts.boxes()[0].style, 16);
+    EXPECT_EQ(r.screen.readyStates, 1);
+    r.t.clock.runFor(1000);
+    EXPECT_EQ(r.model.connectionCount(), 0);
+    EXPECT_TRUE(r.frames().empty());
+}
+
+TEST(WirelessFlash, SilenceEndsWithTheHardFlashMessageAndSlowAcknowledgementsDoNot)
+{
+    for (bool afterSwitch : {false, true}) {
+        SCOPED_TRACE(afterSwitch);
+        Rig r(inLoader());
+        if (afterSwitch) {
+            r.model.setMode(WirelessMode::Application);
+            r.model.loaderFaults().silentAfterSwitch = true;
+        } else {
+            r.model.loaderFaults().silentFromRecord = 7;
+        }
+        ASSERT_TRUE(r.run());
+        EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::TimedOut);
+        EXPECT_EQ(r.flash.result().resends, WirelessFlash::kMaxResends);
+        EXPECT_EQ(r.t.prompts.prompts(), std::vector<std::string>{"Error while programming device.  Please retry!"});
+        EXPECT_EQ(r.flash.flashState(), afterSwitch ? "10" : "6");
+        EXPECT_LT(r.flash.result().durationMs, 15000);
+        EXPECT_NE(r.frames().back(), kClosing); // a stuck loader is not restarted
+        EXPECT_FALSE(r.screen.timer->enabled());
+        EXPECT_EQ(r.screen.readyStates, 1);
+    }
+    // Slower than usual but inside the time-out: nothing sent twice. Slower
+    // than the time-out once: the record goes again and the image is whole.
+    for (int64_t slowMs : {2500, 4000}) {
+        Rig r(inLoader());
+        r.model.loaderFaults().slowRecord = 3;
+        r.model.loaderFaults().slowAckUs = slowMs * 1000;
+        ASSERT_TRUE(r.run());
+        EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::Succeeded) << r.flash.result().reason;
+        EXPECT_EQ(r.flash.result().resends, slowMs > 3000 ? 1 : 0);
+        EXPECT_TRUE(r.imageKept());
+    }
+}
+
+TEST(WirelessFlash, DroppedConnectionAndFailedReconnect)
+{
+    Rig dropped(inLoader());
+    dropped.model.loaderFaults().dropAtRecord = 4;
+    ASSERT_TRUE(dropped.run());
+    EXPECT_EQ(dropped.flash.result().outcome, WirelessFlashOutcome::SocketError);
+    EXPECT_EQ(dropped.t.prompts.prompts(),
+              std::vector<std::string>{"Error# 10054\r\nThe connection was closed by the remote host"});
+    EXPECT_FALSE(dropped.screen.progressShown);
+    EXPECT_EQ(dropped.screen.readyStates, 1);
+    EXPECT_FALSE(dropped.screen.timer->enabled());
+
+    Rig gone(inLoader());
+    gone.model.loaderFaults().failReconnect = true;
+    ASSERT_TRUE(gone.run());
+    EXPECT_EQ(gone.flash.result().outcome, WirelessFlashOutcome::ReconnectFailed);
+    EXPECT_EQ(gone.flash.flashState(), "12");
+    EXPECT_TRUE(gone.screen.exitDialogs.empty());
+    EXPECT_EQ(gone.screen.reconnectWaitsEnded, 1);
+    EXPECT_EQ(gone.t.prompts.prompts(),
+              std::vector<std::string>{"Error# 10061\r\nThe connection was refused by the remote host"});
+    EXPECT_LE(gone.flash.result().durationMs, WirelessFlash::kReconnectWindowMs + 2000);
+    EXPECT_TRUE(gone.imageKept()); // the image was whole; only the way back failed
+    const size_t framesAtEnd = gone.frames().size();
+    gone.t.clock.runFor(30000);
+    EXPECT_EQ(gone.frames().size(), framesAtEnd);
+    EXPECT_EQ(gone.t.prompts.boxes().size(), 1u);
+}
+
+TEST(WirelessFlash, TimeOutsCountAcrossMidnight)
+{
+    // A flash that crosses midnight with answers 2.5 s apart must not time
+    // out, and a silence that begins just before midnight must.
+    Rig slow(inLoader(), 6);
+    slow.t.clock.setTimeOfDayAtStart(86400 - 6);
+    slow.model.loaderFaults().slowAckUs = 2500000;
+    ASSERT_TRUE(slow.run());
+    EXPECT_EQ(slow.flash.result().outcome, WirelessFlashOutcome::Succeeded) << slow.flash.result().reason;
+    EXPECT_EQ(slow.flash.result().resends, 0);
+
+    Rig silent(inLoader());
+    silent.t.clock.setTimeOfDayAtStart(86400 - 2);
+    silent.model.loaderFaults().silentFromRecord = 3;
+    ASSERT_TRUE(silent.run());
+    EXPECT_EQ(silent.flash.result().outcome, WirelessFlashOutcome::TimedOut);
+    EXPECT_LT(silent.flash.result().durationMs, 15000);
+}
+
+TEST(WirelessFlash, VersionReadFillsTheRowsAndASilentAdapterGivesNotPresent)
+{
+    Rig r;
+    ASSERT_TRUE(r.flash.beginVersionRead(kAddress));
+    EXPECT_TRUE(r.t.clock.waitUntil([&] { return !r.flash.active(); }, 60000));
+    EXPECT_EQ(r.flash.flashState(), "3");
+    EXPECT_EQ(r.screen.rows, (std::map<WirelessValue, std::string>{{WirelessValue::Identity, "01.04.0007"},
+                                                                  {WirelessValue::ApplicationVersion, "01.07.12"},
+                                                                  {WirelessValue::HardwareVersion, "1.10"}}));
+    EXPECT_EQ(r.socket->state(), 0);
+
+    Rig quiet;
+    quiet.model.setFault(WirelessFault::Silent);
+    ASSERT_TRUE(quiet.flash.beginVersionRead(kAddress));
+    EXPECT_TRUE(quiet.t.clock.waitUntil([&] { return !quiet.flash.active(); }, 60000));
+    EXPECT_EQ(quiet.screen.rows[WirelessValue::HardwareVersion], "Not Present");
+    EXPECT_TRUE(quiet.t.prompts.boxes().empty());
+}
