@@ -31,7 +31,11 @@
 // The screen side (`TCPSocket`, `tmrWLPHardFlash`, the progress dialog, the
 // rows, the pointer, the exit/return dialog) is reached through
 // WirelessFlashScreen; the screen routes the socket's events and the
-// timer's ticks to dataArrival(), socketError() and hardFlashTick().
+// timer's ticks to dataArrival(), socketError() and hardFlashTick(). A step
+// may wait with messages running (the reconnect, the version read after the
+// flash): the screen may call abandon() then, but must not destroy this
+// object before the step returns. The success dialog is the last thing a
+// step does, so it may take the screen away.
 #include <cstdint>
 #include <functional>
 #include <string>
