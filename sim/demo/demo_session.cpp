@@ -420,6 +420,9 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
         for (const auto& f : o.setup)
             f(*parts.compact);
         parts.compactBridge = std::make_unique<PtyBridge>(*parts.compact);
+        // The application sleeps again when the program closes the port, as
+        // on a real line; the flash's switch to the loader relies on it.
+        parts.compactBridge->setFollowProgramOpens(true);
         if (!parts.compactBridge->start(&error)
             || !parts.linkPort(session->dosdevices_, o.port, parts.compactBridge->slavePath(), error))
             return nullptr;

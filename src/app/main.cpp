@@ -8,22 +8,16 @@
 #include <string>
 
 #include "core/context.h"
-#include "platform/ini_profile_files.h"
-#include "platform/qt/qt_host.h"
 #include "platform/qt/qt_logger.h"
 #include "platform/qt/qt_prompts.h"
-#include "platform/qt/qt_serial_port.h"
-#include "platform/qt/qt_tcp_socket.h"
-#include "platform/file_version_reader.h"
-#include "platform/reg_file_store.h"
-#include "platform/rp1210_library.h"
-#include "platform/windows_directory.h"
+#include "platform/qt/real_ports.h"
 #include "shell/frmParent.h"
 #include "shell/qt/res_picture.h"
 #include "version.h"
 #ifdef LP_HAVE_DEMO
 #include "demo/demo_options.h"
 #include "demo/stop_signals.h"
+#include "flash/demo_firmware.h"
 #endif
 
 namespace {
@@ -102,9 +96,10 @@ int main(int argc, char* argv[])
         });
         lp::sim::DemoOptions options;
         std::string error;
-        // Demo firmware files plug in as options.writeFirmwareFiles.
-        if (lp::sim::demoOptionsFor(demoKind, options, error))
+        if (lp::sim::demoOptionsFor(demoKind, options, error)) {
+            options.writeFirmwareFiles = lp::WriteDemoFirmwareFiles;
             demo = lp::sim::startDemo(options, error);
+        }
         if (!demo) {
             std::fprintf(stderr, "linkport-toolkit: the demo cannot start: %s\n", error.c_str());
             return 1;
@@ -124,31 +119,10 @@ int main(int argc, char* argv[])
     QApplication::setWindowIcon(lp::resIcon(101, lp::ResPictureKind::Icon));
     lp::installLogFile();
 
-    lp::QtLogger logger;
-    lp::QtHost host;
-    lp::QtPrompts prompts(&logger);
-    lp::IniProfileFiles profiles(lp::defaultWindowsDirectory());
-    lp::RegFileStore registry(lp::defaultRegistryFilePath());
-    // The serial ports of this machine; a different implementation (a
-    // simulator, another platform's) plugs in here.
-    auto serialPorts = std::make_unique<lp::QtSerialPorts>(&logger);
-    // The second-generation adapter's RP1210 driver library, looked for in
-    // the Windows directory first.
-    lp::Rp1210Library rp1210("LP2RP32", [&profiles] { return profiles.windowsDirectory(); }, &logger);
-    auto fileVersions = lp::createPlatformFileVersionReader();
-    // The screens' sockets to the wireless adapters.
-    lp::QtTcpSockets tcpSockets(&host);
-
+    lp::RealPorts realPorts;
+    lp::QtPrompts prompts(&realPorts.logger());
     lp::Context ctx;
-    ctx.ports.host = &host;
-    ctx.ports.prompts = &prompts;
-    ctx.ports.profiles = &profiles;
-    ctx.ports.registry = &registry;
-    ctx.ports.log = &logger;
-    ctx.ports.serialPorts = serialPorts.get();
-    ctx.ports.rp1210 = &rp1210;
-    ctx.ports.fileVersions = fileVersions.get();
-    ctx.ports.tcpSockets = &tcpSockets;
+    realPorts.attach(ctx, &prompts);
     ctx.commandLine = classicCommandLine(argc, argv);
 
     int rc = 0;

@@ -1,0 +1,147 @@
+// linkport: the toolkit's procedures from the command line, over the same
+// real ports as the windows.
+#include <QCoreApplication>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/session.h"
+#include "info/summary_reading.h"
+#include "platform/qt/qt_logger.h"
+#include "platform/qt/real_ports.h"
+#include "settings/modLibrary.h"
+#include "shell/startup.h"
+#include "shell/string_table.h"
+#include "version.h"
+#ifdef LP_HAVE_DEMO
+#include "flash/demo_firmware.h"
+#include "demo/demo_options.h"
+#include "demo/demo_session.h"
+#endif
+
+namespace lp::cli {
+
+int fail(Session& s, int code, const std::string& message)
+{
+    s.json = JsonWriter();
+    s.json.beginObject().member("error", message).endObject();
+    s.text.clear();
+    if (!s.args.json)
+        std::fprintf(stderr, "linkport: %s\n", message.c_str());
+    return code;
+}
+
+void PrepareContext(Context& ctx)
+{
+    ctx.g_strRegistryKey = LoadResString(801);
+    // The compact adapter belongs to the compact edition: a stored compact
+    // adapter is served as that edition would, without asking for /CLP.
+    ctx.commandLine = ReadPrevAdapter(ctx) == kKindCompact ? "/CLP" : "";
+    ctx.g_intToolkitMode = ChooseToolkitMode(ctx);
+    ChooseDeviceKind(ctx);
+    ApplyDeviceFlags(ctx);
+}
+
+namespace {
+
+int runCommand(Session& s)
+{
+    const std::string& c = s.args.command;
+    if (c == "summary")
+        return runSummary(s);
+    if (c == "flash")
+        return runFlash(s);
+    if (c == "test")
+        return runTest(s);
+    if (c == "ports")
+        return runPorts(s);
+    if (c == "wireless")
+        return runWireless(s);
+    if (c == "config")
+        return runConfig(s);
+    return runLog(s);
+}
+
+void printUsageError(const Arguments& args, const std::string& error)
+{
+    if (args.json) {
+        JsonWriter w;
+        w.beginObject().member("error", error).endObject();
+        std::printf("%s\n", w.text().c_str());
+    }
+    std::fprintf(stderr, "linkport: %s\n%s", error.c_str(), args.json ? "" : "Try 'linkport --help'.\n");
+}
+
+} // namespace
+
+} // namespace lp::cli
+
+int main(int argc, char* argv[])
+{
+    using namespace lp::cli;
+    std::vector<std::string> words(argv + 1, argv + argc);
+    Arguments args;
+    std::string error;
+    if (!parseArguments(words, args, error)) {
+        printUsageError(args, error);
+        return kExitUsage;
+    }
+    if (args.help) {
+        std::fputs(usageText(args.command).c_str(), stdout);
+        return kExitDone;
+    }
+    if (args.version) {
+        std::printf("linkport %s\n", lp::version::text);
+        return kExitDone;
+    }
+
+#ifdef LP_HAVE_DEMO
+    // The demo sets the environment the ports read, so it comes first.
+    std::unique_ptr<lp::sim::DemoSession> demo;
+    if (!args.demo.empty()) {
+        lp::sim::DemoOptions options;
+        if (lp::sim::demoOptionsFor(args.demo, options, error)) {
+            options.writeFirmwareFiles = lp::WriteDemoFirmwareFiles;
+            demo = lp::sim::startDemo(options, error);
+        }
+        if (!demo) {
+            printUsageError(args, "the demo cannot start: " + error);
+            return kExitFailed;
+        }
+    }
+#else
+    if (!args.demo.empty()) {
+        printUsageError(args, "this build has no demo");
+        return kExitUsage;
+    }
+#endif
+
+    int qtArgc = 1;
+    QCoreApplication app(qtArgc, argv);
+    QCoreApplication::setApplicationName("linkport-toolkit");
+    QCoreApplication::setApplicationVersion(lp::version::text);
+
+    // The trace goes to the log file, as the GUI's does, not onto the terminal.
+    lp::installLogFile();
+    lp::RealPorts ports;
+    TerminalPrompts prompts(args.answer);
+    lp::Context ctx;
+    ports.attach(ctx, &prompts);
+    PrepareContext(ctx);
+
+    Session session{ctx, args, prompts, {}, {}};
+    int rc = runCommand(session);
+    if (prompts.unanswered() && rc != kExitDone) {
+        rc = fail(session, kExitUsage,
+                  "a question needs an answer (--yes or --no): " + *prompts.unanswered());
+    }
+    if (args.json)
+        std::printf("%s\n", session.json.text().c_str());
+    else
+        std::fputs(session.text.c_str(), stdout);
+    std::fflush(stdout);
+    lp::uninstallLogFile();
+    return rc;
+}
