@@ -1,0 +1,255 @@
+// The command line as a user runs it: linkport as a child process against
+// the demo adapters (--demo) or a simulator session started here with the
+// faults a case needs; its JSON, exit codes and the flash log.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "demo/demo_options.h"
+#include "demo/demo_session.h"
+#include "support/temp_dir.h"
+
+#if defined(LP_CLI_PROGRAM) && defined(LP_DEMO_FIRMWARE_DIR)
+
+namespace {
+
+using lp::test::TempDir;
+
+void ensureCoreApplication()
+{
+    static int argc = 1;
+    static char name[] = "cli_test";
+    static char* argv[] = {name, nullptr};
+    if (!QCoreApplication::instance())
+        new QCoreApplication(argc, argv);
+}
+
+struct CliRun {
+    int code = -1;
+    QJsonObject json;
+    std::string err;
+};
+
+// Runs linkport with the flash log and user folders in `home`; stdin is
+// not a terminal, as in a script.
+CliRun linkport(const TempDir& home, QStringList args)
+{
+    ensureCoreApplication();
+    QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("XDG_DATA_HOME", QString::fromStdString(home.file("data")));
+    env.insert("XDG_CONFIG_HOME", QString::fromStdString(home.file("config")));
+    p.setProcessEnvironment(env);
+    p.start(LP_CLI_PROGRAM, args);
+    p.closeWriteChannel();
+    CliRun r;
+    if (!p.waitForFinished(60000)) {
+        p.kill();
+        p.waitForFinished();
+        r.err = "linkport did not end";
+        return r;
+    }
+    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    r.json = QJsonDocument::fromJson(p.readAllStandardOutput()).object();
+    r.err = p.readAllStandardError().toStdString();
+    return r;
+}
+
+QString demoFile(const char* name) { return QStringLiteral(LP_DEMO_FIRMWARE_DIR "/") + name; }
+
+// A simulator session in this process, as linkport-sim would start it
+// with these options; linkport finds it through the environment.
+std::unique_ptr<lp::sim::DemoSession> simulator(const std::vector<std::string>& options)
+{
+    lp::sim::SimCommand command;
+    std::string error;
+    if (lp::sim::parseSimArguments(options, command, error) != 0) {
+        ADD_FAILURE() << error;
+        return nullptr;
+    }
+#ifdef LP_TEST_DRIVER_LIBRARY
+    command.demo.driverLibrary = LP_TEST_DRIVER_LIBRARY;
+#endif
+    auto session = lp::sim::startDemo(command.demo, error);
+    EXPECT_TRUE(session) << error;
+    return session;
+}
+
+std::string str(const QJsonValue& v) { return v.toString().toStdString(); }
+
+std::string messageTexts(const QJsonObject& json)
+{
+    std::string all;
+    for (const QJsonValue& m : json["messages"].toArray())
+        all += str(m.toObject()["text"]) + "\n";
+    return all;
+}
+
+} // namespace
+
+TEST(Cli, EachAdapterKindReadsAndFlashesItsDemoFile)
+{
+    TempDir home;
+    struct Kind {
+        const char* demo;
+        const char* kind;
+        const char* hardware;
+        const char* file;
+        bool recordByRecord;
+    };
+    const Kind kinds[] = {
+        {"lp2", "LPII SIP", "3.0", "LP2-demo-1.9.apf", false},
+        {"compact", "B&B SIP", "1.10", "CompactLinkport-demo-01.08.12.hex", true},
+        {"wireless", "WLP", "1.10", "WirelessLinkport-demo-01.08.12.hex", true},
+    };
+    for (const Kind& k : kinds) {
+        SCOPED_TRACE(k.demo);
+        const QString demo = QString("--demo=") + k.demo;
+        const CliRun summary = linkport(home, {demo, "summary", "--json"});
+        EXPECT_EQ(summary.code, 0) << summary.err;
+        EXPECT_EQ(str(summary.json["device_kind"]), k.kind);
+        bool hardwareShown = false;
+        for (const QJsonValue& row : summary.json["rows"].toArray())
+            hardwareShown |= str(row.toObject()["description"]) == "Hardware Version"
+                             && str(row.toObject()["value"]) == k.hardware;
+        EXPECT_TRUE(hardwareShown) << summary.err;
+
+        const CliRun flash = linkport(home, {demo, "--json", "flash", demoFile(k.file)});
+        EXPECT_EQ(flash.code, 0) << flash.err;
+        EXPECT_EQ(str(flash.json["result"]), "success") << messageTexts(flash.json);
+        EXPECT_NE(messageTexts(flash.json).find("Flash Completed Successfully!"), std::string::npos);
+        if (k.recordByRecord) {
+            EXPECT_GT(flash.json["records"].toInt(), 10);
+        }
+    }
+
+    // A file of another adapter kind is refused before anything is sent.
+    const CliRun wrongKind = linkport(home, {"--demo", "--json", "flash", demoFile("CompactLinkport-demo-01.08.12.hex")});
+    EXPECT_EQ(wrongKind.code, 2);
+    EXPECT_FALSE(str(wrongKind.json["error"]).empty());
+
+    // Every attempt is one line of the log, with the file's own digest.
+    const CliRun log = linkport(home, {"log", "--json"});
+    ASSERT_EQ(log.code, 0) << log.err;
+    const QJsonArray entries = log.json["entries"].toArray();
+    ASSERT_EQ(entries.size(), 3);
+    QFile file(demoFile("WirelessLinkport-demo-01.08.12.hex"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QJsonObject last = entries[2].toObject();
+    EXPECT_EQ(last["sha256"].toString(), QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256).toHex());
+    EXPECT_EQ(str(last["adapter_kind"]), "WLP");
+    EXPECT_EQ(str(last["header"].toObject()["FirmwareType"]), "Wireless Firmware");
+    EXPECT_EQ(str(last["result"]), "success");
+    EXPECT_EQ(str(entries[0].toObject()["versions_before"].toObject()["application"]), "1.8");
+}
+
+TEST(Cli, OlderFileQuestionAndRefusedFlash)
+{
+    TempDir home;
+    const std::string older = home.file("LP2-older-1.7.apf");
+    lp::test::writeFile(older, "[Hex File Information]\r\nFirmwareVersion=1.7\r\nFirmwareType=Application\r\n"
+                               "ReleaseDate=May 2020\r\nHardwareVersions=2.0,3.0\r\n\r\n:00000001FF\r\n");
+    const QString path = QString::fromStdString(older);
+
+    const CliRun no = linkport(home, {"--demo", "--json", "--no", "flash", path});
+    EXPECT_EQ(no.code, 1) << no.err;
+    EXPECT_EQ(str(no.json["result"]), "cancelled");
+    const CliRun yes = linkport(home, {"--demo", "--json", "--yes", "flash", path});
+    EXPECT_EQ(yes.code, 0) << yes.err;
+    EXPECT_EQ(str(yes.json["result"]), "success");
+    // Nobody to ask: the question is the error.
+    const CliRun unasked = linkport(home, {"--demo", "--json", "flash", path});
+    EXPECT_EQ(unasked.code, 2);
+    EXPECT_NE(str(unasked.json["error"]).find(str(no.json["messages"].toArray()[0].toObject()["text"])),
+              std::string::npos)
+        << str(unasked.json["error"]);
+
+    // The adapter refuses to start the flash: the driver's error is shown.
+    {
+        auto sim = simulator({"--lp2", "--lp2-flash-refused", "--select=lp2"});
+        ASSERT_TRUE(sim);
+        const CliRun refused = linkport(home, {"--json", "flash", QString(LP_DEMO_FIRMWARE_DIR "/LP2-demo-1.9.apf")});
+        EXPECT_EQ(refused.code, 1) << refused.err;
+        EXPECT_EQ(str(refused.json["result"]), "failure");
+        EXPECT_NE(messageTexts(refused.json).find("150"), std::string::npos) << messageTexts(refused.json);
+    }
+    const CliRun log = linkport(home, {"log", "--json"});
+    EXPECT_EQ(log.json["entries"].toArray().size(), 4);
+}
+
+TEST(Cli, AdapterTestResults)
+{
+    TempDir home;
+    const CliRun passed = linkport(home, {"--demo", "test", "--json"});
+    EXPECT_EQ(passed.code, 0) << passed.err;
+    const QJsonArray all = passed.json["results"].toArray();
+    ASSERT_EQ(all.size(), 5);
+    for (const QJsonValue& r : all) {
+        EXPECT_EQ(str(r.toObject()["text"]), "Passed");
+        EXPECT_EQ(str(r.toObject()["colour"]), "Green");
+    }
+    EXPECT_EQ(str(all[2].toObject()["caption"]), "J1708 Communication:");
+
+    auto sim = simulator({"--lp2", "--lp2-connect-error=J1708:443", "--select=lp2"});
+    ASSERT_TRUE(sim);
+    const CliRun mismatch = linkport(home, {"test", "--json"});
+    EXPECT_EQ(mismatch.code, 1);
+    const QJsonArray r = mismatch.json["results"].toArray();
+    ASSERT_EQ(r.size(), 5);
+    EXPECT_EQ(str(r[0].toObject()["text"]), "Passed");
+    EXPECT_EQ(str(r[1].toObject()["text"]), "443");
+    EXPECT_EQ(str(r[1].toObject()["colour"]), "Red");
+    EXPECT_EQ(str(r[2].toObject()["text"]), "Untested");
+}
+
+TEST(Cli, UsageErrorsAndSettings)
+{
+    TempDir home;
+    for (const QStringList& args : {QStringList{"--json"}, QStringList{"--json", "frobnicate"},
+                                    QStringList{"summary", "--json", "--bogus"},
+                                    QStringList{"flash", "--json", "--yes", "--no", "x.apf"},
+                                    QStringList{"--demo", "flash", "--json"},
+                                    QStringList{"--demo", "--json", "flash", "/nonexistent/x.apf"}}) {
+        const CliRun r = linkport(home, args);
+        EXPECT_EQ(r.code, 2) << args.join(' ').toStdString();
+        EXPECT_TRUE(r.json.contains("error")) << args.join(' ').toStdString();
+    }
+    EXPECT_EQ(linkport(home, {"config", "--help"}).code, 0);
+
+    // The wireless list and the device kind, written as the screens write
+    // them, seen by the next command.
+    auto sim = simulator({"--lp2", "--wireless", "--select=lp2"});
+    ASSERT_TRUE(sim);
+    CliRun r = linkport(home, {"wireless", "add", "Shop \xC3\xBC", "10.0.0.9", "SN9", "--json"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    QJsonArray adapters = r.json["adapters"].toArray();
+    ASSERT_EQ(adapters.size(), 3);
+    EXPECT_EQ(adapters[2].toObject()["name"].toString(), QString::fromUtf8("Shop \xC3\xBC"));
+    EXPECT_TRUE(adapters[2].toObject()["selected"].toBool());
+    EXPECT_EQ(linkport(home, {"wireless", "add", "x", "999.1.1.1", "--json"}).code, 2);
+    r = linkport(home, {"wireless", "select", "demo unit b", "--json"});
+    EXPECT_TRUE(r.json["adapters"].toArray()[1].toObject()["selected"].toBool()) << r.err;
+    r = linkport(home, {"wireless", "remove", "3", "--json"});
+    EXPECT_EQ(r.json["adapters"].toArray().size(), 2);
+
+    EXPECT_EQ(linkport(home, {"config", "set", "device", "toaster", "--json"}).code, 2);
+    r = linkport(home, {"config", "set", "device", "wireless", "--json"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(str(r.json["device"]), "WLP");
+    EXPECT_EQ(str(r.json["wireless-adapter"]), "Demo Unit B (127.0.0.3)");
+    r = linkport(home, {"summary", "--json"});
+    EXPECT_EQ(str(r.json["device_kind"]), "WLP") << r.err;
+    EXPECT_EQ(str(r.json["rows"].toArray()[1].toObject()["value"]), "127.0.0.3");
+}
+
+#endif
