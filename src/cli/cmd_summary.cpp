@@ -40,18 +40,17 @@ public:
 // How long the wireless adapter's three answers may take in all.
 constexpr int32_t kWirelessReadMs = 15000;
 
-void readWireless(Session& s, RowsView& view)
+// False when no wireless adapter is listed (a configuration error).
+bool readWireless(Session& s, RowsView& view)
 {
     Context& c = s.ctx;
     view.setRowValue(WLPRow::Driver, WLPDriverVersion(c));
     ChoiceItems list;
-    if (!WLPFillList(c, list)) {
+    if (!WLPFillList(c, list) || c.g_astrWLPNames.empty()) {
         s.prompts.msgBox("No adapters are listed!  Please go to Preferences and Add an adapter.",
                          MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(502));
-        return;
+        return false;
     }
-    if (c.g_astrWLPNames.empty())
-        return;
     list.selected = WLPFindSelectedIndex(c, list);
     WirelessSummaryReader reader(c, view);
     reader.select(list);
@@ -60,6 +59,7 @@ void readWireless(Session& s, RowsView& view)
         // The last answer closes the socket; an error closes it too.
         c.ports.host->waitUntil([socket] { return socket->state() == TcpState::Closed; }, kWirelessReadMs);
     }
+    return true;
 }
 
 } // namespace
@@ -75,7 +75,8 @@ int runSummary(Session& s)
         return fail(s, kExitUsage, "no adapter is configured: linkport config set device lp2|compact|wireless");
     RowsView view(layout.captions.size());
     if (c.g_strDeviceKind == kKindWireless) {
-        readWireless(s, view);
+        if (!readWireless(s, view))
+            return fail(s, kExitUsage, s.prompts.messages().back().text);
     } else if (c.ports.serialPorts) {
         std::unique_ptr<SerialPort> connection = c.ports.serialPorts->create();
         if (c.g_strDeviceKind == kKindLP2)

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,6 +20,7 @@
 #include "flash/demo_firmware.h"
 #include "demo/demo_options.h"
 #include "demo/demo_session.h"
+#include "demo/stop_signals.h"
 #endif
 
 namespace lp::cli {
@@ -100,7 +102,15 @@ int main(int argc, char* argv[])
 #ifdef LP_HAVE_DEMO
     // The demo sets the environment the ports read, so it comes first.
     std::unique_ptr<lp::sim::DemoSession> demo;
+    std::unique_ptr<lp::sim::StopSignals> stopSignals;
     if (!args.demo.empty()) {
+        // Ctrl-C: the demo removes its links and folders before the end.
+        // There is no event loop to return through, so the end is here.
+        stopSignals = std::make_unique<lp::sim::StopSignals>([&demo](int signal) {
+            if (demo)
+                demo->stop();
+            std::_Exit(128 + signal);
+        });
         lp::sim::DemoOptions options;
         if (lp::sim::demoOptionsFor(args.demo, options, error)) {
             options.writeFirmwareFiles = lp::WriteDemoFirmwareFiles;
