@@ -64,6 +64,17 @@ ScreenFactory probes(std::function<void(ProbeScreen&)> onInit)
     return f;
 }
 
+// The shell's own tests keep a stand-in for the flash screen, which would
+// read an adapter through its driver as soon as it is shown.
+ShellOptions withFlashStandIn()
+{
+    ShellOptions options;
+    options.screens.children["Application Flash"] = [](Context& ctx, frmParent& main) -> ChildScreen* {
+        return new PlaceholderScreen(ctx, main, "Application Flash", "frmFlash", LoadResString(510));
+    };
+    return options;
+}
+
 struct Shell : test::TestContext {
     std::unique_ptr<frmParent> main;
 
@@ -74,7 +85,7 @@ struct Shell : test::TestContext {
     }
     ~Shell() { flushDeletes(); }
 
-    frmParent& load(const std::string& commandLine, ShellOptions options = {})
+    frmParent& load(const std::string& commandLine, ShellOptions options = withFlashStandIn())
     {
         ctx.commandLine = commandLine;
         if (options.instanceLockPath.empty())

@@ -1,6 +1,7 @@
 // Which class serves which screen key. Later screens replace their
 // placeholder line here.
 #include "adaptertest/frmLPTest.h"
+#include "flash/frmFlash.h"
 #include "settings/frmPreferences.h"
 #include "info/frmConnectingDialog.h"
 #include "info/frmVersion.h"
@@ -20,7 +21,7 @@ ScreenFactory defaultScreenFactory()
     };
     f.unloadConnectingDialog = [](Context& ctx) { frmConnectingDialog::UnloadAll(ctx); };
     f.children[ScreenKey::ApplicationFlash] = [](Context& ctx, frmParent& main) -> ChildScreen* {
-        return new PlaceholderScreen(ctx, main, ScreenKey::ApplicationFlash, "frmFlash", LoadResString(510));
+        return new frmFlash(ctx, main);
     };
     f.children[ScreenKey::LPTest] = [](Context& ctx, frmParent& main) -> ChildScreen* {
         return new frmLPTest(ctx, main);

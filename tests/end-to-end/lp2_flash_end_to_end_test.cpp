@@ -1,0 +1,158 @@
+// A second-generation flash for real: the program's main window opens the
+// Application Flash screen, the file is chosen in the select-file dialog,
+// and Begin Flash has the test driver library LP2RP32 (loaded with dlopen
+// from a temporary Windows directory) flash the adapter model behind a
+// pseudo-terminal, ending in the exit/return dialog. Real Qt host, real
+// serial port, real timers.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTimer>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "flash/frmFlash.h"
+#include "flash/frmSelectFile.h"
+#include "models/lp2_model.h"
+#include "platform/ini_profile_files.h"
+#include "platform/qt/qt_host.h"
+#include "platform/qt/qt_serial_port.h"
+#include "platform/reg_file_store.h"
+#include "platform/rp1210_library.h"
+#include "ports/memory_logger.h"
+#include "ports/pty_bridge.h"
+#include "ports/scripted_prompts.h"
+#include "shell/frmExitReturnDialog.h"
+#include "shell/frmParent.h"
+#include "support/temp_dir.h"
+
+using namespace lp;
+using namespace lp::sim;
+
+namespace {
+
+// Widgets need a QApplication, made before any test of this program makes a
+// plain QCoreApplication.
+class WidgetsEnvironment final : public ::testing::Environment {
+public:
+    void SetUp() override
+    {
+        if (QCoreApplication::instance())
+            return;
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        static int argc = 1;
+        static char name[] = "end_to_end_tests";
+        static char* argv[] = {name, nullptr};
+        new QApplication(argc, argv);
+    }
+};
+[[maybe_unused]] auto* const widgets = ::testing::AddGlobalTestEnvironment(new WidgetsEnvironment);
+
+// Calls `onDialog` with each modal dialog of type T that comes up while
+// `action` runs; it must close the dialog.
+template <class T> void whileModal(const std::function<void()>& action, const std::function<void(T&)>& onDialog)
+{
+    QTimer poll;
+    poll.setInterval(20);
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        if (auto* dialog = qobject_cast<T*>(QApplication::activeModalWidget()))
+            onDialog(*dialog);
+    });
+    poll.start();
+    action();
+}
+
+std::string apfFile()
+{
+    return "[Hex File Information]\r\nFirmwareVersion=2.5\r\nFirmwareType=Application\r\n"
+           "ReleaseDate=2024-06-30\r\nHardwareVersions=2.0,3.1\r\n\r\n"
+           ":100000000102030405060708090A0B0C0D0E0F1068\r\n:00000001FF\r\n";
+}
+
+} // namespace
+
+TEST(Lp2FlashEndToEnd, ApplicationFlashThroughTheDriverLibraryEndsInTheExitReturnDialog)
+{
+    if (!qobject_cast<QApplication*>(QCoreApplication::instance()))
+        GTEST_SKIP() << "a QCoreApplication without widgets came first";
+    test::TempDir dir;
+    const std::string windows = dir.file("windows");
+    std::filesystem::create_directories(windows);
+
+    Lp2Model adapter;
+    adapter.config().versions = {3, 1, 2, 4, 1, 2};
+    PtyBridge bridge(adapter);
+    std::string error;
+    if (!bridge.start(&error))
+        GTEST_SKIP() << "no pseudo-terminal: " << error;
+    ASSERT_TRUE(linkComPort(dir.file("dosdevices"), 5, bridge.slavePath(), &error)) << error;
+    struct DosDevices {
+        explicit DosDevices(const std::string& folder) { setenv("LINKPORT_DOSDEVICES", folder.c_str(), 1); }
+        ~DosDevices() { unsetenv("LINKPORT_DOSDEVICES"); }
+    } dosDevices(dir.file("dosdevices"));
+
+    std::filesystem::copy_file(LP_TEST_DRIVER_LIBRARY, windows + "/libLP2RP32.so");
+    test::writeFile(windows + "/LP2SIM.INI", "[Adapter]\r\nPort=COM5\r\n");
+    test::writeFile(windows + "/LP2RP32.INI", lp2DriverIni({.deviceParams = "COM5,9600"}));
+    const std::string firmware = dir.file("flash/LP2v3i2.5.apf");
+    std::filesystem::create_directories(dir.file("flash"));
+    test::writeFile(firmware, apfFile());
+
+    QtHost host;
+    IniProfileFiles profiles{windows};
+    RegFileStore registry{dir.file("registry.reg")};
+    ScriptedPrompts prompts;
+    MemoryLogger log;
+    QtSerialPorts serialPorts{&log};
+    Rp1210Library library{"LP2RP32", [&profiles] { return profiles.windowsDirectory(); }, &log};
+    Context ctx;
+    ctx.ports = {.host = &host, .prompts = &prompts, .profiles = &profiles, .registry = &registry, .log = &log,
+                 .serialPorts = &serialPorts, .rp1210 = &library};
+    {
+        HKEY key = 0;
+        ASSERT_EQ(registry.regCreateKey(HKEY_LOCAL_MACHINE, "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit", key),
+                  ERROR_SUCCESS);
+        const std::string kind("LPII SIP\0", 9);
+        registry.regSetValueEx(key, "PrevAdapter", REG_SZ, reinterpret_cast<const uint8_t*>(kind.data()), 9);
+        registry.regCloseKey(key);
+    }
+
+    ctx.commandLine = "/SIPUpgrade";
+    ShellOptions options;
+    options.instanceLockPath = dir.file("instance");
+    auto main = std::make_unique<frmParent>(ctx, std::move(options));
+    main->MDIForm_Load();
+    auto* screen = qobject_cast<frmFlash*>(main->activeChild());
+    ASSERT_NE(screen, nullptr) << "the first screen is the flash screen";
+    EXPECT_EQ(screen->adapterRow(1), "3.1") << library.lastError();
+    EXPECT_EQ(screen->adapterRow(2), "2.4");
+    EXPECT_EQ(screen->adapterRow(4), "01.07.12"); // the serial query, through COM5
+
+    whileModal<frmSelectFile>([&] { screen->findChild<QPushButton*>("cmdSelectFile")->click(); },
+                              [&](frmSelectFile& dialog) {
+                                  dialog.findChild<QLineEdit*>("txtFileName")->setText(QString::fromStdString(firmware));
+                                  dialog.cmdOK_Click();
+                              });
+    EXPECT_EQ(screen->fileRow(2), "2.0,3.1");
+
+    QString message;
+    whileModal<frmExitReturnDialog>([&] { screen->findChild<QPushButton*>("cmdBeginFlash")->click(); },
+                                    [&](frmExitReturnDialog& dialog) {
+                                        message = dialog.findChild<QLabel*>("lblMessage")->text();
+                                        dialog.reject();
+                                    });
+    EXPECT_EQ(message.toStdString(), "Flash Completed Successfully!\n\nYou can now go to Toolkit, return to Flash, or "
+                                     "Exit the program.");
+    EXPECT_TRUE(prompts.boxes().empty()) << (prompts.boxes().empty() ? "" : prompts.boxes()[0].prompt);
+    std::optional<uint16_t> flashed;
+    bridge.scheduler().call([&] { flashed = adapter.lastFlashValue(); });
+    EXPECT_EQ(flashed, 2);
+    EXPECT_EQ(screen->downloadProgress(), nullptr);
+}

@@ -1,0 +1,493 @@
+// The Application Flash screen inside the main window, on virtual time, with
+// the adapter models in-process: its rows by adapter kind, the selected file,
+// Begin Flash for each kind with its end in the exit/return dialog or a
+// message, and the select-file dialog's refusals.
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenuBar>
+#include <QPointer>
+#include <QPushButton>
+#include <QTimer>
+#include <QTreeWidget>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+#include "core/vb_text.h"
+#include "flash/flash_checks.h"
+#include "flash/frmDownloadProgress.h"
+#include "flash/frmFlash.h"
+#include "flash/frmSelectFile.h"
+#include "links/modCGP.h"
+#include "models/compact_model.h"
+#include "models/lp2_in_process_driver.h"
+#include "models/lp2_model.h"
+#include "models/wireless_model.h"
+#include "qt_app.h"
+#include "shell/frmExitReturnDialog.h"
+#include "shell/frmParent.h"
+#include "shell/qt/placeholder_screens.h"
+#include "shell/string_table.h"
+#include "support/test_context.h"
+
+using namespace lp;
+
+namespace {
+
+const std::string kProgramKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
+const QString kSucceeded =
+    "Flash Completed Successfully!\n\nYou can now go to Toolkit, return to Flash, or Exit the program.";
+
+std::string record(uint16_t address, std::vector<uint8_t> data)
+{
+    std::vector<uint8_t> bytes{static_cast<uint8_t>(data.size()), static_cast<uint8_t>(address >> 8),
+                               static_cast<uint8_t>(address & 0xFF), 0};
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    uint8_t sum = 0;
+    for (uint8_t b : bytes)
+        sum = static_cast<uint8_t>(sum + b);
+    bytes.push_back(static_cast<uint8_t>(-sum));
+    std::string line = ":";
+    for (uint8_t b : bytes)
+        line += vb::Hex2(b);
+    return line + "\r\n";
+}
+
+std::string firmware(const std::string& type, const std::string& version, const std::string& hardware,
+                     int records = 0)
+{
+    std::string text = "[Hex File Information]\r\nFirmwareVersion=" + version + "\r\nFirmwareType=" + type
+                       + "\r\nReleaseDate=2024-05-01\r\nHardwareVersions=" + hardware + "\r\n\r\n";
+    for (int i = 0; i < records; ++i)
+        text += record(static_cast<uint16_t>(i * 16), std::vector<uint8_t>(16, static_cast<uint8_t>(i)));
+    return text + ":00000001FF\r\n";
+}
+
+QStringList column(QWidget& screen, const char* list, int column)
+{
+    QStringList out;
+    auto* tree = screen.findChild<QTreeWidget*>(list);
+    for (int i = 0; tree && i < tree->topLevelItemCount(); ++i)
+        out << tree->topLevelItem(i)->text(column);
+    return out;
+}
+
+// Runs `action`; each time a modal dialog of type T is up, `onDialog` gets
+// it (and must close it). Returns how many came.
+template <class T> int withModal(const std::function<void()>& action, const std::function<void(T&)>& onDialog)
+{
+    int seen = 0;
+    QTimer poll;
+    poll.setInterval(0);
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        if (auto* dialog = qobject_cast<T*>(QApplication::activeModalWidget())) {
+            ++seen;
+            onDialog(*dialog);
+        }
+    });
+    poll.start();
+    action();
+    return seen;
+}
+
+QString exitDialogText(frmExitReturnDialog& dialog, const char* button)
+{
+    QString text = dialog.findChild<QLabel*>("lblMessage")->text();
+    dialog.findChild<QPushButton*>(button)->click();
+    return text;
+}
+
+struct FlashScreen : test::TestContext {
+    sim::Lp2Model lp2;
+    sim::Lp2InProcessDriver driver{lp2, &serialPorts, 5};
+    sim::CompactModel compact;
+    sim::WirelessModel wireless;
+    std::unique_ptr<frmParent> main;
+    QPointer<frmFlash> screen;
+    int selectFileCalls = 0;
+    int preferencesShown = 0;
+    std::string pick; // what the select-file stand-in chooses
+
+    explicit FlashScreen(const std::string& kind)
+    {
+        test::qtApp();
+        setRegistryText(kProgramKey, "PrevAdapter", kind);
+        ctx.ports.rp1210 = &driver;
+        serialPorts.addPort(5, &lp2);
+        serialPorts.addPort(7, &compact);
+        tcpSockets.addDevice("127.0.0.2", wireless);
+        writeWindowsFile("LP2RP32.INI", sim::lp2DriverIni({.deviceParams = "COM5,9600"}));
+        writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM7,DEFAULT\r\n");
+        writeWindowsFile("LPIPRP32.INI", "[AdditionalDevices]\r\nDeviceNames=Shop;Yard;\r\n"
+                                         "DeviceParams=127.0.0.9:12321;127.0.0.2:12321;\r\n"
+                                         "SerialNumbers=S1;WLP0000001;\r\n[DeviceInformation1]\r\nDeviceName=Yard\r\n");
+    }
+    ~FlashScreen()
+    {
+        main.reset();
+        flush();
+    }
+    static void flush()
+    {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    frmFlash& open(const std::string& commandLine = "")
+    {
+        ShellOptions options;
+        options.instanceLockPath = file("instance");
+        options.screens.preferences = [this](Context&, frmParent&) {
+            ++preferencesShown;
+            return 0;
+        };
+        options.screens.children["Summary"] = [](Context& c, frmParent& m) -> ChildScreen* {
+            return new PlaceholderScreen(c, m, "Summary", "frmVersion", "Summary");
+        };
+        options.screens.children["Application Flash"] = [this](Context& c, frmParent& m) -> ChildScreen* {
+            FlashScreenOptions flash;
+            flash.selectFile = [this](frmFlash& s) {
+                ++selectFileCalls;
+                if (!pick.empty())
+                    s.SetFileName(pick);
+            };
+            return new frmFlash(c, m, flash);
+        };
+        ctx.commandLine = commandLine;
+        main = std::make_unique<frmParent>(ctx, std::move(options));
+        main->MDIForm_Load();
+        main->SelectScreen("Application Flash");
+        screen = qobject_cast<frmFlash*>(main->activeChild());
+        EXPECT_NE(screen, nullptr);
+        return *screen;
+    }
+    std::string firmwareFile(const std::string& name, const std::string& text)
+    {
+        test::writeFile(file(name), text);
+        return file(name);
+    }
+    size_t commands(int16_t number)
+    {
+        return static_cast<size_t>(std::count(driver.core().commands.begin(), driver.core().commands.end(), number));
+    }
+    size_t flashCommands() { return commands(300); }
+    void clickBeginFlash() { screen->findChild<QPushButton*>("cmdBeginFlash")->click(); }
+    bool beginEnabled() const { return screen->findChild<QPushButton*>("cmdBeginFlash")->isEnabled(); }
+    bool selectEnabled() const { return screen->findChild<QPushButton*>("cmdSelectFile")->isEnabled(); }
+    QString fileLabel() const { return screen->findChild<QLabel*>("lblFileInfo")->text(); }
+};
+
+} // namespace
+
+TEST(FlashScreen, RowsByAdapterKind)
+{
+    {
+        FlashScreen f("LPII SIP");
+        f.lp2.config().versions = {3, 1, 2, 4, 255, 255};
+        f.lp2.config().serialVersion = {0x02, 0x05, 0x31};
+        frmFlash& s = f.open();
+        EXPECT_EQ(f.main->windowTitle(), "HVN Linkport Toolkit - Application Firmware Flash");
+        EXPECT_EQ(s.findChild<QGroupBox*>("grpLP2VersionInfo")->title(), "HVN Linkport II Information:");
+        EXPECT_EQ(column(s, "tlstFlash", 0), QStringList({"Hardware Version", "Application Firmware Version",
+                                                          "Boot Firmware Version",
+                                                          "Application Firmware Version (Serial IP)"}));
+        EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"3.1", "2.4", "Not Present", "02.05.31"}));
+        EXPECT_FALSE(s.findChild<QComboBox*>("cmbWLPList")->isVisible());
+        // The toolkit's key is there: the built-in file is chosen, unread.
+        EXPECT_EQ(f.selectFileCalls, 0);
+        EXPECT_EQ(f.fileLabel(), "File: C:\\Program Files\\Halvorn\\Linkports\\Flash...\\Linkports\\Flash\\LP2v3i1.0.apf");
+        EXPECT_EQ(column(s, "tlstFileInfo", 0),
+                  QStringList({"Application Firmware Version", "Supported Hardware Version", "Release Date"}));
+        EXPECT_EQ(column(s, "tlstFileInfo", 1), QStringList({"Not Found", "Not Found", "Not Found"}));
+        EXPECT_TRUE(f.beginEnabled());
+        EXPECT_EQ(s.findChild<QPushButton*>("cmdSelectFile")->text(), "Select &File");
+        EXPECT_EQ(s.findChild<QPushButton*>("cmdSelectFile")->toolTip(), "Select File");
+        EXPECT_EQ(s.findChild<QPushButton*>("cmdBeginFlash")->text(), "&Begin Flash");
+
+        // The shell's own list makes this screen for "Application Flash".
+        std::unique_ptr<ChildScreen> made(defaultScreenFactory().children["Application Flash"](f.ctx, *f.main));
+        EXPECT_NE(qobject_cast<frmFlash*>(made.get()), nullptr);
+    }
+    {
+        FlashScreen f("B&B SIP");
+        frmFlash& s = f.open("/CLP");
+        EXPECT_EQ(column(s, "tlstFlash", 0),
+                  QStringList({"Hardware Version", "Application Firmware Version", "Serial Number"}));
+        EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"1.10", "01.07.12", "CL05A12345"}));
+        // No default file for this kind: the select-file dialog opens itself.
+        EXPECT_EQ(f.selectFileCalls, 1);
+        EXPECT_EQ(f.fileLabel(), "File:");
+        EXPECT_FALSE(f.beginEnabled());
+    }
+    {
+        FlashScreen f("WLP");
+        frmFlash& s = f.open();
+        f.clock.runFor(100);
+        auto* list = s.findChild<QComboBox*>("cmbWLPList");
+        EXPECT_TRUE(list->isVisibleTo(&s));
+        ASSERT_EQ(list->count(), 2);
+        EXPECT_EQ(list->currentText(), "Yard (127.0.0.2)");
+        EXPECT_EQ(column(s, "tlstFlash", 0), QStringList({"Wireless Linkport Name", "Serial Number",
+                                                          "Hardware Version", "Application Firmware Version"}));
+        EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"Yard", "WLP0000001", "1.10", "01.07.12"}));
+        EXPECT_EQ(s.flashState(), "3");
+
+        f.ctx.g_intToolkitMode = -1;
+        s.Initialize();
+        EXPECT_EQ(f.main->windowTitle(), "Wireless Linkport Toolkit - Application Firmware Flash");
+        f.clock.runFor(100);
+
+        // Another adapter: written as the driver's choice, read over TCP; no
+        // one answers there.
+        f.prompts.clear();
+        list->setCurrentIndex(0);
+        s.cmbWLPList_Click();
+        f.clock.runFor(100);
+        std::string chosen;
+        f.profiles.getPrivateProfileString("DeviceInformation1", "DeviceParams", "", chosen, 100, "LPIPRP32.INI");
+        EXPECT_EQ(chosen.substr(0, 15), "127.0.0.9:12321");
+        EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"Shop", "S1", "Not Present", "Not Present"}));
+        ASSERT_FALSE(f.prompts.boxes().empty());
+        EXPECT_EQ(f.prompts.boxes()[0].prompt.substr(0, 13), "Error# 10061\r");
+        EXPECT_TRUE(f.main->menuBar()->isEnabled());
+    }
+}
+
+TEST(FlashScreen, SecondGenerationFlashEndsInTheExitReturnDialog)
+{
+    FlashScreen f("LPII SIP");
+    frmFlash& s = f.open();
+    s.SetFileName(f.firmwareFile("fw.apf", firmware("Application", "1.9", "2.0,3.0")));
+    EXPECT_EQ(column(s, "tlstFileInfo", 1), QStringList({"1.9", "2.0,3.0", "2024-05-01"}));
+    EXPECT_TRUE(f.ctx.gbln_FileSelected);
+    const size_t readsBefore = f.commands(209);
+
+    // While the driver flashes: the progress dialog is up, the menus are
+    // locked, and a second Begin Flash does nothing.
+    QString progressText;
+    bool menusDuring = true;
+    f.driver.onCall = [&](const std::string& name) {
+        frmDownloadProgress* progress = s.downloadProgress();
+        if (name != "RP1210_SendCommand" || !progress || !progress->isVisible())
+            return;
+        progressText = progress->findChild<QLabel*>("lblUpdatingFirmware")->text();
+        menusDuring = f.main->menuBar()->isEnabled();
+        s.cmdBeginFlash_Click();
+    };
+    QString message;
+    const int dialogs = withModal<frmExitReturnDialog>(
+        [&] { f.clickBeginFlash(); }, [&](frmExitReturnDialog& d) { message = exitDialogText(d, "cmdFlash"); });
+    EXPECT_EQ(dialogs, 1);
+    EXPECT_EQ(message, kSucceeded);
+    EXPECT_EQ(progressText, "Updating HVN Linkport II Firmware...");
+    EXPECT_FALSE(menusDuring);
+    EXPECT_EQ(f.flashCommands(), 1u);
+    EXPECT_EQ(f.lp2.lastFlashValue(), 2);
+    EXPECT_EQ(s.downloadProgress(), nullptr);
+    EXPECT_TRUE(f.main->menuBar()->isEnabled());
+    EXPECT_FALSE(f.driver.core().clientOpen(0));
+    // "Flash" prepared the screen again: the adapter was read once more.
+    EXPECT_EQ(f.commands(209), readsBefore + 1);
+    EXPECT_TRUE(f.prompts.boxes().empty());
+}
+
+TEST(FlashScreen, SecondGenerationFailuresAndRefusals)
+{
+    FlashScreen f("LPII SIP");
+    frmFlash& s = f.open();
+    const std::string fw = f.firmwareFile("fw.apf", firmware("Application", "1.9", "3.0"));
+    s.SetFileName(fw);
+    f.lp2.config().flashAccepted = false;
+    EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clickBeginFlash(); }, [](frmExitReturnDialog& d) { d.reject(); }),
+              0);
+    ASSERT_EQ(f.prompts.boxes().size(), 1u);
+    const std::string expected = LoadResString(109) + "\r\n\r\nError Code # 150:  \r\nChange mode failed";
+    EXPECT_EQ(f.prompts.boxes()[0].prompt.substr(0, expected.size()), expected);
+    EXPECT_EQ(f.prompts.boxes()[0].title, "HVN Linkport II");
+    EXPECT_EQ(f.prompts.boxes()[0].style, MsgBoxStyle::Exclamation);
+    EXPECT_EQ(f.main->windowTitle(), "HVN Linkport Toolkit - Application Firmware Flash");
+    EXPECT_TRUE(f.selectEnabled());
+    EXPECT_FALSE(f.beginEnabled());
+
+    // Older file, answered No: Select File again, nothing sent.
+    s.SetFileName(f.firmwareFile("old.apf", firmware("Application", "1.2", "3.0")));
+    f.prompts.clear();
+    f.prompts.answer(MsgBoxResult::No);
+    f.clickBeginFlash();
+    EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{LoadResString(105)});
+    EXPECT_EQ(f.flashCommands(), 1u);
+    EXPECT_FALSE(f.driver.core().clientOpen(0)); // the client opened for the flash is closed again
+
+    // A parallel port: refused before anything is sent.
+    s.SetFileName(fw);
+    f.writeWindowsFile("LP2RP32.INI", sim::lp2DriverIni({.deviceParams = "LPT1"}));
+    f.prompts.clear();
+    f.clickBeginFlash();
+    EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{LptRefusalText()});
+    EXPECT_EQ(f.prompts.boxes()[0].style, MsgBoxStyle::Exclamation);
+    EXPECT_EQ(f.flashCommands(), 1u);
+
+    // With the wireless flag set as well, the second-generation flash alone
+    // runs (the flags are tested in that order).
+    f.writeWindowsFile("LP2RP32.INI", sim::lp2DriverIni({.deviceParams = "COM5,9600"}));
+    f.lp2.config().flashAccepted = true;
+    s.SetFileName(fw);
+    f.ctx.g_blnWLPSelected = true;
+    withModal<frmExitReturnDialog>([&] { f.clickBeginFlash(); }, [](frmExitReturnDialog& d) { d.reject(); });
+    EXPECT_EQ(f.flashCommands(), 2u);
+    EXPECT_TRUE(f.tcpSockets.connectAttempts.empty());
+}
+
+TEST(FlashScreen, CompactAndWirelessFlashesStartFromBeginFlash)
+{
+    {
+        FlashScreen f("B&B SIP");
+        f.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM7,N9\r\n");
+        f.pick = f.firmwareFile("cgp.hex", firmware("Firmware", "1.8", "1.10", 12));
+        frmFlash& s = f.open("/CLP");
+        f.prompts.clear();
+        f.clickBeginFlash();
+        EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{"Invalid baud rate... Flash cannot continue!"});
+        EXPECT_EQ(f.prompts.boxes()[0].style, MsgBoxStyle::Critical);
+        EXPECT_EQ(f.compact.startsReceived, 0);
+
+        f.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM7,DEFAULT\r\n");
+        s.SetFileName(f.pick);
+        f.clickBeginFlash();
+        ASSERT_TRUE(s.flashRunning());
+        ASSERT_NE(s.downloadProgress(), nullptr);
+        EXPECT_EQ(s.downloadProgress()->findChild<QLabel*>("lblUpdatingFirmware")->text(),
+                  "Updating Compact Linkport Firmware...");
+        EXPECT_TRUE(s.tmrProgramDevice()->enabled());
+        EXPECT_FALSE(f.main->menuBar()->isEnabled());
+        s.cmdBeginFlash_Click(); // ignored while the records go out
+
+        // The records go out on timer ticks; "Toolkit" in the dialog at the
+        // end leaves for the Summary and unloads this screen safely.
+        QString message;
+        EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clock.runFor(30000); },
+                                                 [&](frmExitReturnDialog& d) { message = exitDialogText(d, "cmdToolkit"); }),
+                  1);
+        EXPECT_EQ(message, kSucceeded);
+        EXPECT_EQ(f.compact.recordsReceived, 13);
+        EXPECT_EQ(f.compact.startsReceived, 1);
+        EXPECT_TRUE(f.main->menuBar()->isEnabled());
+        FlashScreen::flush();
+        EXPECT_TRUE(f.screen.isNull());
+        EXPECT_EQ(f.main->activeChild()->Tag(), "Summary");
+    }
+    {
+        FlashScreen f("WLP");
+        f.pick = f.firmwareFile("wlp.hex", firmware("Wireless Firmware", "1.8", "1.10", 4));
+        frmFlash& s = f.open();
+        f.clock.runFor(100);
+        ASSERT_TRUE(f.beginEnabled());
+        const size_t attempts = f.tcpSockets.connectAttempts.size();
+        f.clickBeginFlash();
+        ASSERT_EQ(f.tcpSockets.connectAttempts.size(), attempts + 1);
+        EXPECT_EQ(f.tcpSockets.connectAttempts.back(), "127.0.0.2:12321");
+        EXPECT_TRUE(s.flashRunning());
+        EXPECT_FALSE(f.main->menuBar()->isEnabled());
+        s.cmdBeginFlash_Click();
+        s.cmbWLPList_Click(); // the socket is the flash's now
+        EXPECT_EQ(f.tcpSockets.connectAttempts.size(), attempts + 1);
+    }
+}
+
+TEST(FlashScreen, ReturningChecksTheChosenFileAgainstTheKind)
+{
+    FlashScreen f("B&B SIP");
+    frmFlash& s = f.open("/CLP");
+    ASSERT_EQ(f.selectFileCalls, 1); // nothing chosen
+    const std::string hex = f.firmwareFile("cgp.hex", firmware("Firmware", "1.8", "1.10"));
+    s.SetFileName(hex);
+    s.Initialize();
+    EXPECT_EQ(f.selectFileCalls, 1);
+    EXPECT_EQ(f.fileLabel().toStdString(), "File: " + ShortenFilePath(hex));
+    EXPECT_TRUE(f.beginEnabled());
+
+    s.SetFileName(f.firmwareFile("odd.Hex", firmware("Firmware", "1.8", "1.10")));
+    s.Initialize();
+    EXPECT_EQ(f.selectFileCalls, 2);
+    EXPECT_FALSE(f.ctx.gbln_FileSelected);
+    EXPECT_EQ(f.fileLabel(), "File:");
+    EXPECT_FALSE(f.beginEnabled());
+
+    // An adapter whose versions could not be read: the checks are skipped.
+    f.compact.setFault(sim::CompactModel::Fault::Silence);
+    f.pick = f.firmwareFile("other.hex", firmware("Firmware", "0.1", "9.9"));
+    f.prompts.clear();
+    s.Initialize();
+    EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"Not Present", "Not Present", "Not Present"}));
+    f.prompts.clear();
+    f.clickBeginFlash();
+    // No 104 for the list that does not hold the adapter: the flash itself
+    // runs and finds no loader.
+    EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{CGPErrorText(2)});
+    EXPECT_EQ(f.preferencesShown, 1);
+    EXPECT_FALSE(s.flashRunning());
+    EXPECT_TRUE(f.main->menuBar()->isEnabled());
+}
+
+TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
+{
+    test::TestContext t;
+    test::qtApp();
+    t.ctx.g_strRegistryKey = kProgramKey;
+    const std::string folder = t.file("firmware");
+    std::filesystem::create_directories(folder + "/older");
+    test::writeFile(folder + "/b.APF", firmware("Application", "2.1", "3.0"));
+    test::writeFile(folder + "/a.apf", firmware("Application", "2.0", "2.0,3.0"));
+    test::writeFile(folder + "/c.Apf", firmware("Application", "2.0", "3.0"));
+    test::writeFile(folder + "/d.hex", firmware("Firmware", "1.0", "1.10"));
+    test::writeFile(folder + "/notes.apf", "[Hex File Information]\r\nReleaseDate=today\r\n");
+    t.setRegistryText(LoadResString(800), "FlashDir", folder);
+
+    std::vector<std::string> chosen;
+    frmSelectFile dialog(t.ctx, FlashKind::LP2, [&](const std::string& path) { chosen.push_back(path); }, nullptr);
+    EXPECT_EQ(dialog.folder().toStdString(), folder);
+    auto* files = dialog.findChild<QListWidget*>("lstFiles");
+    QStringList names;
+    for (int i = 0; i < files->count(); ++i)
+        names << files->item(i)->text();
+    EXPECT_EQ(names, QStringList({"a.apf", "b.APF", "notes.apf"}));
+    EXPECT_EQ(dialog.findChild<QListWidget*>("lstFolders")->item(1)->text(), "older");
+
+    files->setCurrentRow(0);
+    EXPECT_EQ(dialog.findChild<QLabel*>("lblFirmwareVersionValue")->text(), "2.0");
+    EXPECT_EQ(dialog.findChild<QLabel*>("lblFirmwareTypeValue")->text(), "Application");
+    EXPECT_EQ(dialog.findChild<QLabel*>("lblHardwareVersionsValue")->text(), "2.0,3.0");
+    EXPECT_EQ(dialog.findChild<QLabel*>("lblReleaseDateValue")->text(), "2024-05-01");
+
+    auto* name = dialog.findChild<QLineEdit*>("txtFileName");
+    auto ok = [&](const QString& typed) {
+        name->setText(typed);
+        dialog.cmdOK_Click();
+    };
+    ok("");
+    ok("notes.apf");
+    ok("d.hex");
+    EXPECT_EQ(t.prompts.prompts(), (std::vector<std::string>{LoadResString(106), LoadResString(107), LoadResString(108)}));
+    EXPECT_TRUE(chosen.empty());
+    EXPECT_NE(dialog.result(), QDialog::Accepted);
+
+    ok("a.apf");
+    ASSERT_EQ(chosen.size(), 1u);
+    EXPECT_EQ(chosen[0], folder + "/a.apf");
+    EXPECT_EQ(dialog.result(), QDialog::Accepted);
+    EXPECT_EQ(t.registryText(kProgramKey, "LastFlashDir"), folder);
+
+    frmSelectFile compact(t.ctx, FlashKind::CGP, [&](const std::string& path) { chosen.push_back(path); }, nullptr);
+    t.prompts.clear();
+    compact.findChild<QLineEdit*>("txtFileName")->setText("a.apf");
+    compact.cmdOK_Click();
+    EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>{LoadResString(114)});
+    EXPECT_EQ(compact.findChild<QListWidget*>("lstFiles")->count(), 1);
+}
