@@ -11,6 +11,7 @@
 #include <QJsonObject>
 #include <QProcess>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -69,7 +70,8 @@ QString demoFile(const char* name) { return QStringLiteral(LP_DEMO_FIRMWARE_DIR 
 
 // A simulator session in this process, as linkport-sim would start it
 // with these options; linkport finds it through the environment.
-std::unique_ptr<lp::sim::DemoSession> simulator(const std::vector<std::string>& options)
+std::unique_ptr<lp::sim::DemoSession> simulator(const std::vector<std::string>& options,
+                                                const std::function<void(lp::sim::DemoOptions&)>& faults = {})
 {
     lp::sim::SimCommand command;
     std::string error;
@@ -77,6 +79,8 @@ std::unique_ptr<lp::sim::DemoSession> simulator(const std::vector<std::string>& 
         ADD_FAILURE() << error;
         return nullptr;
     }
+    if (faults)
+        faults(command.demo);
 #ifdef LP_TEST_DRIVER_LIBRARY
     command.demo.driverLibrary = LP_TEST_DRIVER_LIBRARY;
 #endif
@@ -185,6 +189,40 @@ TEST(Cli, OlderFileQuestionAndRefusedFlash)
     }
     const CliRun log = linkport(home, {"log", "--json"});
     EXPECT_EQ(log.json["entries"].toArray().size(), 4);
+}
+
+TEST(Cli, RefusedRecordEndsTheFlash)
+{
+    TempDir home;
+    {
+        auto sim = simulator({"--compact", "--select=compact"}, [](lp::sim::DemoOptions& o) {
+            o.compact.setup.push_back([](lp::sim::CompactModel& m) {
+                lp::sim::CompactModel::LoaderFaults faults;
+                faults.refusedRecord = 3;
+                faults.refusedReply = {'X'};
+                m.setLoaderFaults(faults);
+            });
+        });
+        ASSERT_TRUE(sim);
+        const CliRun r = linkport(home, {"--json", "flash", demoFile("CompactLinkport-demo-01.08.12.hex")});
+        EXPECT_EQ(r.code, 1) << r.err;
+        EXPECT_EQ(str(r.json["result"]), "failure");
+        EXPECT_EQ(r.json["records"].toInt(), 2);
+    }
+    {
+        auto sim = simulator({"--wireless", "--select=wireless"}, [](lp::sim::DemoOptions& o) {
+            o.wireless.at(0).setup.push_back([](lp::sim::WirelessModel& m) { m.loaderFaults().refuseRecord = 3; });
+        });
+        ASSERT_TRUE(sim);
+        const CliRun r = linkport(home, {"--json", "flash", demoFile("WirelessLinkport-demo-01.08.12.hex")});
+        EXPECT_EQ(r.code, 1) << r.err;
+        EXPECT_EQ(str(r.json["result"]), "failure");
+        EXPECT_LT(r.json["records"].toInt(), 5);
+        EXPECT_FALSE(r.json["messages"].toArray().isEmpty());
+    }
+    const CliRun log = linkport(home, {"log", "--json"});
+    ASSERT_EQ(log.json["entries"].toArray().size(), 2);
+    EXPECT_EQ(str(log.json["entries"].toArray()[1].toObject()["result"]), "failure");
 }
 
 TEST(Cli, AdapterTestResults)
