@@ -278,10 +278,13 @@ void TcpModelServer::ioLoop()
             while (::read(wakePipe_[0], drain, sizeof drain) > 0) {
             }
         }
-        if (listenAt != 99 && fds[listenAt].revents)
-            acceptClient();
+        // The old connection's last bytes before the new connection that
+        // replaces it: a program that sends, closes and connects again at
+        // once must not lose what it sent last.
         if (clientAt != 99 && fds[clientAt].revents)
             readClient();
+        if (listenAt != 99 && fds[listenAt].revents)
+            acceptClient();
     }
 }
 
@@ -327,8 +330,11 @@ void TcpModelServer::readClient()
     const uint64_t session = clientSession_;
     scheduler_.at(scheduler_.nowUs(), [this, session, bytes = Bytes(buffer, buffer + n)] {
         {
+            // A connection replaced meanwhile still hands over what it
+            // carried: the device hears of the replacement only after these
+            // bytes (its answers to them go nowhere).
             std::lock_guard<std::mutex> lock(mutex_);
-            if (session != deviceSession_ || session != clientSession_)
+            if (session != deviceSession_)
                 return;
         }
         device_.received(bytes);

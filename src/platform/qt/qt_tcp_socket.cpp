@@ -78,6 +78,15 @@ QtTcpSocket::QtTcpSocket(QtHost* host) : qtHost_(host), relay_(std::make_unique<
     QObject::connect(connectTimer_, &QTimer::timeout, relay_.get(), [this] {
         enqueue([this] { onConnectTimeout(); });
     });
+    // A timer rather than a posted call: the loop turns to it without being
+    // woken up, which spares two system calls an event (an answer a record
+    // during a flash).
+    drainTimer_ = new QTimer(relay_.get());
+    drainTimer_->setSingleShot(true);
+    QObject::connect(drainTimer_, &QTimer::timeout, relay_.get(), [this] {
+        drainScheduled_ = false;
+        drain();
+    });
 }
 
 QtTcpSocket::~QtTcpSocket()
@@ -237,10 +246,7 @@ void QtTcpSocket::scheduleDrain(int delayMs)
     if (drainScheduled_)
         return;
     drainScheduled_ = true;
-    QTimer::singleShot(delayMs, relay_.get(), [this] {
-        drainScheduled_ = false;
-        drain();
-    });
+    drainTimer_->start(delayMs);
 }
 
 void QtTcpSocket::drain()

@@ -94,6 +94,7 @@ private:
     QObject* signalContext_ = nullptr; // child of socket_: ends our connections to it
     bool qtConnected_ = false;         // Qt reported the connection (errors read differently after)
     QTimer* connectTimer_ = nullptr;
+    QTimer* drainTimer_ = nullptr; // runs drain() once messages run
     // Context of every queued call: destroying it drops what is still queued.
     std::unique_ptr<QObject> relay_;
 };
