@@ -91,7 +91,8 @@ std::deque<Bytes> piecesFrom(const uint8_t* data, size_t size)
     std::deque<Bytes> pieces;
     size_t at = 0;
     while (at < size && pieces.size() < 64) {
-        size_t n = std::min<size_t>(data[at++] % 48, size - at);
+        const size_t wanted = data[at++] % 48;
+        const size_t n = std::min<size_t>(wanted, size - at);
         pieces.emplace_back(data + at, data + at + n);
         at += n;
     }

@@ -116,9 +116,22 @@ def replies():
     put("fuzz_adapter_replies", "compact_loader", pieces(b"", b"", b"", b"", b"", b"????"))
 
 
+def compact_flash():
+    def pieces(*ps):
+        out = bytes([0])  # no refused call
+        for gap, p in ps:
+            out += bytes([gap, len(p)]) + p
+        return out
+    put("fuzz_compact_flash", "loader_then_acks",
+        pieces((5, b"????"), *[(1, b"#")] * 8))
+    put("fuzz_compact_flash", "application_answers", pieces((1, b"!"), (10, b"????"), (2, b"####")))
+    put("fuzz_compact_flash", "refused_record", pieces((5, b"????"), (1, b"#"), (1, b"?")))
+
+
 if __name__ == "__main__":
     firmware()
     ini()
     reg()
     pe()
     replies()
+    compact_flash()
