@@ -1,6 +1,7 @@
 #include "flash/flash_log.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
@@ -21,6 +22,9 @@ namespace lp {
 
 std::string FlashLogPath()
 {
+    // Another file for this run (tests keep theirs out of the user's).
+    if (const char* path = std::getenv("LINKPORT_FLASH_LOG"); path && *path)
+        return path;
     const std::string folder = userDataFolder();
     if (folder.empty())
         return {};

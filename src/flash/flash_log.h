@@ -40,7 +40,8 @@ struct FlashLogEntry {
     std::string versionAfter;
 };
 
-// <userDataFolder()>/flash-log.jsonl; empty when there is no data folder.
+// $LINKPORT_FLASH_LOG when set, else <userDataFolder()>/flash-log.jsonl;
+// empty when there is no data folder.
 std::string FlashLogPath();
 // The current time as the log writes it.
 std::string FlashLogTimeNow();

@@ -16,6 +16,7 @@
 
 #include "core/vb_text.h"
 #include "firmware/firmware_header.h"
+#include "flash/sha256.h"
 #include "flash/compact_flash.h"
 #include "flash/frmDownloadProgress.h"
 #include "flash/frmSelectFile.h"
@@ -500,6 +501,75 @@ void frmFlash::afterFlashStep()
     const bool wirelessRunning = wireless_ && wireless_->active();
     if (!inFlash_ && !compactRunning && !wirelessRunning)
         releaseFlashLock();
+    noteFlashEnd();
+}
+
+void frmFlash::beginFlashLog()
+{
+    Context& c = ctx();
+    FlashLogEntry& e = flashLog_;
+    e = FlashLogEntry{};
+    e.time = FlashLogTimeNow();
+    e.source = "gui";
+    e.adapterKind = FlashKindText(kind_);
+    e.adapterIdentity = kind_ == FlashKind::LP2   ? c.g_strLP2Port
+                        : kind_ == FlashKind::CGP ? adapterRow(3)
+                                                  : adapterRow(1) + " (" + c.g_strWLPSelectedIP + ")";
+    e.hardwareBefore = adapterRow(hardwareRow(kind_));
+    e.applicationBefore = adapterRow(applicationRow(kind_));
+    if (kind_ == FlashKind::LP2)
+        e.bootBefore = adapterRow(3);
+    e.filePath = c.g_strFlashFileName;
+    e.fileSha256 = Sha256OfFile(e.filePath).value_or("");
+    const FirmwareFileHeader header = ReadFirmwareFileHeader(c, e.filePath);
+    e.fileFirmwareVersion = header.FirmwareVersion;
+    e.fileFirmwareType = header.FirmwareType;
+    e.fileReleaseDate = header.ReleaseDate;
+    e.fileHardwareVersions = header.HardwareVersions;
+    flashLogStartTick_ = c.ports.host ? c.ports.host->tickCount() : 0;
+    flashLogOpen_ = true;
+}
+
+void frmFlash::endFlashLog(const std::string& result, int64_t records, std::vector<FlashLogMessage> messages,
+                           const std::string& versionAfter)
+{
+    if (!flashLogOpen_)
+        return;
+    flashLogOpen_ = false;
+    Context& c = ctx();
+    flashLog_.result = result;
+    flashLog_.recordsSent = records;
+    flashLog_.messages = std::move(messages);
+    flashLog_.versionAfter = versionAfter;
+    if (c.ports.host)
+        flashLog_.seconds = (c.ports.host->tickCount() - flashLogStartTick_) / 1000.0;
+    std::string error;
+    // The flash has happened either way; a log that cannot be written is
+    // only worth a line in the trace.
+    if (!AppendFlashLog(flashLog_, FlashLogPath(), &error))
+        log("flash log not written: " + error);
+}
+
+void frmFlash::noteFlashEnd()
+{
+    if (!flashLogOpen_)
+        return;
+    const std::string title = FlashProgramTitle(ctx());
+    if (kind_ == FlashKind::CGP && compact_ && compact_->result().finished) {
+        const CompactFlashResult& r = compact_->result();
+        std::vector<FlashLogMessage> messages;
+        if (r.succeeded)
+            messages.push_back({FlashSucceededText(), title});
+        else if (r.errorCode != 0)
+            messages.push_back({CGPErrorText(r.errorCode), title});
+        endFlashLog(r.succeeded ? "success" : "failure", r.recordsSent, messages, {});
+    } else if (kind_ == FlashKind::WLP && wireless_ && wirelessFlashing_ && wireless_->result().finished()) {
+        const WirelessFlashResult& r = wireless_->result();
+        std::vector<FlashLogMessage> messages;
+        for (const std::string& text : r.messages)
+            messages.push_back({text, title});
+        endFlashLog(r.succeeded() ? "success" : "failure", r.recordsSent, messages, r.versionAfter);
+    }
 }
 
 // ---------------------------------------------------------------- the file
@@ -646,7 +716,10 @@ void frmFlash::FlashLP2()
     setMainWindowEnabled(false);
     int16_t driverResult = 0;
     const FlashProgressCalls progress{[this] { showProgressDialog(); }, [this] { unloadProgressDialog(); }};
+    beginFlashLog();
     const bool flashed = LP2SendFlashStart(c, 2, path, port, progress, &driverResult);
+    endFlashLog(flashed ? "success" : "failure", 0,
+                {{flashed ? FlashSucceededText() : LoadResString(109), FlashProgramTitle(c)}}, {});
     setMainWindowEnabled(true);
     inFlash_ = false;
 
@@ -704,7 +777,9 @@ void frmFlash::FlashCGP()
     inFlash_ = true;
     lockForFlash();
     setPointer(11);
+    beginFlashLog();
     const bool transferring = compact_->start(port, path);
+    noteFlashEnd();
     inFlash_ = false;
     if (!transferring)
         releaseFlashLock();
@@ -741,7 +816,9 @@ void frmFlash::FlashWLP()
     inFlash_ = true;
     lockForFlash();
     wirelessFlashing_ = true;
+    beginFlashLog();
     const bool running = wireless_->beginFlash(c.g_strWLPSelectedIP, c.g_strFlashFileName);
+    noteFlashEnd();
     inFlash_ = false;
     if (!running)
         releaseFlashLock();

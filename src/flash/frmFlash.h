@@ -19,6 +19,7 @@
 #include <string>
 
 #include "flash/flash_checks.h"
+#include "flash/flash_log.h"
 #include "flash/frmDownloadProgress.h"
 #include "platform/host.h"
 #include "platform/serial_port.h"
@@ -127,6 +128,13 @@ private:
     // flash frees the menus whatever way it ended.
     void afterFlashStep();
 
+    // The flash log: an entry opened when a flash starts (the checks
+    // passed) and written when it ends, whichever way.
+    void beginFlashLog();
+    void endFlashLog(const std::string& result, int64_t records, std::vector<FlashLogMessage> messages,
+                     const std::string& versionAfter);
+    void noteFlashEnd();
+
     void setAdapterRow(int row, const std::string& value);
     void setFileRow(int row, const std::string& value);
     void setPointer(int pointer);
@@ -143,6 +151,9 @@ private:
     bool wirelessFlashing_ = false; // the wireless exchange is a flash, not a read
     bool unloadPending_ = false;
     bool destroying_ = false;
+    bool flashLogOpen_ = false;
+    FlashLogEntry flashLog_;
+    int32_t flashLogStartTick_ = 0;
 
     QGroupBox* grpLP2VersionInfo_ = nullptr;
     QComboBox* cmbWLPList_ = nullptr;

@@ -48,6 +48,7 @@ CliRun linkport(const TempDir& home, QStringList args)
     ensureCoreApplication();
     QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove("LINKPORT_FLASH_LOG");
     env.insert("XDG_DATA_HOME", QString::fromStdString(home.file("data")));
     env.insert("XDG_CONFIG_HOME", QString::fromStdString(home.file("config")));
     p.setProcessEnvironment(env);
