@@ -99,7 +99,9 @@ void handler(QtMsgType type, const QMessageLogContext& context, const QString& m
             }
         }
     }
-    if (!written || type >= QtWarningMsg) {
+    // QtInfoMsg sorts above QtWarningMsg in the enum, so name the serious kinds.
+    const bool serious = type == QtWarningMsg || type == QtCriticalMsg || type == QtFatalMsg;
+    if (!written || serious) {
         std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);
         std::fflush(stderr);
     }
