@@ -362,6 +362,9 @@ void WirelessFlash::step(const Bytes& data)
 void WirelessFlash::stepFour()
 {
     DelayMilliseconds(ctx_, kBeforeReadyAskMs);
+    // Whatever the adapter said on connecting is no answer to "!!!!".
+    pending_.clear();
+    TCPSocket.getData();
     send(kReadyAsk, "!!!!");
     setState("5");
 }
