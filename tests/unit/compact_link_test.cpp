@@ -164,6 +164,8 @@ TEST_F(CompactLink, WakeBroadcastGoesOutAtEveryRate)
         EXPECT_EQ(byte, (Bytes{0x5E, 0x02, 0x01, 0x01, 0x9E}[i % 5]));
         EXPECT_LT(at, int64_t(i / 5) * 50000 + 6000); // each frame inside its 50 ms
     }
+    // Closed while the recorder lives: the fixture's port would tell it on the way out.
+    connection->setPortOpen(false);
 }
 
 TEST_F(CompactLink, SecondLookFindsALoaderAt57600)
