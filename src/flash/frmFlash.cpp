@@ -655,6 +655,12 @@ bool frmFlash::gbln_FlashVerificationChecks()
     const FlashCheckOutcome outcome = lp::gbln_FlashVerificationChecks(ctx(), kind_, values);
     if (outcome.enableSelectFile)
         cmdSelectFile_->setEnabled(true);
+    if (!outcome.passed) {
+        // An attempt the checks stopped is still an attempt: the workshop's
+        // log shows that the file was refused or declined, not silence.
+        beginFlashLog();
+        endFlashLog("cancelled", 0, {{"Stopped by the pre-flash checks", FlashProgramTitle(ctx())}}, {});
+    }
     return outcome.passed;
 }
 
