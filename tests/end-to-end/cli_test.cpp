@@ -26,15 +26,6 @@ namespace {
 
 using lp::test::TempDir;
 
-void ensureCoreApplication()
-{
-    static int argc = 1;
-    static char name[] = "cli_test";
-    static char* argv[] = {name, nullptr};
-    if (!QCoreApplication::instance())
-        new QCoreApplication(argc, argv);
-}
-
 struct CliRun {
     int code = -1;
     QJsonObject json;
@@ -45,7 +36,6 @@ struct CliRun {
 // not a terminal, as in a script.
 CliRun linkport(const TempDir& home, QStringList args)
 {
-    ensureCoreApplication();
     QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.remove("LINKPORT_FLASH_LOG");

@@ -17,6 +17,7 @@
 #include "ports/pty_bridge.h"
 #include "ports/recording_screens.h"
 #include "ports/scripted_prompts.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -24,47 +25,12 @@ using namespace lp::sim;
 
 namespace {
 
-void ensureCoreApplication()
-{
-    if (QCoreApplication::instance())
-        return;
-    static int argc = 1;
-    static char name[] = "end_to_end_tests";
-    static char* argv[] = {name, nullptr};
-    static QCoreApplication* app = new QCoreApplication(argc, argv);
-    (void)app;
-}
-
-// Sets an environment variable for one test and puts the old value back.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const std::string& value) : name_(name)
-    {
-        if (const char* old = std::getenv(name)) {
-            had_ = true;
-            old_ = old;
-        }
-        setenv(name, value.c_str(), 1);
-    }
-    ~ScopedEnv()
-    {
-        if (had_)
-            setenv(name_, old_.c_str(), 1);
-        else
-            unsetenv(name_);
-    }
-
-private:
-    const char* name_;
-    bool had_ = false;
-    std::string old_;
-};
+using lp::test::ScopedEnv;
 
 } // namespace
 
 TEST(CompactEndToEnd, ReadsTheIdentityThroughAPseudoTerminal)
 {
-    ensureCoreApplication();
     CompactModel adapter; // asleep at 57600 until the wake broadcast reaches it
     PtyBridge bridge(adapter);
     std::string error;

@@ -20,6 +20,7 @@
 #include "ports/pty_bridge.h"
 #include "ports/recording_screens.h"
 #include "ports/scripted_prompts.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -27,40 +28,7 @@ using namespace lp::sim;
 
 namespace {
 
-void ensureCoreApplication()
-{
-    if (QCoreApplication::instance())
-        return;
-    static int argc = 1;
-    static char name[] = "end_to_end_tests";
-    static char* argv[] = {name, nullptr};
-    static QCoreApplication* app = new QCoreApplication(argc, argv);
-    (void)app;
-}
-
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const std::string& value) : name_(name)
-    {
-        if (const char* old = std::getenv(name)) {
-            had_ = true;
-            old_ = old;
-        }
-        setenv(name, value.c_str(), 1);
-    }
-    ~ScopedEnv()
-    {
-        if (had_)
-            setenv(name_, old_.c_str(), 1);
-        else
-            unsetenv(name_);
-    }
-
-private:
-    const char* name_;
-    bool had_ = false;
-    std::string old_;
-};
+using lp::test::ScopedEnv;
 
 // The flash screen's part, with `tmrProgramDevice` a real host timer.
 struct TimerScreen final : CompactFlashScreen {
@@ -84,7 +52,6 @@ struct TimerScreen final : CompactFlashScreen {
 
 TEST(CompactFlashEndToEnd, FlashesA64KiBImageThroughAPseudoTerminal)
 {
-    ensureCoreApplication();
     CompactModel::Config config;
     config.baud = 115200; // the application sleeps at the rate "P1" names
     CompactModel adapter(config);

@@ -41,6 +41,7 @@
 #include "ports/scripted_prompts.h"
 #include "settings/modRegistry.h"
 #include "shell/string_table.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -49,36 +50,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-void ensureCoreApplication()
-{
-    if (QCoreApplication::instance())
-        return;
-    static int argc = 1;
-    static char name[] = "end_to_end_tests";
-    static char* argv[] = {name, nullptr};
-    new QCoreApplication(argc, argv);
-}
-
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const std::string& value) : name_(name)
-    {
-        if (const char* old = std::getenv(name))
-            old_ = old;
-        setenv(name, value.c_str(), 1);
-    }
-    ~ScopedEnv()
-    {
-        if (old_)
-            setenv(name_, old_->c_str(), 1);
-        else
-            unsetenv(name_);
-    }
-
-private:
-    const char* name_;
-    std::optional<std::string> old_;
-};
+using lp::test::ScopedEnv;
 
 // A child process (linkport-sim unless told), its stdout and stderr read
 // through pipes.
@@ -221,7 +193,6 @@ std::string prevAdapter(const std::string& registryFile)
 
 TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
 {
-    ensureCoreApplication();
     test::TempDir dir;
     SimProcess sim({"--dosdevices", dir.file("dos"), "--lp2=COM3", "--lp2-hardware=3.1", "--lp2-application=2.4",
                     "--lp2-boot=255.255", "--lp2-connect-error=J1708:443", "--compact=COM8", "--compact-hardware",

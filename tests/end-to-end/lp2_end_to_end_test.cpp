@@ -22,6 +22,7 @@
 #include "ports/pty_bridge.h"
 #include "ports/recording_screens.h"
 #include "ports/scripted_prompts.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -29,40 +30,7 @@ using namespace lp::sim;
 
 namespace {
 
-void ensureCoreApplication()
-{
-    if (QCoreApplication::instance())
-        return;
-    static int argc = 1;
-    static char name[] = "end_to_end_tests";
-    static char* argv[] = {name, nullptr};
-    static QCoreApplication* app = new QCoreApplication(argc, argv);
-    (void)app;
-}
-
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const std::string& value) : name_(name)
-    {
-        if (const char* old = std::getenv(name)) {
-            had_ = true;
-            old_ = old;
-        }
-        setenv(name, value.c_str(), 1);
-    }
-    ~ScopedEnv()
-    {
-        if (had_)
-            setenv(name_, old_.c_str(), 1);
-        else
-            unsetenv(name_);
-    }
-
-private:
-    const char* name_;
-    bool had_ = false;
-    std::string old_;
-};
+using lp::test::ScopedEnv;
 
 struct Lp2EndToEnd : ::testing::Test {
     test::TempDir dir;
@@ -76,7 +44,6 @@ struct Lp2EndToEnd : ::testing::Test {
     Rp1210Library library{"LP2RP32", [this] { return profiles.windowsDirectory(); }, &log};
     Context ctx;
 
-    static void SetUpTestSuite() { ensureCoreApplication(); }
     Lp2EndToEnd()
     {
         std::filesystem::create_directories(windows);

@@ -37,24 +37,6 @@ using namespace lp::sim;
 
 namespace {
 
-// Widgets need a QApplication, made before any test of this program makes a
-// plain QCoreApplication.
-class WidgetsEnvironment final : public ::testing::Environment {
-public:
-    void SetUp() override
-    {
-        if (QCoreApplication::instance())
-            return;
-        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-            qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "end_to_end_tests";
-        static char* argv[] = {name, nullptr};
-        new QApplication(argc, argv);
-    }
-};
-[[maybe_unused]] auto* const widgets = ::testing::AddGlobalTestEnvironment(new WidgetsEnvironment);
-
 // Calls `onDialog` with each modal dialog of type T that comes up while
 // `action` runs; it must close the dialog.
 template <class T> void whileModal(const std::function<void()>& action, const std::function<void(T&)>& onDialog)

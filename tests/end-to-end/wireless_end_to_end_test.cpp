@@ -26,17 +26,6 @@ const Bytes kAskIdentity{0x5E, 0x02, 0x0D, 0x01, 0x92};
 const Bytes kAskHexVersion{0x5E, 0x02, 0x0D, 0x02, 0x91};
 const Bytes kAskDecimalVersion{0x5E, 0x02, 0x0D, 0x03, 0x90};
 
-void ensureCoreApplication()
-{
-    if (QCoreApplication::instance())
-        return;
-    static int argc = 1;
-    static char name[] = "end_to_end_tests";
-    static char* argv[] = {name, nullptr};
-    static QCoreApplication* app = new QCoreApplication(argc, argv);
-    (void)app;
-}
-
 // A socket whose handlers do what the screens do, and note any event that
 // reached them inside a delay of the host (which must never happen).
 struct Watched {
@@ -68,7 +57,6 @@ struct Watched {
 
 TEST(WirelessEndToEnd, TwoAdaptersAnswerTheQtSocketOnLoopback)
 {
-    ensureCoreApplication();
     WirelessAdapterConfig first;
     first.identityText = "01.04.0007";
     WirelessAdapterConfig second;
@@ -133,7 +121,6 @@ TEST(WirelessEndToEnd, TwoAdaptersAnswerTheQtSocketOnLoopback)
 
 TEST(WirelessEndToEnd, RefusedAndDroppedConnectionsReportClassicErrors)
 {
-    ensureCoreApplication();
     WirelessModel model;
     model.setFault(WirelessFault::RefuseConnections);
     EXPECT_FALSE(TcpModelServer(model, "192.168.1.20").start());

@@ -11,7 +11,7 @@ QApplication& qtApp()
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     static int argc = 1;
-    static char name[] = "screen_tests";
+    static char name[] = "linkport_tests";
     static char* argv[] = {name, nullptr};
     static QApplication* app = new QApplication(argc, argv); // never destroyed: widgets may outlive tests
     return *app;
