@@ -23,6 +23,7 @@
 #include <string>
 
 #include "core/context.h"
+#include "flash/flash_progress_screen.h"
 #include "firmware/firmware_line_reader.h"
 #include "platform/serial_port.h"
 
@@ -30,31 +31,15 @@ namespace lp {
 
 // What the flash procedure needs of the flash screen (`frmFlash` and its
 // `frmDownloadProgress`).
-class CompactFlashScreen {
+class CompactFlashScreen : public FlashProgressScreen {
 public:
-    virtual ~CompactFlashScreen() = default;
-
-    // frmDownloadProgress: shown modeless once the transfer starts, unloaded
-    // at every end.
-    virtual void showProgressDialog() = 0;
-    virtual void unloadProgressDialog() = 0;
-    virtual void setProgressMaximum(int32_t maximum) = 0;
-    virtual void setProgressValue(int32_t value) = 0;
-
     // `tmrProgramDevice`: while enabled, its ticks call CompactFlash::tick()
     // (interval CompactFlash::kProgramDeviceIntervalMs).
     virtual void setProgramDeviceTimerEnabled(bool enabled) = 0;
 
-    // The mouse pointer: 0 default, 11 hourglass.
+    // The pointer in use, so an error can put back the default only where the
+    // hourglass shows.
     virtual int mousePointer() const = 0;
-    virtual void setMousePointer(int pointer) = 0;
-
-    // frmExitReturnDialog with this message text, shown modally.
-    virtual void showExitReturnDialog(const std::string& text) = 0;
-
-    // After a failed transfer: the screen becomes ready for another file and
-    // another attempt.
-    virtual void returnToReadyState() = 0;
 };
 
 // How a flash went, for the flash log and the command line.

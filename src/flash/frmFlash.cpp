@@ -127,12 +127,13 @@ private:
     frmFlash& screen_;
 };
 
-class frmFlash::CompactScreen final : public CompactFlashScreen {
+// The part of the screen that both line-by-line flashes share: the progress
+// dialog, the pointer and the two endings. Every end of a transfer frees the
+// screen for the next change.
+template <class Interface> class frmFlash::ProgressScreen : public Interface {
 public:
-    explicit CompactScreen(frmFlash& screen) : s_(screen) {}
+    explicit ProgressScreen(frmFlash& screen) : s_(screen) {}
     void showProgressDialog() override { s_.showProgressDialog(); }
-    // Every end of a transfer unloads the dialog: the screen changes are
-    // free again from there on.
     void unloadProgressDialog() override
     {
         s_.unloadProgressDialog();
@@ -148,14 +149,6 @@ public:
         if (frmDownloadProgress* p = s_.downloadProgress())
             p->setProgressValue(value);
     }
-    void setProgramDeviceTimerEnabled(bool enabled) override
-    {
-        if (HostTimer* t = s_.tmrProgramDevice()) {
-            t->setInterval(CompactFlash::kProgramDeviceIntervalMs);
-            t->setEnabled(enabled);
-        }
-    }
-    int mousePointer() const override { return s_.pointer_; }
     void setMousePointer(int pointer) override { s_.setPointer(pointer); }
     void showExitReturnDialog(const std::string& text) override
     {
@@ -168,29 +161,26 @@ public:
         s_.returnToReadyState();
     }
 
-private:
+protected:
     frmFlash& s_;
 };
 
-class frmFlash::WirelessScreen final : public WirelessFlashScreen {
+class frmFlash::CompactScreen final : public ProgressScreen<CompactFlashScreen> {
 public:
-    explicit WirelessScreen(frmFlash& screen) : s_(screen) {}
-    void showProgressDialog() override { s_.showProgressDialog(); }
-    void unloadProgressDialog() override
+    using ProgressScreen::ProgressScreen;
+    void setProgramDeviceTimerEnabled(bool enabled) override
     {
-        s_.unloadProgressDialog();
-        s_.releaseFlashLock();
+        if (HostTimer* t = s_.tmrProgramDevice()) {
+            t->setInterval(CompactFlash::kProgramDeviceIntervalMs);
+            t->setEnabled(enabled);
+        }
     }
-    void setProgressMaximum(int32_t maximum) override
-    {
-        if (frmDownloadProgress* p = s_.downloadProgress())
-            p->setProgressMaximum(maximum);
-    }
-    void setProgressValue(int32_t value) override
-    {
-        if (frmDownloadProgress* p = s_.downloadProgress())
-            p->setProgressValue(value);
-    }
+    int mousePointer() const override { return s_.pointer_; }
+};
+
+class frmFlash::WirelessScreen final : public ProgressScreen<WirelessFlashScreen> {
+public:
+    using ProgressScreen::ProgressScreen;
     void setHardFlashTimerEnabled(bool enabled) override
     {
         if (HostTimer* t = s_.tmrWLPHardFlash()) {
@@ -213,21 +203,7 @@ public:
             break;
         }
     }
-    void setMousePointer(int pointer) override { s_.setPointer(pointer); }
     void endReconnectWait() override { s_.releaseFlashLock(); }
-    void showExitReturnDialog(const std::string& text) override
-    {
-        s_.releaseFlashLock();
-        s_.showExitReturnDialog(text);
-    }
-    void returnToReadyState() override
-    {
-        s_.releaseFlashLock();
-        s_.returnToReadyState();
-    }
-
-private:
-    frmFlash& s_;
 };
 
 // ---------------------------------------------------------------- the form

@@ -98,6 +98,7 @@ protected:
     bool event(QEvent* event) override;
 
 private:
+    template <class Interface> class ProgressScreen;
     class CompactScreen;
     class WirelessScreen;
     // Holds the screen while a handler runs: an unload that comes meanwhile

@@ -42,6 +42,7 @@
 #include <vector>
 
 #include "core/context.h"
+#include "flash/flash_progress_screen.h"
 #include "firmware/firmware_line_reader.h"
 #include "platform/tcp_socket.h"
 
@@ -56,17 +57,8 @@ enum class WirelessValue {
 
 // What the wireless flash needs of the flash screen (`frmFlash` and its
 // `frmDownloadProgress`).
-class WirelessFlashScreen {
+class WirelessFlashScreen : public FlashProgressScreen {
 public:
-    virtual ~WirelessFlashScreen() = default;
-
-    // frmDownloadProgress: shown by the transfer's preparation, unloaded at
-    // every end.
-    virtual void showProgressDialog() = 0;
-    virtual void unloadProgressDialog() = 0;
-    virtual void setProgressMaximum(int32_t maximum) = 0;
-    virtual void setProgressValue(int32_t value) = 0;
-
     // `tmrWLPHardFlash`: while enabled, its ticks call
     // WirelessFlash::hardFlashTick() (interval kHardFlashIntervalMs).
     virtual void setHardFlashTimerEnabled(bool enabled) = 0;
@@ -74,19 +66,9 @@ public:
     // A row of `tlstFlash` read from the adapter.
     virtual void showAdapterValue(WirelessValue which, const std::string& text) = 0;
 
-    // The mouse pointer: 0 default, 11 hourglass.
-    virtual void setMousePointer(int pointer) = 0;
-
     // The reconnect after the flash is over, successful or not: the main
     // window is enabled again and the waiting dialog unloaded.
     virtual void endReconnectWait() = 0;
-
-    // frmExitReturnDialog with this message text, shown modally.
-    virtual void showExitReturnDialog(const std::string& text) = 0;
-
-    // After a failed flash: the screen becomes ready for another file and
-    // another attempt (Select File enabled).
-    virtual void returnToReadyState() = 0;
 };
 
 enum class WirelessFlashOutcome {
