@@ -34,6 +34,12 @@
 // Built with LP2SIM_WITHOUT_HARDWARE_STATUS it lacks that one entry point
 // (for the tests of a driver that misses one).
 
+#ifdef _WIN32
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#else
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -41,6 +47,7 @@
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
+#endif
 
 #include <algorithm>
 #include <chrono>
@@ -58,7 +65,12 @@
 #include "platform/serial_port_map.h"
 #include "platform/windows_directory.h"
 
+// Windows: the .def file beside this source names the exports.
+#ifdef _WIN32
+#define LP2SIM_EXPORT extern "C"
+#else
 #define LP2SIM_EXPORT extern "C" __attribute__((visibility("default")))
+#endif
 
 namespace {
 
@@ -68,6 +80,21 @@ using lp::sim::Lp2DriverSettings;
 
 const char* const kConfigName = "LP2SIM.INI";
 
+#ifdef _WIN32
+// The folder this library was loaded from.
+std::string ownFolder()
+{
+    HMODULE self = nullptr;
+    if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                            reinterpret_cast<LPCSTR>(&ownFolder), &self))
+        return {};
+    char path[MAX_PATH] = {};
+    DWORD n = GetModuleFileNameA(self, path, MAX_PATH);
+    if (n == 0 || n >= MAX_PATH)
+        return {};
+    return std::filesystem::path(std::string(path, n)).parent_path().string();
+}
+#else
 speed_t speedOfBaud(int baud)
 {
     switch (baud) {
@@ -90,6 +117,7 @@ std::string ownFolder()
         return {};
     return std::filesystem::path(info.dli_fname).parent_path().string();
 }
+#endif
 
 class Config {
 public:
@@ -137,6 +165,46 @@ public:
     SerialAdapter(std::string port, int baud, int timeoutMs) : port_(std::move(port)), baud_(baud), timeoutMs_(timeoutMs) {}
     ~SerialAdapter() override { releasePort(); }
 
+#ifdef _WIN32
+    bool acquirePort() override
+    {
+        if (line_ != INVALID_HANDLE_VALUE)
+            return true;
+        std::string path = port_;
+        if (!path.empty() && (path[0] == 'C' || path[0] == 'c'))
+            path = lp::devicePathForPort(lp::portOfDeviceName(port_));
+        if (path.empty())
+            return false;
+        // No sharing: while a client is open the program's own open of the
+        // port is refused, as with the maker's driver.
+        HANDLE line = CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        if (line == INVALID_HANDLE_VALUE)
+            return false;
+        DCB dcb{};
+        dcb.DCBlength = sizeof dcb;
+        if (GetCommState(line, &dcb)) {
+            dcb.BaudRate = static_cast<DWORD>(baud_);
+            dcb.ByteSize = 8;
+            dcb.Parity = NOPARITY;
+            dcb.StopBits = ONESTOPBIT;
+            dcb.fBinary = TRUE;
+            dcb.fOutxCtsFlow = dcb.fOutxDsrFlow = FALSE;
+            dcb.fOutX = dcb.fInX = FALSE;
+            SetCommState(line, &dcb);
+        }
+        line_ = line;
+        return true;
+    }
+
+    void releasePort() override
+    {
+        if (line_ == INVALID_HANDLE_VALUE)
+            return;
+        CloseHandle(line_);
+        line_ = INVALID_HANDLE_VALUE;
+    }
+
+#else
     bool acquirePort() override
     {
         if (fd_ >= 0)
@@ -176,6 +244,7 @@ public:
         ::close(fd_);
         fd_ = -1;
     }
+#endif
 
     std::optional<std::array<uint8_t, 6>> readVersions() override
     {
@@ -190,6 +259,44 @@ public:
     }
 
 private:
+#ifdef _WIN32
+    // Sends a request and waits for one whole reply frame.
+    std::optional<Bytes> exchange(const Bytes& request)
+    {
+        if (line_ == INVALID_HANDLE_VALUE)
+            return std::nullopt;
+        PurgeComm(line_, PURGE_RXCLEAR);
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs_);
+        DWORD written = 0;
+        if (!WriteFile(line_, request.data(), static_cast<DWORD>(request.size()), &written, nullptr)
+            || written != request.size())
+            return std::nullopt;
+        Bytes received;
+        for (;;) {
+            // Anything before a reply's first byte is line noise.
+            while (!received.empty() && received[0] != 0x5F)
+                received.erase(received.begin());
+            if (size_t length = lp::sim::lp2ReplyLength(received); length > 0)
+                return Bytes(received.begin(), received.begin() + static_cast<std::ptrdiff_t>(length));
+            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            if (left.count() <= 0)
+                return std::nullopt;
+            // Return as soon as anything arrives, or when the time is up.
+            COMMTIMEOUTS timeouts{};
+            timeouts.ReadIntervalTimeout = MAXDWORD;
+            timeouts.ReadTotalTimeoutMultiplier = MAXDWORD;
+            timeouts.ReadTotalTimeoutConstant = static_cast<DWORD>(left.count());
+            SetCommTimeouts(line_, &timeouts);
+            uint8_t buffer[256];
+            DWORD n = 0;
+            if (!ReadFile(line_, buffer, sizeof buffer, &n, nullptr))
+                return std::nullopt;
+            if (n > 0 && received.size() < 4096)
+                received.insert(received.end(), buffer, buffer + n);
+        }
+    }
+
+#else
     // Sends a request and waits for one whole reply frame.
     std::optional<Bytes> exchange(const Bytes& request)
     {
@@ -226,11 +333,16 @@ private:
                 received.insert(received.end(), buffer, buffer + n);
         }
     }
+#endif
 
     std::string port_;
     int baud_;
     int timeoutMs_;
+#ifdef _WIN32
+    HANDLE line_ = INVALID_HANDLE_VALUE;
+#else
     int fd_ = -1;
+#endif
 };
 
 class SimDriver {

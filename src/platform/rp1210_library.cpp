@@ -83,12 +83,14 @@ private:
 
 size_t room(int16_t declared) { return declared > 0 ? static_cast<size_t>(declared) : 0; }
 
+#ifndef _WIN32
 std::string lowered(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return text;
 }
+#endif
 
 } // namespace
 
@@ -234,7 +236,7 @@ DriverResult Rp1210Library::clientConnect(intptr_t windowHandle, int16_t deviceI
                                           int32_t txBufferSize, int32_t rcvBufferSize,
                                           int16_t isAppPacketizingIncomingMsgs)
 {
-    auto fn = reinterpret_cast<RP1210_ClientConnect_t>(entry(Connect));
+    auto fn = reinterpret_cast<RP1210_ClientConnect_t>(entry(kConnect));
     if (!fn)
         return std::nullopt;
     CallBuffer text(toDriverText(protocol), 0);
@@ -246,7 +248,7 @@ DriverResult Rp1210Library::clientConnect(intptr_t windowHandle, int16_t deviceI
 
 DriverResult Rp1210Library::clientDisconnect(int16_t clientId)
 {
-    auto fn = reinterpret_cast<RP1210_ClientDisconnect_t>(entry(Disconnect));
+    auto fn = reinterpret_cast<RP1210_ClientDisconnect_t>(entry(kDisconnect));
     if (!fn)
         return std::nullopt;
     return static_cast<int16_t>(fn(clientId));
@@ -255,7 +257,7 @@ DriverResult Rp1210Library::clientDisconnect(int16_t clientId)
 DriverResult Rp1210Library::sendMessage(int16_t clientId, std::string& message, int16_t messageSize,
                                         int16_t notifyStatusOnTx, int16_t blockOnSend)
 {
-    auto fn = reinterpret_cast<RP1210_SendMessage_t>(entry(SendMessage));
+    auto fn = reinterpret_cast<RP1210_SendMessage_t>(entry(kSendMessage));
     if (!fn)
         return std::nullopt;
     CallBuffer buffer(message, room(messageSize));
@@ -267,7 +269,7 @@ DriverResult Rp1210Library::sendMessage(int16_t clientId, std::string& message, 
 DriverResult Rp1210Library::readMessage(int16_t clientId, std::string& message, int16_t bufferSize,
                                         int16_t blockOnRead)
 {
-    auto fn = reinterpret_cast<RP1210_ReadMessage_t>(entry(ReadMessage));
+    auto fn = reinterpret_cast<RP1210_ReadMessage_t>(entry(kReadMessage));
     if (!fn)
         return std::nullopt;
     CallBuffer buffer(message, room(bufferSize));
@@ -279,7 +281,7 @@ DriverResult Rp1210Library::readMessage(int16_t clientId, std::string& message, 
 DriverResult Rp1210Library::sendCommand(int16_t commandNumber, int16_t clientId, std::string& command,
                                         int16_t messageSize)
 {
-    auto fn = reinterpret_cast<RP1210_SendCommand_t>(entry(SendCommand));
+    auto fn = reinterpret_cast<RP1210_SendCommand_t>(entry(kSendCommand));
     if (!fn)
         return std::nullopt;
     CallBuffer buffer(command, room(messageSize));
@@ -291,7 +293,7 @@ DriverResult Rp1210Library::sendCommand(int16_t commandNumber, int16_t clientId,
 bool Rp1210Library::readVersion(std::string& dllMajor, std::string& dllMinor, std::string& apiMajor,
                                 std::string& apiMinor)
 {
-    auto fn = reinterpret_cast<RP1210_ReadVersion_t>(entry(ReadVersion));
+    auto fn = reinterpret_cast<RP1210_ReadVersion_t>(entry(kReadVersion));
     if (!fn)
         return false;
     CallBuffer a(toDriverText(dllMajor), 0), b(toDriverText(dllMinor), 0), c(toDriverText(apiMajor), 0),
@@ -306,7 +308,7 @@ bool Rp1210Library::readVersion(std::string& dllMajor, std::string& dllMinor, st
 
 DriverResult Rp1210Library::getErrorMsg(int16_t errorCode, std::string& message)
 {
-    auto fn = reinterpret_cast<RP1210_GetErrorMsg_t>(entry(GetErrorMsg));
+    auto fn = reinterpret_cast<RP1210_GetErrorMsg_t>(entry(kGetErrorMsg));
     if (!fn)
         return std::nullopt;
     CallBuffer buffer(toDriverText(message), kErrorMessageRoom);
@@ -318,7 +320,7 @@ DriverResult Rp1210Library::getErrorMsg(int16_t errorCode, std::string& message)
 DriverResult Rp1210Library::getHardwareStatus(int16_t clientId, std::string& info, int16_t infoSize,
                                               int16_t blockOnRequest)
 {
-    auto fn = reinterpret_cast<RP1210_GetHardwareStatus_t>(entry(GetHardwareStatus));
+    auto fn = reinterpret_cast<RP1210_GetHardwareStatus_t>(entry(kGetHardwareStatus));
     if (!fn)
         return std::nullopt;
     CallBuffer buffer(toDriverText(info), room(infoSize));

@@ -59,8 +59,9 @@ public:
     static std::string findInFolder(const std::string& folder, const std::string& baseName);
 
 private:
-    enum Entry { Connect, Disconnect, SendMessage, ReadMessage, SendCommand, ReadVersion, GetErrorMsg,
-                 GetHardwareStatus, EntryCount };
+    // Prefixed: <windows.h> defines SendMessage as a macro.
+    enum Entry { kConnect, kDisconnect, kSendMessage, kReadMessage, kSendCommand, kReadVersion, kGetErrorMsg,
+                 kGetHardwareStatus, kEntryCount };
     // The entry point, loading the library first if needed; nullptr (with
     // lastError_ set) when the call cannot be made.
     void* entry(Entry which);
@@ -70,7 +71,7 @@ private:
     std::function<std::string()> windowsDirectory_;
     Logger* log_;
     void* handle_ = nullptr;
-    std::array<void*, EntryCount> entries_{};
+    std::array<void*, kEntryCount> entries_{};
     std::string loadedPath_;
     std::string lastError_;
     std::thread::id callingThread_;

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "platform/logger.h"
+#include "platform/rs232_presence.h"
 #include "platform/serial_port_map.h"
 
 #ifndef _WIN32
@@ -83,21 +84,6 @@ bool parseSerialSettings(const std::string& text, SerialSettings& out)
         return false;
     out = s;
     return true;
-}
-
-bool serialDeviceLockedElsewhere(const std::string& path)
-{
-#ifdef _WIN32
-    (void)path;
-    return false; // Windows refuses the open itself
-#else
-    int fd = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    bool locked = ::flock(fd, LOCK_EX | LOCK_NB) != 0;
-    ::close(fd); // also drops the lock if we took it
-    return locked;
-#endif
 }
 
 QtSerialPort::QtSerialPort(Logger* log) : log_(log) {}
@@ -285,13 +271,7 @@ std::unique_ptr<SerialPort> QtSerialPorts::create() { return std::make_unique<Qt
 
 bool QtSerialPorts::isRs232Present(int32_t port)
 {
-    if (port < kFirstComPort || port > kLastComPort)
-        return false;
-    std::string path = devicePathForPort(port);
-    if (path.empty())
-        return false;
-    path = resolved(path);
-    return isRs232ClassDevice(path) && !serialDeviceLockedElsewhere(path);
+    return isRs232PortPresent(port);
 }
 
 bool QtSerialPorts::canOpen(const std::string& deviceName)

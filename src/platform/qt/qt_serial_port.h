@@ -82,7 +82,5 @@ private:
     Logger* log_;
 };
 
-// True when another program holds the device's exclusive lock.
-bool serialDeviceLockedElsewhere(const std::string& path);
 
 } // namespace lp
