@@ -131,6 +131,8 @@ bool VirtualSerialPort::output(const Bytes& bytes)
 {
     if (!line_)
         return refuse("Operation valid only when the port is open");
+    if (!ports_.ports_.count(port_))
+        return refuse("The device is no longer attached");
     line_->hostSend(bytes, baud());
     return true;
 }
@@ -146,7 +148,14 @@ void VirtualSerialPorts::addPort(int16_t port, SerialDevice* device) { ports_[po
 
 void VirtualSerialPorts::removePort(int16_t port) { ports_.erase(port); }
 
-void VirtualSerialPorts::setBusy(int16_t port, bool busy) { ports_[port].busy = busy; }
+void VirtualSerialPorts::setBusy(int16_t port, bool busy)
+{
+    // Letting go of a port that has gone does not bring it back.
+    if (busy)
+        ports_[port].busy = true;
+    else if (auto it = ports_.find(port); it != ports_.end())
+        it->second.busy = false;
+}
 
 void VirtualSerialPorts::setNotRs232(int16_t port, bool notRs232) { ports_[port].notRs232 = notRs232; }
 

@@ -122,6 +122,9 @@ public:
     // A port that exists; with a device it answers, without one it is silent.
     void addPort(int16_t port, SerialDevice* device = nullptr);
     void removePort(int16_t port);
+    // The cable is pulled (a USB adapter unplugged): the port is gone, and a
+    // port the program still holds open refuses to send from now on.
+    void unplug(int16_t port) { removePort(port); }
     // A port held by another program (the RP1210 driver, say) cannot be opened.
     void setBusy(int16_t port, bool busy);
     // A port that exists but is not an RS-232 class device.

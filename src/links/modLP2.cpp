@@ -116,6 +116,12 @@ bool LP2ConnectSIP(Context& ctx, const std::string& protocol)
         LP2ShowRP1210Error(ctx, LoadResString(103), r, 0);
         return false;
     }
+    // RP1210Connect records only a client id of 0. A driver that gives
+    // another id would otherwise be asked for the versions and the flash on
+    // client 0, and that client would never be closed: the driver would
+    // hold the adapter's port for the rest of the run.
+    ctx.g_nClientID = r;
+    ctx.g_blnRP1210Connected = true;
     return true;
 }
 
