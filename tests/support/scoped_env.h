@@ -14,19 +14,32 @@ public:
     {
         if (const char* old = std::getenv(name))
             old_ = old;
-        setenv(name, value.c_str(), 1);
+        set(name, value.c_str());
     }
     ~ScopedEnv()
     {
         if (old_)
-            setenv(name_, old_->c_str(), 1);
+            set(name_, old_->c_str());
         else
-            unsetenv(name_);
+            set(name_, nullptr);
     }
     ScopedEnv(const ScopedEnv&) = delete;
     ScopedEnv& operator=(const ScopedEnv&) = delete;
 
 private:
+    // Null removes the variable.
+    static void set(const char* name, const char* value)
+    {
+#ifdef _WIN32
+        _putenv_s(name, value ? value : ""); // "" removes it on Windows
+#else
+        if (value)
+            setenv(name, value, 1);
+        else
+            unsetenv(name);
+#endif
+    }
+
     const char* name_;
     std::optional<std::string> old_;
 };

@@ -190,41 +190,21 @@ TEST(RegFileStore, EveryTypeSurvivesTheRoundTrip)
     }
 }
 
-TEST(RegFileStore, HandlesAndResultCodesFollowWindows)
+TEST(RegFileStore, RefusesWhatTheFileCannotHold)
 {
+    // (Handles and the result codes Windows gives: platform_contract_test.cpp.)
     TempDir dir;
     RegFileStore store(dir.file("r.reg"));
-    HKEY a = 0, b = 0, c = 0;
+    HKEY a = 0, c = 0;
     EXPECT_EQ(store.regOpenKey(HKEY_LOCAL_MACHINE, "Missing", a), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(a, 0u);
     EXPECT_FALSE(readFile(dir.file("r.reg")).size()); // opening writes nothing
     EXPECT_EQ(store.regCreateKey(HKEY_CURRENT_USER, "X", a), ERROR_INVALID_HANDLE);
     EXPECT_EQ(store.regCreateKey(HKEY_LOCAL_MACHINE, "\\Lead", a), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(store.regCreateKey(HKEY_LOCAL_MACHINE, "A\\\\B", a), ERROR_INVALID_PARAMETER);
-    ASSERT_EQ(store.regCreateKey(HKEY_LOCAL_MACHINE, "A\\B", a), ERROR_SUCCESS);
-    ASSERT_EQ(store.regOpenKey(HKEY_LOCAL_MACHINE, "A", b), ERROR_SUCCESS);
-    EXPECT_EQ(a, 1u);
-    EXPECT_EQ(b, 2u);
-    ASSERT_EQ(store.regCreateKey(b, "B\\C", c), ERROR_SUCCESS); // relative to an open key
-    EXPECT_EQ(c, 3u);
-    EXPECT_EQ(store.regCloseKey(b), ERROR_SUCCESS);
-    EXPECT_EQ(store.regCloseKey(b), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(store.regCloseKey(0), ERROR_INVALID_HANDLE);
+    ASSERT_EQ(store.regCreateKey(HKEY_LOCAL_MACHINE, "A\\B\\C", c), ERROR_SUCCESS);
     EXPECT_EQ(store.regCloseKey(77), ERROR_INVALID_HANDLE);
-    ASSERT_EQ(store.regOpenKey(HKEY_LOCAL_MACHINE, "a\\b\\c\\", b), ERROR_SUCCESS);
-    EXPECT_EQ(b, 2u); // the freed number comes back
-
-    EXPECT_EQ(store.regSetValueEx(c, "V", REG_SZ, reinterpret_cast<const uint8_t*>("hello"), 6), ERROR_SUCCESS);
-    uint32_t type = 0, size = 3;
-    uint8_t small[3];
-    EXPECT_EQ(store.regQueryValueEx(b, "v", &type, small, &size), ERROR_MORE_DATA);
-    EXPECT_EQ(size, 6u);
-    EXPECT_EQ(store.regQueryValueEx(b, "v", nullptr, small, nullptr), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(store.regQueryValueEx(b, "W", &type, nullptr, &size), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(store.regQueryValueEx(99, "V", &type, nullptr, &size), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(store.regSetValueEx(99, "V", REG_SZ, small, 1), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(store.regSetValueEx(c, "Line\nBreak", REG_SZ, small, 1), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(store.regSetValueEx(c, "V", REG_SZ, nullptr, 4), ERROR_INVALID_PARAMETER);
+    uint8_t byte = 0;
+    EXPECT_EQ(store.regSetValueEx(c, "Line\nBreak", REG_SZ, &byte, 1), ERROR_INVALID_PARAMETER);
 }
 
 TEST(RegFileStore, BadFilesNeitherCrashNorGetOverwritten)
