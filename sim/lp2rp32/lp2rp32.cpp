@@ -2,10 +2,10 @@
 // shared library that the program loads like the maker's, built from the
 // driver model. It reaches the adapter over a real serial line (normally a
 // pseudo-terminal with an Lp2Model behind it, see sim/ports/pty_bridge.h):
-// while a client is open it holds that line, exclusively and with an flock,
-// so the program's own open of the port is refused; command 209 asks the
-// adapter for its versions over the line and command 300 has it start a
-// flash.
+// while a client is open it holds that line, exclusively and with an flock
+// (on Windows: opened unshared), so the program's own open of the port is
+// refused; command 209 asks the adapter for its versions over the line and
+// command 300 has it start a flash.
 //
 // Configuration: LP2SIM.INI, looked for in the folder the library was loaded
 // from and then in the Windows directory ($windir, else the per-user one).
@@ -32,7 +32,8 @@
 //
 // The configuration is read again at each connect while no client is open.
 // Built with LP2SIM_WITHOUT_HARDWARE_STATUS it lacks that one entry point
-// (for the tests of a driver that misses one).
+// (for the tests of a driver that misses one). On Windows it is LP2RP32.dll
+// (exports named in LP2RP32.def, a version resource from lp2rp32.rc).
 
 #ifdef _WIN32
 #ifndef NOMINMAX
