@@ -39,11 +39,6 @@ constexpr int16_t kAfterSecondBurstMs = 200;
 constexpr double kReadyTimeoutSeconds = 5.0;
 constexpr double kAcknowledgeTimeoutSeconds = 1.67;
 
-constexpr double kSecondsPerDay = 86400.0;
-// The Timer and the tick count never drift apart by this much while time
-// merely passes; only a clock being set (or daylight-saving time) does that.
-constexpr double kClockSetSeconds = 60.0;
-
 const char* const kPreferencesScreen = "Preferences";
 constexpr int kHourglass = 11;
 constexpr int kDefaultPointer = 0;
@@ -55,7 +50,7 @@ constexpr int64_t kProgressLogEvery = 512;
 // What a failure log keeps of an unexpected reply.
 constexpr size_t kReplyLogBytes = 32;
 
-enum Level { Debug, Info, Warning };
+using enum LogLevel;
 
 int32_t baudOf(const std::string& settings)
 {
@@ -75,11 +70,6 @@ std::string charactersOf(const Bytes& bytes, size_t count)
     return std::string(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size())));
 }
 
-uint32_t ticksSince(Host& host, int32_t start)
-{
-    return static_cast<uint32_t>(host.tickCount()) - static_cast<uint32_t>(start);
-}
-
 } // namespace
 
 // A port call refused, a delay that could not run: carries the error code
@@ -93,25 +83,9 @@ struct CompactFlash::Fault {
 // flash has always measured its time-outs.
 class CompactFlash::Stopwatch {
 public:
-    explicit Stopwatch(Host& host) : host_(host), timer_(host.secondsSinceMidnight()), tick_(host.tickCount()) {}
+    explicit Stopwatch(Host& host) : host_(host), start_(FlashStamp::now(host)) {}
 
-    double seconds() const
-    {
-        // The timer starts again at 0 at midnight, so a flash running across
-        // midnight sees it fall from about 86400 to 0 in the middle of a
-        // wait. A plain difference would then stay negative for the rest of
-        // the day, never pass the time-out, and a silent adapter would hold
-        // the flash for ever; a negative difference is a day that turned.
-        double timer = host_.secondsSinceMidnight() - timer_;
-        if (timer < 0)
-            timer += kSecondsPerDay;
-        // A clock set by hand or by daylight-saving time moves the timer by
-        // minutes or hours with no time passing; the tick count does not
-        // follow it, so where the two disagree that much the tick count is
-        // the truth.
-        const double ticks = static_cast<double>(ticksSince(host_, tick_)) / 1000.0;
-        return std::fabs(timer - ticks) > kClockSetSeconds ? ticks : timer;
-    }
+    double seconds() const { return start_.secondsSince(host_); }
 
     // Lets messages run until `done` holds (true) or more than `limit`
     // seconds have passed (false). Blocks in the host's wait: nothing spins.
@@ -130,8 +104,7 @@ public:
 
 private:
     Host& host_;
-    double timer_;
-    int32_t tick_;
+    FlashStamp start_;
 };
 
 CompactFlash::CompactFlash(Context& ctx, SerialPort& connection, CompactFlashScreen& screen)
@@ -141,12 +114,9 @@ CompactFlash::CompactFlash(Context& ctx, SerialPort& connection, CompactFlashScr
 
 CompactFlash::~CompactFlash() = default;
 
-void CompactFlash::log(int level, const std::string& text)
+void CompactFlash::log(LogLevel level, const std::string& text)
 {
-    if (!ctx_.ports.log)
-        return;
-    const LogLevel l = level == Debug ? LogLevel::Debug : level == Info ? LogLevel::Info : LogLevel::Warning;
-    ctx_.ports.log->write(LogSubsystem::Flash, l, "compact flash: " + text);
+    FlashLog(ctx_, level, "compact flash", text);
 }
 
 void CompactFlash::need(bool ok, int16_t code, const std::string& what)
@@ -369,7 +339,7 @@ void CompactFlash::tick()
         // 115200 baud, less than any timer's grain (10-16 ms on Windows), so
         // one record per tick would leave the wire idle most of the time.
         while (transferOneRecord()) {
-            if (!Connection.portOpen() || ticksSince(host, sliceStart) >= static_cast<uint32_t>(kTickSliceMs))
+            if (!Connection.portOpen() || FlashTicksSince(host, sliceStart) >= static_cast<uint32_t>(kTickSliceMs))
                 break;
         }
     } catch (const Fault& fault) {
@@ -522,7 +492,7 @@ void CompactFlash::finish(bool succeeded, int16_t code, const std::string& why)
     result_.errorCode = code;
     result_.reason = why;
     if (ctx_.ports.host)
-        result_.durationMs = ticksSince(*ctx_.ports.host, startTick_);
+        result_.durationMs = FlashTicksSince(*ctx_.ports.host, startTick_);
     log(succeeded ? Info : Warning,
         std::string(succeeded ? "succeeded" : "ended") + ": " + std::to_string(result_.recordsSent) + " records sent, "
             + std::to_string(result_.linesRead) + " lines read, " + std::to_string(result_.durationMs) + " ms");

@@ -24,6 +24,7 @@
 
 #include "core/context.h"
 #include "flash/flash_progress_screen.h"
+#include "flash/flash_timing.h"
 #include "firmware/firmware_line_reader.h"
 #include "platform/serial_port.h"
 
@@ -119,7 +120,7 @@ private:
     void endSuccess();
     void finish(bool succeeded, int16_t code, const std::string& why);
 
-    void log(int level, const std::string& text);
+    void log(LogLevel level, const std::string& text);
 
     Context& ctx_;
     SerialPort& Connection;

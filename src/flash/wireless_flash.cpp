@@ -45,11 +45,6 @@ const char* const kCorruptFileText = "The file is corrupt!  Please select anothe
 const char* const kCorruptFileTitle = "Corrupt file";
 const char* const kHardFlashText = "Error while programming device.  Please retry!";
 
-constexpr double kSecondsPerDay = 86400.0;
-// The timer and the tick count never drift apart by this much while time
-// merely passes; only a clock being set (or daylight-saving time) does that.
-constexpr double kClockSetSeconds = 60.0;
-
 constexpr int kHourglass = 11;
 constexpr int kDefaultPointer = 0;
 constexpr int16_t kNotPresent = 508;
@@ -59,12 +54,7 @@ constexpr int16_t kNotPresent = 508;
 constexpr int64_t kProgressLogEvery = 512;
 constexpr size_t kReplyLogBytes = 32;
 
-enum Level { Debug, Info, Warning };
-
-uint32_t ticksSince(Host& host, int32_t start)
-{
-    return static_cast<uint32_t>(host.tickCount()) - static_cast<uint32_t>(start);
-}
+using enum LogLevel;
 
 // The answer to "!!!!" is the loader's only when it is the four characters
 // and nothing more: "??" and "????x" are not, and take the switch path.
@@ -89,12 +79,9 @@ WirelessFlash::WirelessFlash(Context& ctx, TcpSocket& socket, WirelessFlashScree
 
 WirelessFlash::~WirelessFlash() = default;
 
-void WirelessFlash::log(int level, const std::string& text)
+void WirelessFlash::log(LogLevel level, const std::string& text)
 {
-    if (!ctx_.ports.log)
-        return;
-    const LogLevel l = level == Debug ? LogLevel::Debug : level == Info ? LogLevel::Info : LogLevel::Warning;
-    ctx_.ports.log->write(LogSubsystem::Flash, l, "wireless flash: " + text);
+    FlashLog(ctx_, level, "wireless flash", text);
 }
 
 template <typename Step> void WirelessFlash::runGuarded(Step&& stepFn)
@@ -302,8 +289,7 @@ void WirelessFlash::hardFlashTick()
                          + " ms: sending the last " + std::to_string(lastSent_.size()) + " bytes again");
         if (!TCPSocket.sendData(lastSent_))
             log(Warning, "the socket refused the re-send: " + TCPSocket.lastError());
-        sendStamp_ = ctx_.ports.host->secondsSinceMidnight();
-        sendTick_ = ctx_.ports.host->tickCount();
+        sent_ = FlashStamp::now(*ctx_.ports.host);
         return;
     }
     runGuarded([&] {
@@ -561,7 +547,7 @@ void WirelessFlash::sendNextRecord()
     if (TCPSocket.state() == TcpState::Connected && file_.atEnd()) {
         recordOwed_ = false;
         if (transferStarted_ && ctx_.ports.host)
-            result_.transferMs = ticksSince(*ctx_.ports.host, transferStartTick_);
+            result_.transferMs = FlashTicksSince(*ctx_.ports.host, transferStartTick_);
         send(kClosingFrame, "closing frame 01 01");
         setState("12");
     }
@@ -580,7 +566,7 @@ bool WirelessFlash::reconnect()
             connected = true;
             break;
         }
-        if (!active_ || ticksSince(*host, start) + kReconnectRetryMs > static_cast<uint32_t>(kReconnectWindowMs))
+        if (!active_ || FlashTicksSince(*host, start) + kReconnectRetryMs > static_cast<uint32_t>(kReconnectWindowMs))
             break;
         log(Debug, "attempt " + std::to_string(result_.reconnectAttempts) + " failed; trying again");
         host->waitUntil([this] { return !active_; }, kReconnectRetryMs);
@@ -590,7 +576,7 @@ bool WirelessFlash::reconnect()
     reconnecting_ = false;
     log(connected ? Info : Warning, std::string(connected ? "connected again" : "no connection") + " after "
                                         + std::to_string(result_.reconnectAttempts) + " attempts, "
-                                        + std::to_string(ticksSince(*host, start)) + " ms");
+                                        + std::to_string(FlashTicksSince(*host, start)) + " ms");
     return connected;
 }
 
@@ -616,8 +602,7 @@ bool WirelessFlash::send(const Bytes& bytes, const char* what)
     lastSent_ = bytes;
     resendsLeft_ = kMaxResends;
     if (ctx_.ports.host) {
-        sendStamp_ = ctx_.ports.host->secondsSinceMidnight();
-        sendTick_ = ctx_.ports.host->tickCount();
+        sent_ = FlashStamp::now(*ctx_.ports.host);
     }
     if (TCPSocket.sendData(bytes))
         return true;
@@ -636,18 +621,7 @@ void WirelessFlash::setState(const char* state)
 
 double WirelessFlash::secondsSinceSend()
 {
-    Host& host = *ctx_.ports.host;
-    // The timer starts again at 0 at midnight: a negative difference is a
-    // day that turned, not a send in the future (which would never time
-    // out and leave the flash waiting for ever).
-    double timer = host.secondsSinceMidnight() - sendStamp_;
-    if (timer < 0)
-        timer += kSecondsPerDay;
-    // A clock set by hand moves the timer with no time passing; the tick
-    // count does not follow it, so where the two disagree that much the
-    // tick count is the truth.
-    const double ticks = static_cast<double>(ticksSince(host, sendTick_)) / 1000.0;
-    return std::fabs(timer - ticks) > kClockSetSeconds ? ticks : timer;
+    return sent_.secondsSince(*ctx_.ports.host);
 }
 
 void WirelessFlash::showRow(WirelessValue which, const std::string& text)
@@ -774,7 +748,7 @@ void WirelessFlash::finish(WirelessFlashOutcome outcome, const std::string& why)
     result_.outcome = outcome;
     result_.reason = why;
     if (ctx_.ports.host)
-        result_.durationMs = ticksSince(*ctx_.ports.host, startTick_);
+        result_.durationMs = FlashTicksSince(*ctx_.ports.host, startTick_);
     if (job_ == Job::VersionRead) {
         log(why.empty() ? Info : Warning, "version read ended in state " + state_ + (why.empty() ? "" : ": " + why));
     } else {

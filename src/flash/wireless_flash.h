@@ -43,6 +43,7 @@
 
 #include "core/context.h"
 #include "flash/flash_progress_screen.h"
+#include "flash/flash_timing.h"
 #include "firmware/firmware_line_reader.h"
 #include "platform/tcp_socket.h"
 
@@ -195,7 +196,7 @@ private:
     void deactivate();
     void message(const std::string& text, int style, const std::string& title);
 
-    void log(int level, const std::string& text);
+    void log(LogLevel level, const std::string& text);
 
     Context& ctx_;
     TcpSocket& TCPSocket;
@@ -221,8 +222,7 @@ private:
     Bytes pending_;                 // data that arrived while a step waited
     Bytes lastSent_;
     int32_t resendsLeft_ = kMaxResends;
-    double sendStamp_ = 0;          // seconds since midnight
-    int32_t sendTick_ = 0;
+    FlashStamp sent_;
     int32_t startTick_ = 0;
     int32_t transferStartTick_ = 0;
     bool transferStarted_ = false;
