@@ -22,13 +22,7 @@
 #include "flash/compact_flash.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
-#include "platform/ini_profile_files.h"
-#include "platform/logger.h"
-#include "platform/qt/qt_host.h"
-#include "platform/qt/qt_serial_port.h"
-#include "ports/pty_bridge.h"
-#include "ports/recording_screens.h"
-#include "ports/scripted_prompts.h"
+#include "qt_support/pty_serial_rig.h"
 
 #include <unistd.h>
 
@@ -41,19 +35,6 @@ constexpr double kTarget = 0.90;
 constexpr double kScalingTarget = 1.10;
 constexpr size_t kImageBytes = 64 * 1024;
 constexpr size_t kRecordWireBytes = 1 + 1 + 2 + 1 + 16 + 1 + 1; // ":", count, address, type, data, check, "#"
-
-struct TimerScreen final : CompactFlashScreen {
-    void showProgressDialog() override {}
-    void unloadProgressDialog() override {}
-    void setProgressMaximum(int32_t) override {}
-    void setProgressValue(int32_t) override {}
-    void setProgramDeviceTimerEnabled(bool on) override { timer->setEnabled(on); }
-    int mousePointer() const override { return 0; }
-    void setMousePointer(int) override {}
-    void showExitReturnDialog(const std::string&) override {}
-    void returnToReadyState() override {}
-    std::unique_ptr<HostTimer> timer;
-};
 
 struct Run {
     bool ok = false;
@@ -71,9 +52,11 @@ Run flashOnce(const std::string& folder, int baud, const std::string& suffix, co
     CompactModel adapter(config);
     PtyBridge bridge(adapter);
     bridge.setFollowProgramOpens(true);
-    if (!bridge.start(&run.why) || !linkComPort(folder + "/dosdevices", 5, bridge.slavePath(), &run.why))
+    lp::test::PtyComPort com5(bridge, folder, 5);
+    if (!com5.linked) {
+        run.why = com5.error;
         return run;
-    setenv("LINKPORT_DOSDEVICES", (folder + "/dosdevices").c_str(), 1);
+    }
     FILE* ini = std::fopen((folder + "/CLPRP32.INI").c_str(), "wb");
     if (!ini) {
         run.why = "cannot write CLPRP32.INI";
@@ -82,27 +65,18 @@ Run flashOnce(const std::string& folder, int baud, const std::string& suffix, co
     std::fprintf(ini, "[DeviceInformation3]\r\nDeviceParams=COM5,%s\r\n", suffix.c_str());
     std::fclose(ini);
 
-    NullLogger log;
-    QtHost host;
-    QtSerialPorts ports(&log);
-    IniProfileFiles profiles(folder);
-    ScriptedPrompts prompts;
-    RecordingScreenCalls screens;
-    Context ctx;
-    ctx.ports = {.host = &host, .prompts = &prompts, .profiles = &profiles, .log = &log,
-                 .serialPorts = &ports, .screens = &screens};
-    auto connection = ports.create();
-    TimerScreen screen;
-    CompactFlash flash(ctx, *connection, screen);
-    screen.timer = host.createTimer([&] { flash.tick(); });
-    screen.timer->setInterval(CompactFlash::kProgramDeviceIntervalMs);
+    lp::test::QtSerialContext real(folder);
+    auto connection = real.ports.create();
+    lp::test::TimerCompactScreen screen;
+    CompactFlash flash(real.ctx, *connection, screen);
+    screen.drive(real.host, flash);
 
     if (!flash.start(5, hexPath)) {
         run.why = "start: " + flash.result().reason;
         return run;
     }
     const auto begin = std::chrono::steady_clock::now();
-    host.waitUntil([&] { return !flash.transferring(); }, 600'000);
+    real.host.waitUntil([&] { return !flash.transferring(); }, 600'000);
     run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     run.records = flash.result().recordsSent;
     bridge.stop();
@@ -183,11 +157,7 @@ int main(int argc, char* argv[])
             return scaling(folder, std::string(folder) + "/app.hex");
     }
     const std::string hexPath = std::string(folder) + "/app.hex";
-    const std::string text = firmwareFileText(pseudoRandomImage(kImageBytes, 3));
-    if (FILE* f = std::fopen(hexPath.c_str(), "wb")) {
-        std::fwrite(text.data(), 1, text.size(), f);
-        std::fclose(f);
-    }
+    writeImage(hexPath, kImageBytes); // a run without the image says so in its error
 
     struct Case {
         int baud;

@@ -63,12 +63,6 @@ int listening(qint64 pid, const std::set<std::string>& inodes, bool& sawTcp)
 
 TEST(ListeningSockets, TheToolkitNeverListensWhileItTalksToAWirelessAdapter)
 {
-    static int argc = 1;
-    static char name[] = "listening_socket_test";
-    static char* argv[] = {name, nullptr};
-    if (!QCoreApplication::instance())
-        new QCoreApplication(argc, argv);
-
     lp::sim::SimCommand command;
     std::string error;
     ASSERT_EQ(lp::sim::parseSimArguments({"--wireless", "--select=wireless"}, command, error), 0) << error;

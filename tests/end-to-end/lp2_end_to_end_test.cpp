@@ -7,7 +7,6 @@
 
 #include <QCoreApplication>
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -19,18 +18,15 @@
 #include "platform/qt/qt_serial_port.h"
 #include "platform/rp1210_library.h"
 #include "ports/memory_logger.h"
-#include "ports/pty_bridge.h"
+#include "qt_support/pty_serial_rig.h"
 #include "ports/recording_screens.h"
 #include "ports/scripted_prompts.h"
-#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
 using namespace lp::sim;
 
 namespace {
-
-using lp::test::ScopedEnv;
 
 struct Lp2EndToEnd : ::testing::Test {
     test::TempDir dir;
@@ -65,11 +61,10 @@ TEST_F(Lp2EndToEnd, VersionsThroughTheDriverLibraryAndTheSerialLine)
     adapter.config().versions = {3, 1, 2, 4, 255, 255};
     adapter.config().serialVersion = {0x02, 0x05, 0x31};
     PtyBridge bridge(adapter);
-    std::string error;
-    if (!bridge.start(&error))
-        GTEST_SKIP() << "no pseudo-terminal: " << error;
-    ASSERT_TRUE(linkComPort(dir.file("dosdevices"), 5, bridge.slavePath(), &error)) << error;
-    ScopedEnv dosdevices("LINKPORT_DOSDEVICES", dir.file("dosdevices"));
+    test::PtyComPort com5(bridge, dir.path(), 5);
+    if (com5.noPty)
+        GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
+    ASSERT_TRUE(com5.linked) << com5.error;
     installDriver(LP_TEST_DRIVER_LIBRARY, "LibLp2Rp32.so"); // found whatever its case
     test::writeFile(windows + "/lp2sim.ini", "[Driver]\r\nDLLMajorVersion=2\r\nDLLMinorVersion=07\r\n"
                                              "[Adapter]\r\nPort=COM5\r\n");

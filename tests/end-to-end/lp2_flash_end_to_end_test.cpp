@@ -26,7 +26,7 @@
 #include "platform/reg_file_store.h"
 #include "platform/rp1210_library.h"
 #include "ports/memory_logger.h"
-#include "ports/pty_bridge.h"
+#include "qt_support/pty_serial_rig.h"
 #include "ports/scripted_prompts.h"
 #include "shell/frmExitReturnDialog.h"
 #include "shell/frmParent.h"
@@ -62,8 +62,6 @@ std::string apfFile()
 
 TEST(Lp2FlashEndToEnd, ApplicationFlashThroughTheDriverLibraryEndsInTheExitReturnDialog)
 {
-    if (!qobject_cast<QApplication*>(QCoreApplication::instance()))
-        GTEST_SKIP() << "a QCoreApplication without widgets came first";
     test::TempDir dir;
     const std::string windows = dir.file("windows");
     std::filesystem::create_directories(windows);
@@ -71,14 +69,10 @@ TEST(Lp2FlashEndToEnd, ApplicationFlashThroughTheDriverLibraryEndsInTheExitRetur
     Lp2Model adapter;
     adapter.config().versions = {3, 1, 2, 4, 1, 2};
     PtyBridge bridge(adapter);
-    std::string error;
-    if (!bridge.start(&error))
-        GTEST_SKIP() << "no pseudo-terminal: " << error;
-    ASSERT_TRUE(linkComPort(dir.file("dosdevices"), 5, bridge.slavePath(), &error)) << error;
-    struct DosDevices {
-        explicit DosDevices(const std::string& folder) { setenv("LINKPORT_DOSDEVICES", folder.c_str(), 1); }
-        ~DosDevices() { unsetenv("LINKPORT_DOSDEVICES"); }
-    } dosDevices(dir.file("dosdevices"));
+    test::PtyComPort com5(bridge, dir.path(), 5);
+    if (com5.noPty)
+        GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
+    ASSERT_TRUE(com5.linked) << com5.error;
 
     std::filesystem::copy_file(LP_TEST_DRIVER_LIBRARY, windows + "/libLP2RP32.so");
     test::writeFile(windows + "/LP2SIM.INI", "[Adapter]\r\nPort=COM5\r\n");

@@ -3,16 +3,13 @@
 // keeps a second opener out.
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-
-#include <cstdlib>
 #include <string>
 
 #include "links/frames.h"
 #include "models/lp2_model.h"
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_serial_port.h"
-#include "ports/pty_bridge.h"
+#include "qt_support/pty_serial_rig.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -35,23 +32,14 @@ TEST(QtSerialPortSettings, ParsesTheClassicSettingsText)
 
 TEST(QtSerialPortOnPty, CountsBytesThatArrivedDuringADelay)
 {
-    if (!QCoreApplication::instance()) {
-        static int argc = 1;
-        static char name[] = "end_to_end_tests";
-        static char* argv[] = {name, nullptr};
-        new QCoreApplication(argc, argv);
-    }
     Lp2Model adapter;
     adapter.setDriverMode(false); // answers the version query at once
     PtyBridge bridge(adapter);
-    std::string error;
-    if (!bridge.start(&error))
-        GTEST_SKIP() << "no pseudo-terminal: " << error;
     test::TempDir dir;
-    ASSERT_TRUE(linkComPort(dir.file("dosdevices"), 5, bridge.slavePath(), &error)) << error;
-    const char* old = std::getenv("LINKPORT_DOSDEVICES");
-    std::string previous = old ? old : "";
-    setenv("LINKPORT_DOSDEVICES", dir.file("dosdevices").c_str(), 1);
+    test::PtyComPort com5(bridge, dir.path(), 5);
+    if (com5.noPty)
+        GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
+    ASSERT_TRUE(com5.linked) << com5.error;
 
     QtHost host;
     QtSerialPorts ports;
@@ -86,9 +74,4 @@ TEST(QtSerialPortOnPty, CountsBytesThatArrivedDuringADelay)
     unmapped.setCommPort(200);
     EXPECT_FALSE(unmapped.setPortOpen(true));
     EXPECT_NE(unmapped.lastError().find("not mapped"), std::string::npos) << unmapped.lastError();
-
-    if (old)
-        setenv("LINKPORT_DOSDEVICES", previous.c_str(), 1);
-    else
-        unsetenv("LINKPORT_DOSDEVICES");
 }

@@ -43,12 +43,6 @@ struct Screen final : WirelessFlashScreen {
 
 TEST(WirelessFlashEndToEnd, SixtyFourKibibytesOverLoopbackIncludingTheRestart)
 {
-    if (!QCoreApplication::instance()) {
-        static int argc = 1;
-        static char name[] = "end_to_end_tests";
-        static char* argv[] = {name, nullptr};
-        new QCoreApplication(argc, argv);
-    }
     const std::vector<uint8_t> image = pseudoRandomImage(64 * 1024, 7);
     test::TempDir dir;
     const std::string path = dir.file("WLP64K.HEX");

@@ -1,0 +1,93 @@
+#pragma once
+// A serial adapter model reached the way the program reaches a real one:
+// behind a pseudo-terminal that COMn points at, through the real serial port
+// and the Qt host. Header-only, for the end-to-end tests and the flash
+// benchmark alike.
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/context.h"
+#include "flash/compact_flash.h"
+#include "platform/ini_profile_files.h"
+#include "platform/qt/qt_host.h"
+#include "platform/qt/qt_serial_port.h"
+#include "ports/memory_logger.h"
+#include "ports/pty_bridge.h"
+#include "ports/recording_screens.h"
+#include "ports/scripted_prompts.h"
+#include "support/scoped_env.h"
+
+namespace lp::test {
+
+// Starts `bridge` and links COM<port> in <folder>/dosdevices to its pty;
+// LINKPORT_DOSDEVICES points at that folder while the object lives.
+class PtyComPort {
+public:
+    PtyComPort(sim::PtyBridge& bridge, const std::string& folder, int port)
+    {
+        if (!bridge.start(&error)) {
+            noPty = true;
+            return;
+        }
+        const std::string dosdevices = folder + "/dosdevices";
+        linked = sim::linkComPort(dosdevices, port, bridge.slavePath(), &error);
+        if (linked)
+            env_.emplace("LINKPORT_DOSDEVICES", dosdevices);
+    }
+
+    bool noPty = false;  // the system has no pseudo-terminal to give
+    bool linked = false; // COMn leads to the model
+    std::string error;
+
+private:
+    std::optional<ScopedEnv> env_;
+};
+
+// A context on the Qt host and the real serial ports, with the INI files of
+// `folder`, scripted prompts, recorded screen calls and a memory log.
+struct QtSerialContext {
+    explicit QtSerialContext(const std::string& folder) : profiles(folder)
+    {
+        ctx.ports = {.host = &host, .prompts = &prompts, .profiles = &profiles, .log = &log,
+                     .serialPorts = &ports, .screens = &screens};
+    }
+    QtSerialContext(const QtSerialContext&) = delete;
+    QtSerialContext& operator=(const QtSerialContext&) = delete;
+
+    sim::MemoryLogger log;
+    QtHost host;
+    QtSerialPorts ports{&log};
+    IniProfileFiles profiles;
+    sim::ScriptedPrompts prompts;
+    sim::RecordingScreenCalls screens;
+    Context ctx;
+};
+
+// The flash screen's part with `tmrProgramDevice` a real host timer, as the
+// flash screen paces a compact flash; notes what the flash showed.
+struct TimerCompactScreen final : CompactFlashScreen {
+    void showProgressDialog() override { ++shows; }
+    void unloadProgressDialog() override {}
+    void setProgressMaximum(int32_t m) override { maximum = m; }
+    void setProgressValue(int32_t v) override { value = v; }
+    void setProgramDeviceTimerEnabled(bool on) override { timer->setEnabled(on); }
+    int mousePointer() const override { return 0; }
+    void setMousePointer(int) override {}
+    void showExitReturnDialog(const std::string& text) override { exitReturn = text; }
+    void returnToReadyState() override {}
+
+    // The timer ticks `flash` at the flash screen's interval.
+    void drive(Host& host, CompactFlash& flash)
+    {
+        timer = host.createTimer([&flash] { flash.tick(); });
+        timer->setInterval(CompactFlash::kProgramDeviceIntervalMs);
+    }
+
+    std::unique_ptr<HostTimer> timer;
+    int shows = 0;
+    int32_t maximum = 0, value = 0;
+    std::string exitReturn;
+};
+
+} // namespace lp::test
