@@ -14,18 +14,10 @@
 #include <memory>
 #include <string>
 
-#include "core/context.h"
-#include "demo/demo_options.h"
-#include "demo/demo_session.h"
+#include "demo_bench.h"
 #include "flash/compact_flash.h"
-#include "info/summary_reading.h"
 #include "models/firmware_image.h"
-#include "platform/host.h"
-#include "platform/qt/real_ports.h"
-#include "ports/recording_screens.h"
-#include "ports/scripted_prompts.h"
-#include "shell/startup.h"
-#include "shell/string_table.h"
+#include "qt_support/pty_serial_rig.h"
 
 namespace {
 
@@ -66,42 +58,6 @@ private:
     Clock::time_point last_;
 };
 
-class RowsView final : public lp::SummaryView {
-public:
-    void setRowValue(int row, const std::string& value) override
-    {
-        if (row >= 1 && row <= 8)
-            rows[row - 1] = value;
-    }
-    std::string rowValue(int row) const override { return row >= 1 && row <= 8 ? rows[row - 1] : std::string(); }
-    void setMainWindowEnabled(bool) override {}
-    void showConnectingDialog(const std::string&) override {}
-    void unloadConnectingDialog() override {}
-    std::string rows[8];
-};
-
-struct TimerScreen final : lp::CompactFlashScreen {
-    void showProgressDialog() override {}
-    void unloadProgressDialog() override {}
-    void setProgressMaximum(int32_t) override {}
-    void setProgressValue(int32_t) override {}
-    void setProgramDeviceTimerEnabled(bool on) override { timer->setEnabled(on); }
-    int mousePointer() const override { return 0; }
-    void setMousePointer(int) override {}
-    void showExitReturnDialog(const std::string&) override {}
-    void returnToReadyState() override {}
-    std::unique_ptr<lp::HostTimer> timer;
-};
-
-std::string jsonText(const std::string& s)
-{
-    std::string out;
-    for (char c : s)
-        if (c != '"' && c != '\\' && static_cast<unsigned char>(c) >= 0x20)
-            out += c;
-    return out;
-}
-
 } // namespace
 
 int main(int argc, char* argv[])
@@ -109,28 +65,15 @@ int main(int argc, char* argv[])
     // The demo sets the environment the ports read, so it comes first.
     lp::sim::DemoOptions options;
     std::string error;
-    std::unique_ptr<lp::sim::DemoSession> demo;
-    if (lp::sim::demoOptionsFor("lp2", options, error)) {
-        options.compact.enabled = true;
-        demo = lp::sim::startDemo(options, error);
-    }
+    const std::unique_ptr<lp::sim::DemoSession> demo = lp::bench::startLp2Demo(options, true, error);
     if (!demo) {
         std::printf("{\"benchmark\": \"event_loop_gaps\", \"error\": \"demo: %s\", \"met\": false}\n",
-                    jsonText(error).c_str());
+                    lp::bench::jsonText(error).c_str());
         return 1;
     }
     QCoreApplication app(argc, argv);
-    lp::RealPorts ports;
-    lp::sim::ScriptedPrompts prompts;
-    lp::sim::RecordingScreenCalls screens;
-    lp::Context ctx;
-    ports.attach(ctx, &prompts);
-    if (!ctx.ports.screens)
-        ctx.ports.screens = &screens;
-    ctx.g_strRegistryKey = lp::LoadResString(801);
-    ctx.g_intToolkitMode = lp::ChooseToolkitMode(ctx);
-    lp::ChooseDeviceKind(ctx);
-    lp::ApplyDeviceFlags(ctx);
+    lp::bench::ProgramContext program;
+    lp::Context& ctx = program.ctx;
     GapMeter meter;
 
     // Compact flash, paced by its timer as on the flash screen.
@@ -147,10 +90,9 @@ int main(int argc, char* argv[])
     std::string flashWhy;
     {
         auto connection = ctx.ports.serialPorts->create();
-        TimerScreen screen;
+        lp::test::TimerCompactScreen screen;
         lp::CompactFlash flash(ctx, *connection, screen);
-        screen.timer = ctx.ports.host->createTimer([&] { flash.tick(); });
-        screen.timer->setInterval(lp::CompactFlash::kProgramDeviceIntervalMs);
+        screen.drive(*ctx.ports.host, flash);
         meter.start();
         const auto begin = Clock::now();
         if (flash.start(static_cast<int16_t>(options.compact.port), hexPath))
@@ -164,7 +106,7 @@ int main(int argc, char* argv[])
 
     // Second-generation Summary read.
     double summaryGapMs = 0, summarySeconds = 0;
-    RowsView view;
+    lp::bench::RowsView view;
     {
         ctx.g_strDeviceKind = lp::kKindLP2;
         auto connection = ctx.ports.serialPorts->create();
@@ -184,7 +126,7 @@ int main(int argc, char* argv[])
                 "\"summary_seconds\": %.2f%s}\n",
                 flashGapMs, summaryGapMs, kTargetMs, met ? "true" : "false", flashOk ? "true" : "false", flashSeconds,
                 kImageBytes, summaryOk ? "true" : "false", summarySeconds,
-                flashOk ? "" : (", \"compact_flash_error\": \"" + jsonText(flashWhy) + "\"").c_str());
+                flashOk ? "" : (", \"compact_flash_error\": \"" + lp::bench::jsonText(flashWhy) + "\"").c_str());
     std::remove(hexPath.c_str());
     demo->stop();
     return 0;

@@ -12,14 +12,7 @@
 #include <memory>
 #include <string>
 
-#include "core/context.h"
-#include "demo/demo_options.h"
-#include "demo/demo_session.h"
-#include "info/summary_reading.h"
-#include "platform/qt/real_ports.h"
-#include "ports/scripted_prompts.h"
-#include "shell/startup.h"
-#include "shell/string_table.h"
+#include "demo_bench.h"
 
 namespace {
 
@@ -32,20 +25,6 @@ double cpuSeconds()
     return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
 }
 
-class RowsView final : public lp::SummaryView {
-public:
-    void setRowValue(int row, const std::string& value) override
-    {
-        if (row >= 1 && row <= 8)
-            rows[row - 1] = value;
-    }
-    std::string rowValue(int row) const override { return row >= 1 && row <= 8 ? rows[row - 1] : std::string(); }
-    void setMainWindowEnabled(bool) override {}
-    void showConnectingDialog(const std::string&) override {}
-    void unloadConnectingDialog() override {}
-    std::string rows[8];
-};
-
 } // namespace
 
 int main(int argc, char* argv[])
@@ -53,25 +32,18 @@ int main(int argc, char* argv[])
     // The demo sets the environment the ports read, so it comes first.
     lp::sim::DemoOptions options;
     std::string error;
-    std::unique_ptr<lp::sim::DemoSession> demo;
-    if (lp::sim::demoOptionsFor("lp2", options, error))
-        demo = lp::sim::startDemo(options, error);
+    const std::unique_ptr<lp::sim::DemoSession> demo = lp::bench::startLp2Demo(options, false, error);
     if (!demo) {
-        std::printf("{\"benchmark\": \"summary_cpu\", \"error\": \"demo: %s\", \"met\": false}\n", error.c_str());
+        std::printf("{\"benchmark\": \"summary_cpu\", \"error\": \"demo: %s\", \"met\": false}\n",
+                    lp::bench::jsonText(error).c_str());
         return 1;
     }
     QCoreApplication app(argc, argv);
-    lp::RealPorts ports;
-    lp::sim::ScriptedPrompts prompts;
-    lp::Context ctx;
-    ports.attach(ctx, &prompts);
-    ctx.g_strRegistryKey = lp::LoadResString(801);
-    ctx.g_intToolkitMode = lp::ChooseToolkitMode(ctx);
-    lp::ChooseDeviceKind(ctx);
-    lp::ApplyDeviceFlags(ctx);
+    lp::bench::ProgramContext program;
+    lp::Context& ctx = program.ctx;
     ctx.g_strDeviceKind = lp::SummaryDeviceKind(ctx);
     auto connection = ctx.ports.serialPorts->create();
-    RowsView view;
+    lp::bench::RowsView view;
 
     const double cpu0 = cpuSeconds();
     const auto wall0 = std::chrono::steady_clock::now();
@@ -80,7 +52,7 @@ int main(int argc, char* argv[])
     const double cpu = cpuSeconds() - cpu0;
     const double fraction = wall > 0 ? cpu / wall : 1;
     // A read that failed fast would look cheap; the rows say it was real.
-    const bool read = !view.rows[0].empty() && view.rows[0] != "Not Present" && prompts.boxes().empty();
+    const bool read = !view.rows[0].empty() && view.rows[0] != "Not Present" && program.prompts.boxes().empty();
 
     std::printf("{\"benchmark\": \"summary_cpu\", \"cpu_fraction\": %.4f, \"target\": %.2f, \"met\": %s, "
                 "\"cpu_seconds\": %.3f, \"wall_seconds\": %.3f, \"device_kind\": \"%s\", \"read_ok\": %s, "
