@@ -127,16 +127,6 @@ TEST(ShellStartup, TextsFollowTheEdition)
     EXPECT_EQ(ScreenCaption(1, "Summary"), "HVN Linkport Toolkit - Summary");
     EXPECT_EQ(ScreenCaption(-1, "Summary"), "Wireless Linkport Toolkit - Summary");
 
-    AboutTexts a = AboutDialogTexts(1);
-    EXPECT_EQ(a.caption, "About HVN Linkport Toolkit");
-    EXPECT_EQ(a.version, std::string("Version ") + version::text);
-    EXPECT_EQ(a.copyright, LegalCopyright() + " Halvorn Inc. All Rights Reserved");
-    AboutTexts w = AboutDialogTexts(-1);
-    EXPECT_EQ(w.caption, "About Wireless Linkport Toolkit");
-    EXPECT_EQ(w.version, "Version 1.0.0");
-    EXPECT_EQ(w.title, "Wireless Linkport Toolkit");
-    EXPECT_EQ(w.copyright, a.copyright);
-
     EXPECT_EQ(PanelTextFromCaption("HVN Linkport Toolkit - Application Firmware Flash"),
               "Application Firmware Flash");
     EXPECT_EQ(PanelTextFromCaption("A-B - C"), " - C"); // the first "-" counts
