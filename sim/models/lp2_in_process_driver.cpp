@@ -60,6 +60,20 @@ bool Lp2InProcessDriver::acquirePort()
     return true;
 }
 
+std::optional<std::array<uint8_t, 6>> Lp2InProcessDriver::readVersions()
+{
+    std::optional<std::array<uint8_t, 6>> versions;
+    onAdapter([&] { versions = adapter_.answerVersions(); });
+    return versions;
+}
+
+std::optional<bool> Lp2InProcessDriver::startFlash(uint16_t value)
+{
+    std::optional<bool> accepted;
+    onAdapter([&] { accepted = adapter_.answerFlashStart(value); });
+    return accepted;
+}
+
 void Lp2InProcessDriver::releasePort()
 {
     if (ports_)

@@ -32,6 +32,10 @@ public:
     // One entry point missing, by its name ("RP1210_GetErrorMsg").
     void setEntryMissing(const std::string& name, bool missing = true);
 
+    // Each look at the adapter runs through `call`, for a model that lives on
+    // another thread (a PtyBridge's: its scheduler's call()).
+    void setAdapterCall(std::function<void(const std::function<void()>&)> call) { adapterCall_ = std::move(call); }
+
     // The entry points called, in order; onCall runs at each before the driver acts.
     std::vector<std::string> calls;
     std::function<void(const std::string&)> onCall;
@@ -57,13 +61,15 @@ private:
     // Lp2AdapterAccess
     bool acquirePort() override;
     void releasePort() override;
-    std::optional<std::array<uint8_t, 6>> readVersions() override { return adapter_.answerVersions(); }
-    std::optional<bool> startFlash(uint16_t value) override { return adapter_.answerFlashStart(value); }
+    std::optional<std::array<uint8_t, 6>> readVersions() override;
+    std::optional<bool> startFlash(uint16_t value) override;
+    void onAdapter(const std::function<void()>& fn) { adapterCall_ ? adapterCall_(fn) : fn(); }
 
     Lp2Model& adapter_;
     VirtualSerialPorts* ports_;
     int16_t port_;
     Lp2DriverCore core_;
+    std::function<void(const std::function<void()>&)> adapterCall_;
     bool libraryMissing_ = false;
     std::set<std::string> missingEntries_;
 };
