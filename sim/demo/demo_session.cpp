@@ -1,5 +1,7 @@
 #include "demo/demo_session.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,6 +34,29 @@ constexpr const char* kDriverLibraryName = "libLP2RP32.so";
 constexpr const char* kLp2SimIni = "LP2SIM.INI";
 constexpr const char* kLp2DriverIni = "LP2RP32.INI";
 constexpr size_t kMaxDriverLibraryBytes = size_t{64} << 20;
+
+// A session's temporary folder is <temp>/linkport-sim-XXXXXX. The session
+// holds an exclusive flock on the lock file in it for as long as it runs, so
+// a folder whose lock can be taken was left by a process that died without
+// stopping (SIGKILL leaves no chance to clean up).
+constexpr const char* kFolderPrefix = "linkport-sim-";
+constexpr const char* kOwnerLock = ".owner.lock";
+
+// Takes the owner lock of a fresh session folder; -1 when it cannot. The
+// file is locked under another name and then renamed, so a sweep never sees
+// the lock file before it is held.
+int takeOwnerLock(const fs::path& root)
+{
+    const fs::path making = root / ".owner.lock.making";
+    const int fd = ::open(making.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (fd < 0)
+        return -1;
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0 || ::rename(making.c_str(), (root / kOwnerLock).c_str()) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
 
 std::string versionText(uint8_t major, uint8_t minor)
 {
@@ -121,6 +146,7 @@ struct DemoSession::Parts {
     std::vector<MadeLink> links;
     std::vector<SavedVariable> environment;
     bool ownRoot = false;
+    int ownerLock = -1; // held while the session runs; see kOwnerLock
 
     bool linkPort(const std::string& folder, int port, const std::string& target, std::string& error)
     {
@@ -180,6 +206,11 @@ struct DemoSession::Parts {
         if (ownRoot && !root.empty())
             fs::remove_all(root, ec);
         ownRoot = false;
+        // Only now: a sweep that took the lock earlier would remove the
+        // folder under a session still stopping.
+        if (ownerLock >= 0)
+            ::close(ownerLock);
+        ownerLock = -1;
     }
 };
 
@@ -191,6 +222,36 @@ void DemoSession::stop()
 {
     if (parts_)
         parts_->stop(root_);
+}
+
+int removeStaleDemoFolders(const std::string& tempFolder)
+{
+    int removed = 0;
+    std::error_code ec;
+    for (fs::directory_iterator it(tempFolder, ec), end; !ec && it != end; it.increment(ec)) {
+        const fs::path folder = it->path();
+        if (folder.filename().string().rfind(kFolderPrefix, 0) != 0)
+            continue;
+        // A real folder of this user only: never a link out of the temporary
+        // folder, never someone else's.
+        struct stat st {};
+        if (::lstat(folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode) || st.st_uid != ::getuid())
+            continue;
+        // No lock file: a session from before the lock, or one that died
+        // while making its folder. Left alone rather than guessed at.
+        const int fd = ::open((folder / kOwnerLock).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+        if (fd < 0)
+            continue;
+        if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
+            // remove_all removes links inside without following them.
+            std::error_code removeError;
+            fs::remove_all(folder, removeError);
+            if (!removeError)
+                ++removed;
+        }
+        ::close(fd);
+    }
+    return removed;
 }
 
 std::string DemoSession::environmentScript() const
@@ -318,7 +379,8 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
     fs::path tmp = fs::temp_directory_path(ec);
     if (ec)
         tmp = "/tmp";
-    std::string pattern = (tmp / "linkport-sim-XXXXXX").string();
+    removeStaleDemoFolders(tmp.string());
+    std::string pattern = (tmp / (std::string(kFolderPrefix) + "XXXXXX")).string();
     std::vector<char> name(pattern.begin(), pattern.end());
     name.push_back('\0');
     if (::mkdtemp(name.data()) == nullptr) {
@@ -327,6 +389,11 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
     }
     session->root_ = name.data();
     parts.ownRoot = true;
+    parts.ownerLock = takeOwnerLock(session->root_);
+    if (parts.ownerLock < 0) {
+        error = "cannot lock the temporary folder " + session->root_;
+        return nullptr;
+    }
     const fs::path root = session->root_;
     auto absolute = [](const std::string& path) {
         std::error_code e;
