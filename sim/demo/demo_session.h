@@ -146,6 +146,13 @@ private:
 // saying why, when anything fails; nothing is then left behind.
 std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& error);
 
+// Removes the temporary folders (linkport-sim-*) in `tempFolder` that this
+// user's sessions left behind when their process died without stopping. A
+// live session holds a lock in its folder, so its folder stays; so do links
+// and folders without a lock. startDemo() runs it first. Returns how many
+// folders went.
+int removeStaleDemoFolders(const std::string& tempFolder);
+
 // The test driver library beside the running program (../lib/libLP2RP32.so
 // from its folder); empty when it is not there.
 std::string findDriverLibraryBesideProgram();

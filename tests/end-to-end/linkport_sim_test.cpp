@@ -375,3 +375,38 @@ TEST(DemoSession, PutsBackWhatItReplacedAndKeepsTheUsersSettings)
     EXPECT_NE(error.find("is not a link"), std::string::npos) << error;
     EXPECT_EQ(test::readFile(dos + "/com8"), "mine");
 }
+
+TEST(DemoSession, AStartRemovesTheFoldersOfKilledSessionsOnly)
+{
+    test::TempDir dir, tmp;
+    ScopedEnv tmpdir("TMPDIR", tmp.path());
+    auto demoFolders = [&] {
+        std::vector<std::string> found;
+        for (const auto& entry : fs::directory_iterator(tmp.path()))
+            if (entry.path().filename().string().rfind("linkport-sim-", 0) == 0)
+                found.push_back(entry.path().string());
+        return found;
+    };
+    SimProcess killed({"--compact=COM9", "--dosdevices", dir.file("dos")});
+    ASSERT_TRUE(killed.readUntil("LINKPORT_DOSDEVICES=")) << killed.err;
+    const std::vector<std::string> left = demoFolders();
+    ASSERT_EQ(left.size(), 1u);
+    killed.signal(SIGKILL);
+    killed.finish();
+    // A link to a folder whose lock is free is not a session's folder.
+    fs::create_directories(dir.file("elsewhere"));
+    test::writeFile(dir.file("elsewhere/.owner.lock"), "");
+    fs::create_directory_symlink(dir.file("elsewhere"), tmp.file("linkport-sim-link"));
+
+    DemoOptions options;
+    options.setEnvironment = false;
+    std::string error;
+    auto live = startDemo(options, error);
+    ASSERT_TRUE(live) << error;
+    EXPECT_FALSE(fs::exists(left[0])) << "the killed session's folder stayed";
+    auto second = startDemo(options, error);
+    ASSERT_TRUE(second) << error;
+    EXPECT_TRUE(fs::is_directory(live->temporaryFolder())) << "a live session's folder went";
+    EXPECT_TRUE(fs::is_symlink(tmp.file("linkport-sim-link")));
+    EXPECT_TRUE(test::fileExists(dir.file("elsewhere/.owner.lock")));
+}
