@@ -8,17 +8,11 @@
 #include <cstdlib>
 #include <deque>
 #include <string>
-#include <unistd.h>
 
-#include "core/context.h"
 #include "flash/compact_flash.h"
 #include "fuzz_check.h"
+#include "fuzz_flash_harness.h"
 #include "links/modCGP.h"
-#include "platform/ini_profile_files.h"
-#include "ports/memory_logger.h"
-#include "ports/recording_screens.h"
-#include "ports/scripted_prompts.h"
-#include "ports/virtual_clock.h"
 
 using namespace lp;
 
@@ -104,26 +98,6 @@ struct QuietScreen final : CompactFlashScreen {
     int exitReturns = 0;
 };
 
-// A small sound firmware file and the driver INI, written once per process.
-std::string& folder()
-{
-    static std::string dir = [] {
-        char name[] = "/tmp/lp-fuzz-flash-XXXXXX";
-        std::string d = mkdtemp(name) ? name : "/tmp";
-        FILE* f = std::fopen((d + "/app.hex").c_str(), "wb");
-        std::fputs("[Hex File Information]\r\nFirmwareVersion=1.8\r\nFirmwareType=B&B SIP\r\n"
-                   "ReleaseDate=03/14/2026\r\nHardwareVersions=1.0\r\n\r\n"
-                   ":020000040000FA\r\n:0400000000010203F6\r\n:04000400DEADBEEFC0\r\n:00000001FF\r\n",
-                   f);
-        std::fclose(f);
-        f = std::fopen((d + "/CLPRP32.INI").c_str(), "wb");
-        std::fputs("[DeviceInformation3]\r\nDeviceParams=COM3,P1\r\n", f);
-        std::fclose(f);
-        return d;
-    }();
-    return dir;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -143,26 +117,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         i += n;
     }
 
-    sim::VirtualClock clock;
-    sim::ScriptedPrompts prompts;
-    sim::MemoryLogger log;
-    sim::RecordingScreenCalls screens;
-    IniProfileFiles profiles(folder());
-    Context ctx;
-    ctx.ports.host = &clock;
-    ctx.ports.prompts = &prompts;
-    ctx.ports.log = &log;
-    ctx.ports.screens = &screens;
-    ctx.ports.profiles = &profiles;
+    fuzz::FlashRig rig;
+    sim::VirtualClock& clock = rig.clock;
+    Context& ctx = rig.ctx;
 
     TimedFuzzPort port(clock, std::move(pieces), refuseAt);
     QuietScreen screen;
-    CompactFlashResult r = RunCompactFlash(ctx, port, screen, 3, folder() + "/app.hex");
+    CompactFlashResult r = RunCompactFlash(ctx, port, screen, 3, fuzz::flashFile());
 
     const bool leftOpen = port.portOpen() && !port.closeRefused();
-    if (!r.finished || leftOpen || ctx.g_intFlashRecordCounter != 0)
-        for (const auto& line : log.lines)
-            std::fprintf(stderr, "log: %s\n", line.text.c_str());
+    rig.printLogIf(!r.finished || leftOpen || ctx.g_intFlashRecordCounter != 0);
     FUZZ_CHECK(r.finished);
     FUZZ_CHECK(!leftOpen);
     FUZZ_CHECK(ctx.g_intFlashRecordCounter == 0);
@@ -171,7 +135,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         FUZZ_CHECK(r.errorCode == 0);
         FUZZ_CHECK(screen.exitReturns == 1);
     }
-    for (const auto& box : prompts.boxes()) {
+    for (const auto& box : rig.prompts.boxes()) {
         bool known = false;
         for (int16_t code = 1; code <= 5; ++code)
             known = known || box.prompt == CGPErrorText(code);

@@ -9,18 +9,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
-#include "core/context.h"
 #include "flash/wireless_flash.h"
 #include "fuzz_check.h"
-#include "platform/ini_profile_files.h"
-#include "ports/memory_logger.h"
-#include "ports/recording_screens.h"
-#include "ports/scripted_prompts.h"
+#include "fuzz_flash_harness.h"
 #include "ports/tcp_device.h"
-#include "ports/virtual_clock.h"
 #include "ports/virtual_tcp.h"
 
 using namespace lp;
@@ -97,22 +91,6 @@ struct QuietScreen final : WirelessFlashScreen {
     std::vector<std::string> exits;
 };
 
-std::string& folder()
-{
-    static std::string dir = [] {
-        char name[] = "/tmp/lp-fuzz-wflash-XXXXXX";
-        std::string d = mkdtemp(name) ? name : "/tmp";
-        FILE* f = std::fopen((d + "/wlp.hex").c_str(), "wb");
-        std::fputs("[Hex File Information]\r\nFirmwareVersion=1.8\r\nFirmwareType=B&B SIP\r\n"
-                   "ReleaseDate=03/14/2026\r\nHardwareVersions=1.0\r\n\r\n"
-                   ":020000040000FA\r\n:0400000000010203F6\r\n:04000400DEADBEEFC0\r\n:00000001FF\r\n",
-                   f);
-        std::fclose(f);
-        return d;
-    }();
-    return dir;
-}
-
 bool knownText(const std::string& text)
 {
     return text == "Error while programming device.  Please retry!" ||
@@ -142,40 +120,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         i += taken;
     }
 
-    sim::VirtualClock clock;
-    sim::ScriptedPrompts prompts;
-    sim::MemoryLogger log;
-    sim::RecordingScreenCalls screens;
-    IniProfileFiles profiles(folder());
-    Context ctx;
-    ctx.ports.host = &clock;
-    ctx.ports.prompts = &prompts;
-    ctx.ports.log = &log;
-    ctx.ports.screens = &screens;
-    ctx.ports.profiles = &profiles;
+    fuzz::FlashRig rig;
+    sim::VirtualClock& clock = rig.clock;
+    Context& ctx = rig.ctx;
 
     ScriptedAdapter adapter(std::move(pieces), refuseFrom);
     sim::VirtualTcpNetwork network(clock);
     network.addDevice("127.0.0.2", adapter);
     std::unique_ptr<TcpSocket> socket = network.create();
     QuietScreen screen;
-    const WirelessFlashResult r = RunWirelessFlash(ctx, *socket, screen, "127.0.0.2", folder() + "/wlp.hex");
+    const WirelessFlashResult r = RunWirelessFlash(ctx, *socket, screen, "127.0.0.2", fuzz::flashFile());
 
-    if (!r.finished() || socket->state() != 0 || ctx.g_intFlashRecordCounter != 0)
-        for (const auto& line : log.lines)
-            std::fprintf(stderr, "log: %s\n", line.text.c_str());
+    rig.printLogIf(!r.finished() || socket->state() != 0 || ctx.g_intFlashRecordCounter != 0);
     FUZZ_CHECK(r.finished());
     FUZZ_CHECK(socket->state() == 0);
     FUZZ_CHECK(ctx.g_intFlashRecordCounter == 0);
     // 256 pieces at most 5.1 s apart, three 3 s silences per step and the
     // reconnect window bound a run well inside this.
     FUZZ_CHECK(clock.nowMs() < 30 * 60 * 1000.0);
-    const size_t endings = prompts.boxes().size() + screen.exits.size();
+    const size_t endings = rig.prompts.boxes().size() + screen.exits.size();
     FUZZ_CHECK(endings == 1);
-    for (const auto& box : prompts.boxes())
+    for (const auto& box : rig.prompts.boxes())
         FUZZ_CHECK(knownText(box.prompt));
     if (r.succeeded())
-        FUZZ_CHECK(screen.exits.size() == 1 && prompts.boxes().empty());
+        FUZZ_CHECK(screen.exits.size() == 1 && rig.prompts.boxes().empty());
     else
         FUZZ_CHECK(screen.exits.empty());
     return 0;
