@@ -20,13 +20,13 @@
 #include <functional>
 #include <memory>
 
-#include "core/vb_text.h"
 #include "flash/flash_checks.h"
 #include "flash/frmDownloadProgress.h"
 #include "flash/frmFlash.h"
 #include "flash/frmSelectFile.h"
 #include "links/modCGP.h"
 #include "models/compact_model.h"
+#include "models/firmware_image.h"
 #include "models/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "models/wireless_model.h"
@@ -45,28 +45,15 @@ const std::string kProgramKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
 const QString kSucceeded =
     "Flash Completed Successfully!\n\nYou can now go to Toolkit, return to Flash, or Exit the program.";
 
-std::string record(uint16_t address, std::vector<uint8_t> data)
-{
-    std::vector<uint8_t> bytes{static_cast<uint8_t>(data.size()), static_cast<uint8_t>(address >> 8),
-                               static_cast<uint8_t>(address & 0xFF), 0};
-    bytes.insert(bytes.end(), data.begin(), data.end());
-    uint8_t sum = 0;
-    for (uint8_t b : bytes)
-        sum = static_cast<uint8_t>(sum + b);
-    bytes.push_back(static_cast<uint8_t>(-sum));
-    std::string line = ":";
-    for (uint8_t b : bytes)
-        line += vb::Hex2(b);
-    return line + "\r\n";
-}
-
 std::string firmware(const std::string& type, const std::string& version, const std::string& hardware,
                      int records = 0)
 {
     std::string text = "[Hex File Information]\r\nFirmwareVersion=" + version + "\r\nFirmwareType=" + type
                        + "\r\nReleaseDate=2024-05-01\r\nHardwareVersions=" + hardware + "\r\n\r\n";
-    for (int i = 0; i < records; ++i)
-        text += record(static_cast<uint16_t>(i * 16), std::vector<uint8_t>(16, static_cast<uint8_t>(i)));
+    for (int i = 0; i < records; ++i) {
+        const std::vector<uint8_t> data(16, static_cast<uint8_t>(i));
+        text += sim::hexRecordLine(0, static_cast<uint16_t>(i * 16), data) + "\r\n";
+    }
     return text + ":00000001FF\r\n";
 }
 
