@@ -344,7 +344,7 @@ const std::vector<SimOption>& table()
              return true;
          })},
         {"driver-library", Value::Required, "PATH", false,
-         "the test driver library to install (default ../lib/libLP2RP32.so beside this program)",
+         "the test driver library to install (default: the one shipped with this program)",
          GeneralApply([](SimCommand& c, const std::string& v, std::string&) {
              c.demo.driverLibrary = v;
              return true;

@@ -19,6 +19,7 @@
 #include "platform/atomic_file.h"
 #include "platform/ini_profile_files.h"
 #include "platform/reg_file_store.h"
+#include "platform/shipped_files.h"
 #include "ports/pty_bridge.h"
 #include "ports/tcp_model_server.h"
 #include "settings/modRegistry.h"
@@ -297,12 +298,7 @@ std::string demoDeviceKind(const std::string& select)
 
 std::string findDriverLibraryBesideProgram()
 {
-    std::error_code ec;
-    fs::path self = fs::read_symlink("/proc/self/exe", ec);
-    if (ec)
-        return {};
-    fs::path library = self.parent_path().parent_path() / "lib" / kDriverLibraryName;
-    return fs::is_regular_file(library, ec) ? library.lexically_normal().string() : std::string();
+    return findShippedFile(ShippedFile::DriverLibrary);
 }
 
 std::string lp2SimIni(const Lp2DriverSettings& s, const std::string& port, int baud, int replyTimeoutMs)
@@ -428,8 +424,10 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
         const DemoLp2& o = options.lp2;
         std::string library = options.driverLibrary.empty() ? findDriverLibraryBesideProgram() : options.driverLibrary;
         if (library.empty() || !fs::is_regular_file(library, ec)) {
-            error = "the test driver library " + std::string(kDriverLibraryName) + " was not found"
-                    + (library.empty() ? " beside this program (../lib)" : " at " + library)
+            const std::string where = library.empty()
+                                          ? " beside this program (" + shippedFilePlaces(ShippedFile::DriverLibrary) + ")"
+                                          : " at " + library;
+            error = "the test driver library " + std::string(kDriverLibraryName) + " was not found" + where
                     + "; build the target lp2rp32 or name it with --driver-library";
             return nullptr;
         }

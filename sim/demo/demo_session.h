@@ -84,8 +84,8 @@ struct DemoOptions {
     std::string windowsDirectory;
     std::string registryFile;
     std::string dosdevicesFolder;
-    // The test driver library to install; empty: ../lib/libLP2RP32.so beside
-    // the running program.
+    // The test driver library to install; empty: the one shipped with the
+    // running program (findDriverLibraryBesideProgram).
     std::string driverLibrary;
     // "lp2", "compact", "wireless": written as "PrevAdapter"; empty: nothing.
     std::string select;
@@ -153,8 +153,9 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
 // folders went.
 int removeStaleDemoFolders(const std::string& tempFolder);
 
-// The test driver library beside the running program (../lib/libLP2RP32.so
-// from its folder); empty when it is not there.
+// The test driver library shipped with the running program, in the build
+// tree or the installed tree (platform/shipped_files.h); empty when it is
+// in neither.
 std::string findDriverLibraryBesideProgram();
 
 // The LP2SIM.INI text that gives the test driver library these settings and

@@ -2,6 +2,8 @@
 // line to the main window, whose load is the start-up.
 #include <QApplication>
 #include <QEvent>
+#include <QIcon>
+#include <QPixmap>
 #include <QObject>
 
 #include <cstdio>
@@ -138,9 +140,17 @@ int main(int argc, char* argv[])
 #endif
 
     QApplication app(argc, argv); // takes Qt's own options out of argv
+    // The resources live in the static library lp_qt, whose object the linker
+    // leaves out unless something names it: without this the program has
+    // neither its icon nor its built-in manual.
+    Q_INIT_RESOURCE(resources);
     QApplication::setApplicationName("linkport-toolkit");
     QApplication::setApplicationVersion(lp::version::text);
-    QApplication::setWindowIcon(lp::resIcon(101, lp::ResPictureKind::Icon));
+    // The desktop entry's icon, so the window and the menu look alike; the
+    // drawn icon when the picture is missing from the resources.
+    const QPixmap appIcon(QStringLiteral(":/icons/linkport-toolkit.png"));
+    QApplication::setWindowIcon(appIcon.isNull() ? lp::resIcon(101, lp::ResPictureKind::Icon) : QIcon(appIcon));
+    QApplication::setDesktopFileName(QStringLiteral("linkport-toolkit"));
     lp::installLogFile();
 
     lp::RealPorts realPorts;

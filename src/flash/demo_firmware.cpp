@@ -5,28 +5,13 @@
 #include <filesystem>
 #include <system_error>
 
-#ifdef _WIN32
-#include <windows.h>
-#endif
+#include "platform/shipped_files.h"
 
 namespace lp {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-fs::path runningProgram()
-{
-#ifdef _WIN32
-    wchar_t buffer[MAX_PATH];
-    const DWORD n = GetModuleFileNameW(nullptr, buffer, MAX_PATH);
-    return n > 0 && n < MAX_PATH ? fs::path(buffer) : fs::path();
-#else
-    std::error_code ec;
-    const fs::path self = fs::read_symlink("/proc/self/exe", ec);
-    return ec ? fs::path() : self;
-#endif
-}
 
 bool isFirmwareFile(const fs::path& path)
 {
@@ -39,19 +24,15 @@ bool isFirmwareFile(const fs::path& path)
 
 std::string DemoFirmwareSourceFolder()
 {
-    const fs::path program = runningProgram();
-    if (program.empty())
-        return {};
-    const fs::path folder = program.parent_path().parent_path() / "demo-firmware";
-    std::error_code ec;
-    return fs::is_directory(folder, ec) ? folder.string() : std::string();
+    return findShippedFile(ShippedFile::DemoFirmware);
 }
 
 bool WriteDemoFirmwareFiles(const std::string& folder, std::string& error)
 {
     const std::string source = DemoFirmwareSourceFolder();
     if (source.empty()) {
-        error = "the demo firmware files are not installed beside the program";
+        error = "the demo firmware files were not found (" + shippedFilePlaces(ShippedFile::DemoFirmware)
+                + " beside the program)";
         return false;
     }
     std::error_code ec;
