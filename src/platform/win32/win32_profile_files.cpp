@@ -2,6 +2,7 @@
 
 #include "platform/win32/win32_profile_files.h"
 
+#include <algorithm>
 #include <vector>
 
 #ifndef NOMINMAX
@@ -14,6 +15,8 @@
 namespace lp {
 
 namespace {
+
+constexpr uint32_t kMaxBuffer = 1u << 20;
 
 std::string convert(const std::string& text, UINT from, UINT to)
 {
@@ -51,6 +54,9 @@ uint32_t Win32ProfileFiles::getPrivateProfileString(const std::string& section, 
     out.clear();
     if (nSize == 0)
         return 0;
+    // A line of an INI file is short; a caller's size of gigabytes must not
+    // become an allocation of gigabytes (nor a bad_alloc out of this port).
+    nSize = std::min<uint32_t>(nSize, kMaxBuffer);
     std::vector<char> buffer(nSize, '\0');
     const std::string ansiSection = toAnsi(section);
     const std::string ansiKey = toAnsi(key);

@@ -14,6 +14,7 @@ class Win32ProfileFiles final : public ProfileFiles {
 public:
     // The count returned is the length of `out` in UTF-8 bytes, so that
     // keeping the first n characters keeps the whole converted value.
+    // nSize counts up to 1 MiB; a larger one reads as 1 MiB.
     uint32_t getPrivateProfileString(const std::string& section, const std::string& key,
                                      const std::string& defaultValue, std::string& out, uint32_t nSize,
                                      const std::string& fileName) override;
