@@ -369,6 +369,54 @@ TEST(PlatformContract, FileVersionOfDriverFilesOnly)
 #endif
 }
 
+// COM42, a serial port with nothing behind it, and COM41, a plain file.
+// Made here on Linux (links in a dosdevices folder of the test's own), by
+// scripts/windows-test in the Wine prefix; on a Windows machine name a real
+// port in LP_TEST_SERIAL_PORT. A number is 0 when there is no such port.
+class TestPorts {
+public:
+#ifdef _WIN32
+    TestPorts()
+    {
+        const char* s = std::getenv("LP_TEST_SERIAL_PORT");
+        const char* p = std::getenv("LP_TEST_FILE_PORT");
+        serial = s ? std::atoi(s) : 0;
+        plain = p ? std::atoi(p) : 0;
+    }
+#else
+    TestPorts() : env_("LINKPORT_DOSDEVICES", dir_.path())
+    {
+        char name[64] = {};
+        if (openpty(&master_, &slave_, nullptr, nullptr, nullptr) != 0 || ttyname_r(slave_, name, sizeof name) != 0)
+            return;
+        serialDevice = name;
+        std::filesystem::create_symlink(serialDevice, dir_.file("com42"));
+        writeFile(dir_.file("plain"), "not a port");
+        std::filesystem::create_symlink(dir_.file("plain"), dir_.file("com41"));
+        serial = 42;
+        plain = 41;
+    }
+    ~TestPorts()
+    {
+        for (int fd : {slave_, master_})
+            if (fd >= 0)
+                ::close(fd);
+    }
+    std::string serialDevice;
+#endif
+    TestPorts(const TestPorts&) = delete;
+    TestPorts& operator=(const TestPorts&) = delete;
+    int serial = 0;
+    int plain = 0;
+
+#ifndef _WIN32
+private:
+    TempDir dir_;
+    ScopedEnv env_;
+    int master_ = -1, slave_ = -1;
+#endif
+};
+
 // A serial port that is there is probed without being kept; one that is
 // missing, not a serial port, or held by another program is not present.
 TEST(PlatformContract, SerialPortPresence)
@@ -376,53 +424,60 @@ TEST(PlatformContract, SerialPortPresence)
     EXPECT_FALSE(isRs232PortPresent(-1));
     EXPECT_FALSE(isRs232PortPresent(0));
     EXPECT_FALSE(isRs232PortPresent(255));
-#ifdef _WIN32
-    // scripts/windows-test links two ports in the Wine prefix: one to a
-    // pseudo-terminal it holds open, one to a plain file. On a Windows
-    // machine, name a real serial port in LP_TEST_SERIAL_PORT instead.
-    const char* serial = std::getenv("LP_TEST_SERIAL_PORT");
-    const char* plain = std::getenv("LP_TEST_FILE_PORT");
-    if (plain) {
-        EXPECT_FALSE(isRs232PortPresent(std::atoi(plain)));
+    TestPorts ports;
+    if (ports.plain) {
+        EXPECT_FALSE(isRs232PortPresent(ports.plain));
     }
-    if (!serial)
+    if (!ports.serial)
         GTEST_SKIP() << "LP_TEST_SERIAL_PORT not set: no serial port to probe";
-    const int port = std::atoi(serial);
-    if (runningUnderWine()) {
+    if (underWine()) {
         // Wine 8 opens the port for query only but then refuses
         // GetCommProperties on that handle (ERROR_ACCESS_DENIED; with read
         // and write access it answers PST_RS232), so every port probes as
         // absent there. Windows answers on a query-only handle, and the
         // probe must not open the port for reading and writing, which would
         // raise DTR on the adapter. Pinned so a Wine that changes shows.
-        EXPECT_FALSE(isRs232PortPresent(port));
+        EXPECT_FALSE(isRs232PortPresent(ports.serial));
         GTEST_SKIP() << "Wine refuses GetCommProperties on a query-only handle";
     }
-    EXPECT_TRUE(isRs232PortPresent(port));
-    EXPECT_TRUE(isRs232PortPresent(port)); // the probe let go of it
-    HeldPort held(port);
+    EXPECT_TRUE(isRs232PortPresent(ports.serial));
+    EXPECT_TRUE(isRs232PortPresent(ports.serial)); // the probe let go of it
+#ifdef _WIN32
+    HeldPort held(ports.serial); // Windows refuses a second open
     ASSERT_TRUE(held.held());
-    EXPECT_FALSE(isRs232PortPresent(port)); // Windows refuses a second open
 #else
-    TempDir dir;
-    ScopedEnv env("LINKPORT_DOSDEVICES", dir.path());
-    int master = -1, slave = -1;
-    ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
-    char name[64] = {};
-    ASSERT_EQ(ttyname_r(slave, name, sizeof name), 0);
-    std::filesystem::create_symlink(name, dir.file("com42"));
-    writeFile(dir.file("plain"), "not a port");
-    std::filesystem::create_symlink(dir.file("plain"), dir.file("com41"));
-    EXPECT_FALSE(isRs232PortPresent(41));
-    EXPECT_TRUE(isRs232PortPresent(42));
-    EXPECT_TRUE(isRs232PortPresent(42)); // the probe let go of it
-    int held = ::open(name, O_RDWR | O_NOCTTY);
+    int held = ::open(ports.serialDevice.c_str(), O_RDWR | O_NOCTTY);
     ASSERT_GE(held, 0);
-    ASSERT_EQ(::flock(held, LOCK_EX | LOCK_NB), 0);
-    EXPECT_FALSE(isRs232PortPresent(42));
-    ::close(held);
-    EXPECT_TRUE(isRs232PortPresent(42));
-    ::close(slave);
-    ::close(master);
+    ASSERT_EQ(::flock(held, LOCK_EX | LOCK_NB), 0); // as our serial port and the driver lock it
 #endif
+    EXPECT_FALSE(isRs232PortPresent(ports.serial));
+#ifndef _WIN32
+    ::close(held);
+#endif
+}
+
+// The test driver holds the adapter's line while a client is open and gives
+// up on an adapter that does not answer; neither hangs.
+TEST(PlatformContract, TestDriverHoldsItsLine)
+{
+    TestPorts ports;
+    if (!ports.serial)
+        GTEST_SKIP() << "LP_TEST_SERIAL_PORT not set: no serial line for the driver";
+    TempDir windir;
+    ScopedEnv env("windir", windir.path());
+    Rp1210Library driver("LP2RP32", [] { return testDriverFolder(); });
+    std::string protocol = "J1708";
+    writeFile(windir.file("LP2SIM.INI"), "[Adapter]\r\nPort=COM255\r\nReplyTimeout=200\r\n");
+    EXPECT_EQ(driver.clientConnect(0, 1, protocol, 8000, 8000, 0), DriverResult(230)) << driver.lastError();
+
+    writeFile(windir.file("LP2SIM.INI"),
+              "[Adapter]\r\nPort=COM" + std::to_string(ports.serial) + "\r\nReplyTimeout=200\r\n");
+    ASSERT_EQ(driver.clientConnect(0, 1, protocol, 8000, 8000, 0), DriverResult(0));
+    EXPECT_FALSE(isRs232PortPresent(ports.serial)); // the driver has it
+    std::string versions(8, '\0');
+    EXPECT_EQ(driver.sendCommand(209, 0, versions, 8), DriverResult(142)); // nobody answers
+    EXPECT_EQ(driver.clientDisconnect(0), DriverResult(0));
+    if (!underWine()) { // see SerialPortPresence
+        EXPECT_TRUE(isRs232PortPresent(ports.serial));
+    }
 }
