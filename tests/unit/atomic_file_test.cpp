@@ -7,8 +7,10 @@
 #include <string>
 #include <thread>
 
+#ifndef _WIN32
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
 
 #include "platform/atomic_file.h"
 #include "support/temp_dir.h"
@@ -44,6 +46,7 @@ TEST(AtomicFile, ReplacesContentsAndKeepsPermissionsAndLinks)
     ASSERT_TRUE(replaceFileAtomically(path, "", &error)) << error;
     EXPECT_EQ(readFile(path), "");
 
+#ifndef _WIN32 // POSIX permissions and links
     ::chmod(path.c_str(), 0640);
     ASSERT_TRUE(replaceFileAtomically(path, "again", &error)) << error;
     struct stat st {};
@@ -56,8 +59,10 @@ TEST(AtomicFile, ReplacesContentsAndKeepsPermissionsAndLinks)
     ASSERT_TRUE(replaceFileAtomically(link, "via link", &error)) << error;
     EXPECT_TRUE(fs::is_symlink(link));
     EXPECT_EQ(readFile(path), "via link");
-
     EXPECT_EQ(entriesIn(dir.path()), 2u) << "no temporary left behind";
+#else
+    EXPECT_EQ(entriesIn(dir.path()), 1u) << "no temporary left behind";
+#endif
 }
 
 TEST(AtomicFile, FailedWritesLeaveTheOldFileAndNoTemporary)
@@ -127,8 +132,10 @@ TEST(AtomicFile, ReadIsBoundedAndRefusesOddFiles)
 
     // A folder and a FIFO are not files; the FIFO must not block the read.
     EXPECT_FALSE(readWholeFile(dir.path(), out, 100, &error));
+#ifndef _WIN32
     ASSERT_EQ(::mkfifo(dir.file("fifo").c_str(), 0600), 0);
     EXPECT_FALSE(readWholeFile(dir.file("fifo"), out, 100, &error));
+#endif
 }
 
 TEST(AtomicFile, LockIsExclusiveAndWaitIsBounded)
