@@ -44,7 +44,9 @@ namespace {
 
 const std::string kTestRoot = "SOFTWARE\\LinkportToolkitTests";
 
-// The platform's registry with a key of its own for one test.
+// The platform's registry with a key of its own for one test. On Windows
+// that is the real HKEY_LOCAL_MACHINE (which the program uses too), so on a
+// Windows machine the test program needs an administrator's rights.
 class PlatformRegistry {
 public:
     PlatformRegistry()
