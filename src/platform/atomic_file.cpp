@@ -33,7 +33,8 @@ void setError(std::string* error, std::string text)
         *error = std::move(text);
 }
 
-std::string folderOf(const std::string& path)
+// Only the POSIX writer names the folder it syncs and reports on.
+[[maybe_unused]] std::string folderOf(const std::string& path)
 {
     fs::path parent = fs::path(path).parent_path();
     return parent.empty() ? std::string(".") : parent.string();

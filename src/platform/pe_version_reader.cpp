@@ -269,7 +269,8 @@ private:
     std::vector<Section> sections_;
 };
 
-std::string lowerAscii(std::string text)
+// Only needed where file names are case-sensitive (not on Windows).
+[[maybe_unused]] std::string lowerAscii(std::string text)
 {
     for (char& c : text)
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));

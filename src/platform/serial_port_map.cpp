@@ -70,7 +70,7 @@ long ttySuffix(const std::string& name, const std::string& prefix)
 }
 
 // comN entries of the link folder, number -> the device they lead to.
-std::map<int, std::string> readLinks(const std::string& folder)
+[[maybe_unused]] std::map<int, std::string> readLinks(const std::string& folder)
 {
     std::map<int, std::string> links;
     if (folder.empty())
