@@ -56,6 +56,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "core/vb_text.h"
@@ -119,6 +120,17 @@ std::string ownFolder()
     return std::filesystem::path(info.dli_fname).parent_path().string();
 }
 #endif
+
+// The first whole reply frame in what the line has brought so far, if any.
+// Anything before a reply's first byte is line noise and is dropped.
+std::optional<Bytes> takeWholeReply(Bytes& received)
+{
+    auto start = std::find(received.begin(), received.end(), uint8_t{0x5F});
+    received.erase(received.begin(), start);
+    if (size_t length = lp::sim::lp2ReplyLength(received); length > 0)
+        return Bytes(received.begin(), received.begin() + static_cast<std::ptrdiff_t>(length));
+    return std::nullopt;
+}
 
 class Config {
 public:
@@ -274,11 +286,8 @@ private:
             return std::nullopt;
         Bytes received;
         for (;;) {
-            // Anything before a reply's first byte is line noise.
-            while (!received.empty() && received[0] != 0x5F)
-                received.erase(received.begin());
-            if (size_t length = lp::sim::lp2ReplyLength(received); length > 0)
-                return Bytes(received.begin(), received.begin() + static_cast<std::ptrdiff_t>(length));
+            if (auto reply = takeWholeReply(received))
+                return reply;
             auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
             if (left.count() <= 0)
                 return std::nullopt;
@@ -317,11 +326,8 @@ private:
         }
         Bytes received;
         for (;;) {
-            // Anything before a reply's first byte is line noise.
-            while (!received.empty() && received[0] != 0x5F)
-                received.erase(received.begin());
-            if (size_t length = lp::sim::lp2ReplyLength(received); length > 0)
-                return Bytes(received.begin(), received.begin() + static_cast<std::ptrdiff_t>(length));
+            if (auto reply = takeWholeReply(received))
+                return reply;
             auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
             if (left.count() <= 0)
                 return std::nullopt;
