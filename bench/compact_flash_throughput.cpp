@@ -67,7 +67,7 @@ Run flashOnce(const std::string& folder, int baud, const std::string& suffix, co
 
     lp::test::QtSerialContext real(folder);
     auto connection = real.ports.create();
-    lp::test::TimerCompactScreen screen;
+    lp::test::RecordingCompactScreen screen;
     CompactFlash flash(real.ctx, *connection, screen);
     screen.drive(real.host, flash);
 

@@ -90,7 +90,7 @@ int main(int argc, char* argv[])
     std::string flashWhy;
     {
         auto connection = ctx.ports.serialPorts->create();
-        lp::test::TimerCompactScreen screen;
+        lp::test::RecordingCompactScreen screen;
         lp::CompactFlash flash(ctx, *connection, screen);
         screen.drive(*ctx.ports.host, flash);
         meter.start();

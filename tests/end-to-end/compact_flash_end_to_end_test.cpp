@@ -1,7 +1,5 @@
-// The compact adapter's serial flash through a real pseudo-terminal, with the
-// real serial port and the Qt host: the application is switched into its
-// loader at 115200 baud and a 64 KiB image goes over at wire speed, each
-// record on the tick of a Qt-backed `tmrProgramDevice`.
+// The compact adapter's serial flash through a real pseudo-terminal, paced
+// by a Qt-backed `tmrProgramDevice` at wire speed.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -35,7 +33,7 @@ TEST(CompactFlashEndToEnd, FlashesA64KiBImageThroughAPseudoTerminal)
 
     test::QtSerialContext real(dir.path());
     auto connection = real.ports.create();
-    test::TimerCompactScreen screen;
+    test::RecordingCompactScreen screen;
     CompactFlash flash(real.ctx, *connection, screen);
     screen.drive(real.host, flash);
 

@@ -1,16 +1,11 @@
-// A second-generation flash for real: the program's main window opens the
-// Application Flash screen, the file is chosen in the select-file dialog,
-// and Begin Flash has the test driver library LP2RP32 (loaded with dlopen
-// from a temporary Windows directory) flash the adapter model behind a
-// pseudo-terminal, ending in the exit/return dialog. Real Qt host, real
-// serial port, real timers.
+// A second-generation flash for real: main window, select-file dialog and the
+// test driver library flashing the adapter model behind a pseudo-terminal.
 #include <gtest/gtest.h>
 
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QTimer>
 
 #include <filesystem>
 #include <functional>
@@ -26,6 +21,7 @@
 #include "platform/reg_file_store.h"
 #include "platform/rp1210_library.h"
 #include "ports/memory_logger.h"
+#include "qt_support/modal.h"
 #include "qt_support/pty_serial_rig.h"
 #include "ports/scripted_prompts.h"
 #include "shell/frmExitReturnDialog.h"
@@ -36,20 +32,6 @@ using namespace lp;
 using namespace lp::sim;
 
 namespace {
-
-// Calls `onDialog` with each modal dialog of type T that comes up while
-// `action` runs; it must close the dialog.
-template <class T> void whileModal(const std::function<void()>& action, const std::function<void(T&)>& onDialog)
-{
-    QTimer poll;
-    poll.setInterval(20);
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        if (auto* dialog = qobject_cast<T*>(QApplication::activeModalWidget()))
-            onDialog(*dialog);
-    });
-    poll.start();
-    action();
-}
 
 std::string apfFile()
 {
@@ -111,19 +93,23 @@ TEST(Lp2FlashEndToEnd, ApplicationFlashThroughTheDriverLibraryEndsInTheExitRetur
     EXPECT_EQ(screen->adapterRow(2), "2.4");
     EXPECT_EQ(screen->adapterRow(4), "01.07.12"); // the serial query, through COM5
 
-    whileModal<frmSelectFile>([&] { screen->findChild<QPushButton*>("cmdSelectFile")->click(); },
-                              [&](frmSelectFile& dialog) {
-                                  dialog.findChild<QLineEdit*>("txtFileName")->setText(QString::fromStdString(firmware));
-                                  dialog.cmdOK_Click();
-                              });
+    test::withModal<frmSelectFile>(
+        [&] { screen->findChild<QPushButton*>("cmdSelectFile")->click(); },
+        [&](frmSelectFile& dialog) {
+            dialog.findChild<QLineEdit*>("txtFileName")->setText(QString::fromStdString(firmware));
+            dialog.cmdOK_Click();
+        },
+        20);
     EXPECT_EQ(screen->fileRow(2), "2.0,3.1");
 
     QString message;
-    whileModal<frmExitReturnDialog>([&] { screen->findChild<QPushButton*>("cmdBeginFlash")->click(); },
-                                    [&](frmExitReturnDialog& dialog) {
-                                        message = dialog.findChild<QLabel*>("lblMessage")->text();
-                                        dialog.reject();
-                                    });
+    test::withModal<frmExitReturnDialog>(
+        [&] { screen->findChild<QPushButton*>("cmdBeginFlash")->click(); },
+        [&](frmExitReturnDialog& dialog) {
+            message = dialog.findChild<QLabel*>("lblMessage")->text();
+            dialog.reject();
+        },
+        20);
     EXPECT_EQ(message.toStdString(), "Flash Completed Successfully!\n\nYou can now go to Toolkit, return to Flash, or "
                                      "Exit the program.");
     EXPECT_TRUE(prompts.boxes().empty()) << (prompts.boxes().empty() ? "" : prompts.boxes()[0].prompt);

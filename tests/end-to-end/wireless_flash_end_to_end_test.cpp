@@ -1,11 +1,8 @@
-// A 64 KiB image flashed into the wireless adapter model over real loopback
-// TCP with the Qt socket and host: the switch into the loader, 4096 records,
-// the restart and the reconnect.
+// A 64 KiB image flashed into the wireless adapter model over real loopback TCP.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -17,28 +14,11 @@
 #include "ports/memory_logger.h"
 #include "ports/scripted_prompts.h"
 #include "ports/tcp_model_server.h"
+#include "support/flash_screens.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
 using namespace lp::sim;
-
-namespace {
-
-struct Screen final : WirelessFlashScreen {
-    void showProgressDialog() override {}
-    void unloadProgressDialog() override {}
-    void setProgressMaximum(int32_t) override {}
-    void setProgressValue(int32_t) override {}
-    void setHardFlashTimerEnabled(bool) override {}
-    void showAdapterValue(WirelessValue, const std::string&) override {}
-    void setMousePointer(int) override {}
-    void endReconnectWait() override {}
-    void showExitReturnDialog(const std::string& text) override { exitDialogs.push_back(text); }
-    void returnToReadyState() override {}
-    std::vector<std::string> exitDialogs;
-};
-
-} // namespace
 
 TEST(WirelessFlashEndToEnd, SixtyFourKibibytesOverLoopbackIncludingTheRestart)
 {
@@ -63,7 +43,7 @@ TEST(WirelessFlashEndToEnd, SixtyFourKibibytesOverLoopbackIncludingTheRestart)
     ctx.ports.prompts = &prompts;
     ctx.ports.log = &log;
     auto socket = sockets.create();
-    Screen screen;
+    test::RecordingWirelessScreen screen;
     const WirelessFlashResult result = RunWirelessFlash(ctx, *socket, screen, "127.0.0.5", path);
 
     EXPECT_EQ(result.outcome, WirelessFlashOutcome::Succeeded) << result.reason;

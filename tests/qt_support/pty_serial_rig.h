@@ -8,7 +8,6 @@
 #include <string>
 
 #include "core/context.h"
-#include "flash/compact_flash.h"
 #include "platform/ini_profile_files.h"
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_serial_port.h"
@@ -16,6 +15,7 @@
 #include "ports/pty_bridge.h"
 #include "ports/recording_screens.h"
 #include "ports/scripted_prompts.h"
+#include "support/flash_screens.h"
 #include "support/scoped_env.h"
 
 namespace lp::test {
@@ -62,29 +62,6 @@ struct QtSerialContext {
     sim::ScriptedPrompts prompts;
     sim::RecordingScreenCalls screens;
     Context ctx;
-};
-
-// The flash screen's part with `tmrProgramDevice` a real host timer, as the
-// flash screen paces a compact flash; the rest shows nothing.
-struct TimerCompactScreen final : CompactFlashScreen {
-    void showProgressDialog() override {}
-    void unloadProgressDialog() override {}
-    void setProgressMaximum(int32_t) override {}
-    void setProgressValue(int32_t) override {}
-    void setProgramDeviceTimerEnabled(bool on) override { timer->setEnabled(on); }
-    int mousePointer() const override { return 0; }
-    void setMousePointer(int) override {}
-    void showExitReturnDialog(const std::string&) override {}
-    void returnToReadyState() override {}
-
-    // The timer ticks `flash` at the flash screen's interval.
-    void drive(Host& host, CompactFlash& flash)
-    {
-        timer = host.createTimer([&flash] { flash.tick(); });
-        timer->setInterval(CompactFlash::kProgramDeviceIntervalMs);
-    }
-
-    std::unique_ptr<HostTimer> timer;
 };
 
 } // namespace lp::test

@@ -1,7 +1,5 @@
 // The Application Flash screen inside the main window, on virtual time, with
-// the adapter models in-process: its rows by adapter kind, the selected file,
-// Begin Flash for each kind with its end in the exit/return dialog or a
-// message, and the select-file dialog's refusals.
+// the adapter models in-process.
 #include <gtest/gtest.h>
 
 #include <QComboBox>
@@ -12,7 +10,6 @@
 #include <QMenuBar>
 #include <QPointer>
 #include <QPushButton>
-#include <QTimer>
 #include <QTreeWidget>
 
 #include <algorithm>
@@ -25,6 +22,7 @@
 #include "flash/frmFlash.h"
 #include "flash/frmSelectFile.h"
 #include "links/modCGP.h"
+#include "modal.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
 #include "models/lp2_in_process_driver.h"
@@ -38,6 +36,7 @@
 #include "support/test_context.h"
 
 using namespace lp;
+using lp::test::withModal;
 
 namespace {
 
@@ -64,24 +63,6 @@ QStringList column(QWidget& screen, const char* list, int column)
     for (int i = 0; tree && i < tree->topLevelItemCount(); ++i)
         out << tree->topLevelItem(i)->text(column);
     return out;
-}
-
-// Runs `action`; each time a modal dialog of type T is up, `onDialog` gets
-// it (and must close it). Returns how many came.
-template <class T> int withModal(const std::function<void()>& action, const std::function<void(T&)>& onDialog)
-{
-    int seen = 0;
-    QTimer poll;
-    poll.setInterval(0);
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        if (auto* dialog = qobject_cast<T*>(QApplication::activeModalWidget())) {
-            ++seen;
-            onDialog(*dialog);
-        }
-    });
-    poll.start();
-    action();
-    return seen;
 }
 
 QString exitDialogText(frmExitReturnDialog& dialog, const char* button)
@@ -119,12 +100,7 @@ struct FlashScreen : test::TestContext {
     ~FlashScreen()
     {
         main.reset();
-        flush();
-    }
-    static void flush()
-    {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        test::flushPosted();
     }
 
     frmFlash& open(const std::string& commandLine = "")
@@ -366,7 +342,7 @@ TEST(FlashScreen, CompactAndWirelessFlashesStartFromBeginFlash)
         EXPECT_EQ(f.compact.recordsReceived, 13);
         EXPECT_EQ(f.compact.startsReceived, 1);
         EXPECT_TRUE(f.main->menuBar()->isEnabled());
-        FlashScreen::flush();
+        test::flushPosted();
         EXPECT_TRUE(f.screen.isNull());
         EXPECT_EQ(f.main->activeChild()->Tag(), "Summary");
     }

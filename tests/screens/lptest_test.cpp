@@ -1,7 +1,4 @@
-// The adapter test screen against the in-process driver model on the
-// virtual clock: the result labels, the order and stopping of the checks,
-// the hardware-status rule of J1708, the installation message, and presses
-// that arrive while a test runs.
+// The adapter test screen against the in-process driver model on the virtual clock.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
@@ -145,10 +142,7 @@ TEST(LPTestScreen, MissingDriverShowsTheInstallationMessage)
     LPTest t;
     t.driver.setLibraryMissing(true);
     EXPECT_EQ(t.run(), "-2:R Untested:W Untested:W Untested:W Untested:W");
-    ASSERT_EQ(t.prompts.boxes().size(), 1u);
-    EXPECT_EQ(t.prompts.boxes()[0].prompt, LoadResString(102));
-    EXPECT_EQ(t.prompts.boxes()[0].title, LoadResString(502));
-    EXPECT_EQ(t.prompts.boxes()[0].style, 0);
+    EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{LoadResString(102), 0, LoadResString(502)}}));
     EXPECT_FALSE(t.ctx.g_blnRP1210Connected) << "an error code leaves nothing open";
 
     RunAdapterTest(t.ctx, *t.screen, [](Context&) { return false; });

@@ -8,13 +8,13 @@
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QTextBrowser>
-#include <QTimer>
 #include <QToolBar>
 #include <QUrl>
 
 #include <filesystem>
 #include <memory>
 
+#include "modal.h"
 #include "qt_app.h"
 #include "shell/frmAboutDialog.h"
 #include "shell/frmExitReturnDialog.h"
@@ -83,7 +83,7 @@ struct Shell : test::TestContext {
         if (!storedKind.empty())
             setRegistryText(kKey, "PrevAdapter", storedKind);
     }
-    ~Shell() { flushDeletes(); }
+    ~Shell() { test::flushPosted(); }
 
     frmParent& load(const std::string& commandLine, ShellOptions options = withFlashStandIn())
     {
@@ -108,23 +108,16 @@ struct Shell : test::TestContext {
     }
     template <class T> T* find(const char* name) const { return main->findChild<T*>(name); }
     QString panel1() const { return main->statusPanelText(1); }
-    static void flushDeletes() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
 };
 
 // Runs `action` while a modal dialog may open; returns the dialog's tag.
 QString withModal(const std::function<void()>& action)
 {
     QString tag = "(none)";
-    QTimer timer;
-    timer.setSingleShot(true);
-    QObject::connect(&timer, &QTimer::timeout, [&tag] {
-        if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
-            tag = dialog->property("Tag").toString();
-            dialog->reject();
-        }
+    test::withModal<QDialog>(action, [&tag](QDialog& dialog) {
+        tag = dialog.property("Tag").toString();
+        dialog.reject();
     });
-    timer.start(0);
-    action();
     return tag;
 }
 
@@ -229,17 +222,14 @@ TEST(Shell, SelectScreenSwitchesRefreshesAndRefuses)
     // Driver 1.9 refuses the flash screen; the toolbar is enabled again.
     s.ctx.g_strLP2DriverVersion = "1.9";
     m.SelectScreen("Application Flash");
-    ASSERT_EQ(s.prompts.boxes().size(), 1u);
-    EXPECT_EQ(s.prompts.boxes()[0].prompt, LoadResString(110));
-    EXPECT_EQ(s.prompts.boxes()[0].title, "HVN Linkport II");
-    EXPECT_EQ(s.prompts.boxes()[0].style, 0);
+    EXPECT_EQ(s.prompts.boxes(), (test::Boxes{{LoadResString(110), 0, "HVN Linkport II"}}));
     EXPECT_EQ(s.tag(), "Summary");
     EXPECT_TRUE(m.toolbarButton("Application Flash")->isEnabled());
 
     s.ctx.g_strLP2DriverVersion = "1.90";
     m.SelectScreen("Application Flash");
     EXPECT_EQ(s.tag(), "Application Flash");
-    Shell::flushDeletes();
+    test::flushPosted();
     EXPECT_TRUE(summary.isNull()); // the previous screen is unloaded
 
     m.SelectScreen("LPTest");
@@ -290,10 +280,7 @@ TEST(Shell, ExitAndASecondInstanceEndTheProgram)
         SingleInstance first(s.file("instance"));
         ASSERT_EQ(first.state(), SingleInstance::State::First);
         frmParent& m = s.load("");
-        ASSERT_EQ(s.prompts.boxes().size(), 1u);
-        EXPECT_EQ(s.prompts.boxes()[0].prompt, LoadResString(101));
-        EXPECT_EQ(s.prompts.boxes()[0].title, "HVN Linkport Toolkit");
-        EXPECT_EQ(s.prompts.boxes()[0].style, MsgBoxStyle::Critical);
+        EXPECT_EQ(s.prompts.boxes(), (test::Boxes{{LoadResString(101), MsgBoxStyle::Critical, "HVN Linkport Toolkit"}}));
         EXPECT_TRUE(m.unloaded());
         EXPECT_FALSE(m.isVisible());
         EXPECT_EQ(s.ctx.g_strRegistryKey, ""); // nothing else was set up

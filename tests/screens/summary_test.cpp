@@ -1,6 +1,5 @@
 // The Summary screen inside the real main window, on the virtual clock with
-// the adapter models: the rows of each adapter kind and the wireless
-// exchange with its waits, cancel, errors and second choice.
+// the adapter models.
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -10,8 +9,6 @@
 #include <QTreeWidget>
 
 #include <cstdlib>
-#include <map>
-#include <optional>
 
 #include "info/frmConnectingDialog.h"
 #include "info/frmVersion.h"
@@ -19,9 +16,9 @@
 #include "models/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "models/wireless_model.h"
-#include "platform/file_version_reader.h"
 #include "qt_app.h"
 #include "shell/frmParent.h"
+#include "support/recording_views.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -29,22 +26,12 @@ using namespace lp::sim;
 
 namespace {
 
-class FileVersions final : public FileVersionReader {
-public:
-    std::map<std::string, FixedFileVersion> files;
-    std::optional<FixedFileVersion> fileVersion(const std::string& path) override
-    {
-        auto it = files.find(path);
-        return it == files.end() ? std::nullopt : std::optional(it->second);
-    }
-};
-
 const char* const kNP = "Not Present";
 
 struct Summary : test::TestContext {
     Lp2Model lp2;
     Lp2InProcessDriver driver{lp2, &serialPorts, 5};
-    FileVersions versions;
+    test::FixedFileVersions versions;
     std::unique_ptr<frmParent> main;
 
     explicit Summary(const std::string& kind)
@@ -256,9 +243,8 @@ TEST(SummaryScreen, WirelessCancelErrorsAndAnEmptyList)
         Wireless s;
         s.van2.setFault(WirelessFault::RefuseConnections);
         s.load();
-        ASSERT_EQ(s.prompts.boxes().size(), 1u);
-        EXPECT_EQ(s.prompts.boxes()[0].prompt, "Error# 10061\r\n" + tcpErrorDescription(10061));
-        EXPECT_EQ(s.prompts.boxes()[0].style, 48);
+        EXPECT_EQ(s.prompts.boxes(),
+                  (test::Boxes{{"Error# 10061\r\n" + tcpErrorDescription(10061), 48, "HVN Linkport Toolkit"}}));
         EXPECT_TRUE(s.main->isEnabled());
         EXPECT_EQ(Summary::connecting(), nullptr);
         EXPECT_EQ(s.values(4, 6), (Rows{kNP, kNP, kNP}));

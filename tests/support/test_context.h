@@ -11,8 +11,12 @@
 //
 // A test that uses the real main window lets it replace ctx.ports.screens
 // (it installs itself); `screens` then records nothing.
+#include <gtest/gtest.h>
+
 #include <memory>
+#include <ostream>
 #include <string>
+#include <vector>
 
 #include "core/context.h"
 #include "platform/ini_profile_files.h"
@@ -25,7 +29,23 @@
 #include "ports/virtual_tcp.h"
 #include "support/temp_dir.h"
 
+namespace lp::sim {
+
+// Whole boxes compare in one assertion: text, style and title.
+inline bool operator==(const PromptRecord& a, const PromptRecord& b)
+{
+    return a.prompt == b.prompt && a.style == b.style && a.title == b.title;
+}
+inline void PrintTo(const PromptRecord& r, std::ostream* os)
+{
+    *os << '{' << testing::PrintToString(r.prompt) << ", " << r.style << ", " << testing::PrintToString(r.title) << '}';
+}
+
+} // namespace lp::sim
+
 namespace lp::test {
+
+using Boxes = std::vector<sim::PromptRecord>;
 
 class TestContext {
 public:

@@ -1,7 +1,5 @@
 // The compact adapter's serial flash against the compact adapter model on
-// virtual time: the start with and without the switch, the ready answers,
-// the whole-file check, acknowledgement time-outs (also across midnight),
-// and what every end leaves behind.
+// virtual time.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -9,8 +7,10 @@
 #include <vector>
 
 #include "flash/compact_flash.h"
+#include "links/modCGP.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
+#include "support/flash_screens.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -18,50 +18,13 @@ using namespace lp::sim;
 
 namespace {
 
-const std::string kError1 =
-    "Unable to connect to the Compact Linkport.  Check the cable and connector between the PC and the Compact "
-    "Linkport. Verify the adapter is getting power.\r\rError:\rThe interface hardware is not connected.";
-const std::string kError2 = "The flash process could not be initialized.  Please modify Preferences.";
-const std::string kError3 = "An error occured while flashing the Compact Linkport.  Please retry!";
-const std::string kError4 = "The file is corrupt!  Please select another file and try again.";
 const std::string kSuccess =
     "Flash Completed Successfully!\r\n\r\nYou can now go to Toolkit, return to Flash, or Exit the program.";
-
-struct RecordingFlashScreen final : CompactFlashScreen {
-    void showProgressDialog() override
-    {
-        dialogVisible = true;
-        ++dialogShows;
-    }
-    void unloadProgressDialog() override { dialogVisible = false; }
-    void setProgressMaximum(int32_t m) override { maximum = m; }
-    void setProgressValue(int32_t v) override
-    {
-        value = v;
-        overMaximum = overMaximum || v > maximum;
-    }
-    void setProgramDeviceTimerEnabled(bool on) override
-    {
-        timerOn = on;
-        if (timer)
-            timer->setEnabled(on);
-    }
-    int mousePointer() const override { return pointer; }
-    void setMousePointer(int p) override { pointer = p; }
-    void showExitReturnDialog(const std::string& text) override { exitReturnTexts.push_back(text); }
-    void returnToReadyState() override { ++readyStates; }
-
-    bool dialogVisible = false, timerOn = false, overMaximum = false;
-    int dialogShows = 0, pointer = 11, readyStates = 0;
-    int32_t maximum = 0, value = 0;
-    std::vector<std::string> exitReturnTexts;
-    std::unique_ptr<HostTimer> timer; // tmrProgramDevice, when a test drives ticks by timer
-};
 
 struct CompactFlashTest : ::testing::Test {
     test::TestContext t;
     CompactModel adapter{loaderAt(57600)};
-    RecordingFlashScreen screen;
+    test::RecordingCompactScreen screen;
     std::unique_ptr<SerialPort> connection = t.serialPorts.create();
     std::vector<uint8_t> image = pseudoRandomImage(1024);
     std::string path = t.file("app.hex");
@@ -75,6 +38,7 @@ struct CompactFlashTest : ::testing::Test {
     }
     void SetUp() override
     {
+        screen.pointer = 11; // the hourglass, which an error puts back to the default
         t.serialPorts.addPort(3, &adapter);
         t.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM3,P1\r\n");
         test::writeFile(path, firmwareFileText(image));
@@ -90,13 +54,14 @@ struct CompactFlashTest : ::testing::Test {
         EXPECT_FALSE(screen.dialogVisible);
         EXPECT_FALSE(screen.timerOn);
     }
-    void expectFailed(const CompactFlashResult& r, int16_t code, const std::string& prompt)
+    // The box is the link's own for the code (its texts: compact_link_test.cpp).
+    void expectFailed(const CompactFlashResult& r, int16_t code)
     {
         expectEnded(r);
         EXPECT_FALSE(r.succeeded);
         EXPECT_EQ(r.errorCode, code);
-        EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>{prompt});
-        EXPECT_TRUE(screen.exitReturnTexts.empty());
+        EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>{CGPErrorText(code)});
+        EXPECT_TRUE(screen.exitDialogs.empty());
         EXPECT_TRUE(t.log.contains(LogSubsystem::Flash, "error " + std::to_string(code)));
     }
 };
@@ -108,8 +73,7 @@ constexpr size_t kRecordWireBytes = 1 + 1 + 2 + 1 + 16 + 1 + 1; // ":", count, a
 TEST_F(CompactFlashTest, LoaderAlreadyRunningFlashesAtWireSpeedOnTimerTicks)
 {
     CompactFlash flash(t.ctx, *connection, screen);
-    screen.timer = t.clock.createTimer([&] { flash.tick(); });
-    screen.timer->setInterval(CompactFlash::kProgramDeviceIntervalMs);
+    screen.drive(t.clock, flash);
 
     ASSERT_TRUE(flash.start(3, path));
     EXPECT_TRUE(screen.dialogVisible);
@@ -124,7 +88,7 @@ TEST_F(CompactFlashTest, LoaderAlreadyRunningFlashesAtWireSpeedOnTimerTicks)
     EXPECT_TRUE(r.succeeded);
     EXPECT_TRUE(r.loaderWasRunning);
     EXPECT_EQ(r.transferBaud, 57600);
-    EXPECT_EQ(screen.exitReturnTexts, std::vector<std::string>{kSuccess});
+    EXPECT_EQ(screen.exitDialogs, std::vector<std::string>{kSuccess});
     EXPECT_TRUE(t.prompts.boxes().empty());
     EXPECT_EQ(screen.dialogShows, 1);
     EXPECT_FALSE(screen.overMaximum);
@@ -161,7 +125,7 @@ TEST_F(CompactFlashTest, SwitchesTheApplicationToItsLoaderAtTheFlashRate)
     EXPECT_EQ(app.mode(), CompactModel::Mode::Loader);
     EXPECT_EQ(app.startsReceived, 1);
     EXPECT_EQ(app.image, imageByAddress(image, 0x8000)); // across two 64 KiB blocks
-    EXPECT_EQ(screen.exitReturnTexts, std::vector<std::string>{kSuccess});
+    EXPECT_EQ(screen.exitDialogs, std::vector<std::string>{kSuccess});
 }
 
 TEST_F(CompactFlashTest, WrongOrMissingReadyAnswers)
@@ -173,7 +137,7 @@ TEST_F(CompactFlashTest, WrongOrMissingReadyAnswers)
     CompactModel::LoaderFaults faults;
     faults.readyAnswer = {'?', '?'};
     app.setLoaderFaults(faults);
-    expectFailed(flash(), 1, kError1);
+    expectFailed(flash(), 1);
     EXPECT_TRUE(t.screens.selected.empty());
     EXPECT_EQ(app.startsReceived, 0);
 
@@ -183,7 +147,7 @@ TEST_F(CompactFlashTest, WrongOrMissingReadyAnswers)
     faults.readyAnswer.clear();
     app.setLoaderFaults(faults);
     const double before = t.clock.nowMs();
-    expectFailed(flash(), 2, kError2);
+    expectFailed(flash(), 2);
     EXPECT_GE(t.clock.nowMs() - before, 5000 + 1000);
     EXPECT_EQ(t.screens.selected, std::vector<std::string>{"Preferences"});
 
@@ -191,7 +155,7 @@ TEST_F(CompactFlashTest, WrongOrMissingReadyAnswers)
     t.prompts.clear();
     t.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM3,N9\r\n");
     app.powerCycle();
-    expectFailed(flash(), 5, "Unable to set port settings. Please re-install the software.");
+    expectFailed(flash(), 5);
     EXPECT_EQ(app.mode(), CompactModel::Mode::Application);
 
     // A running loader with a short answer is a wrong answer too.
@@ -199,7 +163,7 @@ TEST_F(CompactFlashTest, WrongOrMissingReadyAnswers)
     t.serialPorts.addPort(3, &adapter);
     faults.readyAnswer = {'?', '?'};
     adapter.setLoaderFaults(faults);
-    expectFailed(flash(), 1, kError1);
+    expectFailed(flash(), 1);
     EXPECT_TRUE(adapter.framesReceived.empty());
 }
 
@@ -216,7 +180,7 @@ TEST_F(CompactFlashTest, CorruptFilesAreRefusedBeforeTheLoaderHearsAnything)
         t.prompts.clear();
         screen.readyStates = 0;
         CompactFlashResult r = flash();
-        expectFailed(r, 4, kError4);
+        expectFailed(r, 4);
         EXPECT_EQ(screen.readyStates, 1);
         EXPECT_EQ(screen.dialogShows, 0);
         EXPECT_EQ(adapter.startsReceived, 0);
@@ -234,12 +198,12 @@ TEST_F(CompactFlashTest, AcknowledgementTimeOuts)
     CompactFlashResult r = flash();
     EXPECT_TRUE(r.succeeded) << r.reason;
     EXPECT_EQ(adapter.image, imageByAddress(image));
-    screen.exitReturnTexts.clear();
+    screen.exitDialogs.clear();
 
     faults.slowAckMs = 1800;
     adapter.setLoaderFaults(faults);
     r = flash();
-    expectFailed(r, 3, kError3);
+    expectFailed(r, 3);
     EXPECT_EQ(screen.pointer, 0); // the hourglass went back to the default
     EXPECT_EQ(screen.readyStates, 1);
     EXPECT_EQ(r.recordsSent, 2);
@@ -254,7 +218,7 @@ TEST_F(CompactFlashTest, AcknowledgementTimeOuts)
         faults.silentFromRecord = silent;
         adapter.setLoaderFaults(faults);
         r = flash();
-        expectFailed(r, 3, kError3);
+        expectFailed(r, 3);
         EXPECT_EQ(r.recordsSent, (refused ? refused : silent) - 1);
         EXPECT_TRUE(t.log.contains(LogSubsystem::Flash, refused ? "reply 3F" : "reply none"));
     }
@@ -267,13 +231,13 @@ TEST_F(CompactFlashTest, AFlashRunningAcrossMidnight)
     faults.silentFromRecord = 20;
     adapter.setLoaderFaults(faults);
     const double noonStart = t.clock.nowMs();
-    expectFailed(flash(), 3, kError3);
+    expectFailed(flash(), 3);
     const double noonMs = t.clock.nowMs() - noonStart;
 
     t.prompts.clear();
     t.clock.setTimeOfDayAtStart(86400.0 - (t.clock.nowMs() + noonMs - 1000) / 1000.0);
     const double nightStart = t.clock.nowMs();
-    expectFailed(flash(), 3, kError3);
+    expectFailed(flash(), 3);
     EXPECT_NEAR(t.clock.nowMs() - nightStart, noonMs, 5);
 
     // Slow acknowledgements on both sides of midnight still pass.

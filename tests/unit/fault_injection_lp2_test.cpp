@@ -1,13 +1,8 @@
 // Faults injected at every phase of the second-generation adapter's work on
-// the virtual clock: the driver's client, the versions of command 209, the
-// serial version query, the flash start (command 300) and the datalink test.
-// The adapter goes silent, answers garbage, answers late or loses its cable.
-// Each case must end in bounded time with what the program is known to show
-// for it (rows, a known box, result labels), its serial port closed, no
-// driver client left open and the normal pointer back.
+// the virtual clock. Each case must end in bounded time with what the program
+// is known to show, its port closed, no driver client open, the pointer back.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
@@ -20,6 +15,8 @@
 #include "models/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "shell/string_table.h"
+#include "support/fault_tally.h"
+#include "support/recording_views.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -44,27 +41,6 @@ std::map<std::string, std::string> knownBoxes()
                 LoadResString(message) + "\r\n\r\n" + LoadResString(504) + std::to_string(code) + ":  \r\n" + text;
     return known;
 }
-
-struct Rows final : SummaryView, AdapterTestReport {
-    std::string rows[6];
-    void setRowValue(int row, const std::string& value) override
-    {
-        if (row >= 1 && row <= 5)
-            rows[row] = value;
-    }
-    std::string rowValue(int row) const override { return row >= 1 && row <= 5 ? rows[row] : std::string(); }
-    void setMainWindowEnabled(bool) override {}
-    void showConnectingDialog(const std::string&) override {}
-    void unloadConnectingDialog() override {}
-    void SetLabelResult(int16_t index, const std::string&, const std::string& text) override { setRowValue(index, text); }
-    std::string joined() const
-    {
-        std::string s;
-        for (int row = 1; row <= 5; ++row)
-            s += (row > 1 ? "|" : "") + (rows[row] == "Not Present" ? std::string("NP") : rows[row]);
-        return s;
-    }
-};
 
 struct Rig {
     test::TestContext t;
@@ -112,11 +88,11 @@ struct Case {
 
 std::string runCase(Rig& r, Run run)
 {
-    Rows rows;
+    test::RecordedRows rows;
     Context& ctx = r.t.ctx;
     switch (run) {
-    case Run::Summary: ReadLp2Summary(ctx, *r.connection, rows); return rows.joined();
-    case Run::Test: RunAdapterTest(ctx, rows); return rows.joined();
+    case Run::Summary: ReadLp2Summary(ctx, *r.connection, rows); return rows.joined(1, 5);
+    case Run::Test: RunAdapterTest(ctx, rows); return rows.joined(1, 5);
     case Run::Flash: {
         // As the flash screen does it: a client for the flash, the driver's
         // command, and the driver's code in the box when it fails.
@@ -196,12 +172,10 @@ TEST(FaultInjection, SecondGenerationEndsWithAKnownOutcomeAtEveryPhase)
     };
 
     const std::map<std::string, std::string> known = knownBoxes();
-    int injected = 0, survived = 0;
+    test::FaultTally tally("second-generation adapter");
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.phase) + " / " + c.fault);
-        const int failuresBefore =
-            ::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
-        ++injected;
+        tally.begin();
         Rig r;
         c.inject(r);
         const double start = r.t.clock.nowMs();
@@ -222,8 +196,6 @@ TEST(FaultInjection, SecondGenerationEndsWithAKnownOutcomeAtEveryPhase)
         EXPECT_FALSE(r.driver.core().holdsPort());
         EXPECT_FALSE(RP1210IsConnected(r.t.ctx));
         EXPECT_EQ(r.t.screens.mousePointer, 0);
-        if (::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count() == failuresBefore)
-            ++survived;
+        tally.end();
     }
-    std::printf("[ faults   ] second-generation adapter: %d injected, %d survived\n", injected, survived);
 }

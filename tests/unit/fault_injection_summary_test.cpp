@@ -1,12 +1,8 @@
 // Faults injected while the Summary reads the compact and the wireless
-// adapter (their identity and versions; the flashes have their own table):
-// silence, garbage, a slow reply and a dropped link. Each reading must end
-// in bounded virtual time with the rows and the box it is known to give,
-// the port or socket closed (the wireless socket at the latest when the
-// screen goes) and the window enabled again.
+// adapter. Each reading must end in bounded virtual time with the rows and
+// box it is known to give, the port or socket closed, the window enabled.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
@@ -16,6 +12,8 @@
 #include "links/modCGP.h"
 #include "models/compact_model.h"
 #include "models/wireless_model.h"
+#include "support/fault_tally.h"
+#include "support/recording_views.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -25,30 +23,8 @@ namespace {
 
 constexpr double kBoundMs = 60'000;
 
-struct Rows final : SummaryView {
-    std::string rows[8];
-    bool enabled = true;
-    int dialogs = 0; // shown and not yet unloaded
-    void setRowValue(int row, const std::string& value) override
-    {
-        if (row >= 1 && row <= 7)
-            rows[row] = value;
-    }
-    std::string rowValue(int row) const override { return row >= 1 && row <= 7 ? rows[row] : std::string(); }
-    void setMainWindowEnabled(bool on) override { enabled = on; }
-    void showConnectingDialog(const std::string&) override { ++dialogs; }
-    void unloadConnectingDialog() override { dialogs = dialogs > 0 ? dialogs - 1 : 0; }
-    std::string joined(int first, int last) const
-    {
-        std::string s;
-        for (int row = first; row <= last; ++row)
-            s += (row > first ? "|" : "") + (rows[row] == "Not Present" ? std::string("NP") : rows[row]);
-        return s;
-    }
-};
-
 // The ending as the table writes it: rows, then each box by a short name.
-std::string ending(const Rows& rows, int first, int last, const test::TestContext& t)
+std::string ending(const test::RecordedRows& rows, int first, int last, const test::TestContext& t)
 {
     std::string s = rows.joined(first, last);
     for (const auto& box : t.prompts.boxes()) {
@@ -61,21 +37,6 @@ std::string ending(const Rows& rows, int first, int last, const test::TestContex
     }
     return s;
 }
-
-struct Tally {
-    int injected = 0, survived = 0;
-    int before = 0;
-    void begin()
-    {
-        ++injected;
-        before = ::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
-    }
-    void end()
-    {
-        if (::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count() == before)
-            ++survived;
-    }
-};
 
 } // namespace
 
@@ -97,7 +58,7 @@ TEST(FaultInjection, CompactSummaryEndsWithAKnownOutcome)
              t.clock.at(t.clock.nowUs() + 300'000, [&t] { t.serialPorts.unplug(3); });
          }, none},
     };
-    Tally tally;
+    test::FaultTally tally("compact Summary");
     for (const Case& c : cases) {
         SCOPED_TRACE(c.fault);
         tally.begin();
@@ -107,7 +68,7 @@ TEST(FaultInjection, CompactSummaryEndsWithAKnownOutcome)
         t.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM3,DEFAULT\r\n");
         c.inject(model, t);
         std::unique_ptr<SerialPort> port = t.serialPorts.create();
-        Rows rows;
+        test::RecordedRows rows;
         const double start = t.clock.nowMs();
         ReadCompactSummary(t.ctx, *port, rows);
         EXPECT_EQ(ending(rows, 1, 3, t), c.ending);
@@ -118,7 +79,6 @@ TEST(FaultInjection, CompactSummaryEndsWithAKnownOutcome)
         EXPECT_EQ(t.screens.mousePointer, 0);
         tally.end();
     }
-    std::printf("[ faults   ] compact Summary: %d injected, %d survived\n", tally.injected, tally.survived);
 }
 
 TEST(FaultInjection, WirelessSummaryEndsWithAKnownOutcome)
@@ -138,7 +98,7 @@ TEST(FaultInjection, WirelessSummaryEndsWithAKnownOutcome)
         // The first reply is cut after its header: the part of the text that came.
         {"dropped link", [](WirelessModel& m) { m.setFault(WirelessFault::DropMidReply); }, "NP|NP|01 +10054", true},
     };
-    Tally tally;
+    test::FaultTally tally("wireless Summary");
     for (const Case& c : cases) {
         SCOPED_TRACE(c.fault);
         tally.begin();
@@ -152,7 +112,7 @@ TEST(FaultInjection, WirelessSummaryEndsWithAKnownOutcome)
         ChoiceItems list;
         list.items = {"Van (127.0.0.2)"};
         list.selected = 0;
-        Rows rows;
+        test::RecordedRows rows;
         TcpSocket* socket = nullptr;
         {
             WirelessSummaryReader reader(t.ctx, rows);
@@ -168,5 +128,4 @@ TEST(FaultInjection, WirelessSummaryEndsWithAKnownOutcome)
         EXPECT_FALSE(model.isConnected()) << "the socket is closed when the screen goes";
         tally.end();
     }
-    std::printf("[ faults   ] wireless Summary: %d injected, %d survived\n", tally.injected, tally.survived);
 }

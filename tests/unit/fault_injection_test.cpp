@@ -5,7 +5,6 @@
 // hung dialog or an open port has to kill the program.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <set>
@@ -17,6 +16,8 @@
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
 #include "models/wireless_model.h"
+#include "support/flash_screens.h"
+#include "support/fault_tally.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -48,10 +49,7 @@ const std::set<std::string> kWirelessTexts{
 // reconnect window of 10 s after three 3 s silences).
 constexpr double kBoundMs = 60'000;
 
-struct Tally {
-    int injected = 0, survived = 0;
-    ~Tally() { std::printf("[ faults   ] %d injected, %d survived\n", injected, survived); }
-} tally;
+test::FaultTally tally("compact and wireless flashes");
 
 // Checks one ended flash; counts it survived when every property held.
 void expectEnded(const char* kind, const std::string& what, bool ended, double elapsedMs,
@@ -59,51 +57,15 @@ void expectEnded(const char* kind, const std::string& what, bool ended, double e
                  int64_t counter)
 {
     SCOPED_TRACE(std::string(kind) + " / " + what);
-    ++tally.injected;
-    const int before = ::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
+    tally.begin();
     EXPECT_TRUE(ended);
     EXPECT_LT(elapsedMs, kBoundMs);
     ASSERT_EQ(texts.size(), 1u) << "one ending message, no more";
     EXPECT_TRUE(texts[0] == kSuccess || known.count(texts[0])) << texts[0];
     EXPECT_TRUE(closed);
     EXPECT_EQ(counter, 0);
-    if (::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count() == before)
-        ++tally.survived;
+    tally.end();
 }
-
-struct CompactScreen final : CompactFlashScreen {
-    void showProgressDialog() override {}
-    void unloadProgressDialog() override {}
-    void setProgressMaximum(int32_t) override {}
-    void setProgressValue(int32_t) override {}
-    void setProgramDeviceTimerEnabled(bool) override {}
-    int mousePointer() const override { return 0; }
-    void setMousePointer(int) override {}
-    void showExitReturnDialog(const std::string& text) override { texts.push_back(text); }
-    void returnToReadyState() override {}
-    std::vector<std::string> texts;
-};
-
-struct WirelessScreen final : WirelessFlashScreen {
-    explicit WirelessScreen(Host& host) : timer(host.createTimer([this] { flash->hardFlashTick(); })) {}
-    void showProgressDialog() override {}
-    void unloadProgressDialog() override {}
-    void setProgressMaximum(int32_t) override {}
-    void setProgressValue(int32_t) override {}
-    void setHardFlashTimerEnabled(bool on) override
-    {
-        timer->setInterval(WirelessFlash::kHardFlashIntervalMs);
-        timer->setEnabled(on);
-    }
-    void showAdapterValue(WirelessValue, const std::string&) override {}
-    void setMousePointer(int) override {}
-    void endReconnectWait() override {}
-    void showExitReturnDialog(const std::string& text) override { texts.push_back(text); }
-    void returnToReadyState() override {}
-    WirelessFlash* flash = nullptr;
-    std::unique_ptr<HostTimer> timer;
-    std::vector<std::string> texts;
-};
 
 constexpr int kRecords = 24;              // data records; the end-of-file record is one more
 constexpr int kEndRecord = kRecords + 1 + 1; // compact: the address record, data, end of file
@@ -183,12 +145,12 @@ TEST(FaultInjection, CompactFlashEndsWithAKnownTextAtEveryPhase)
         const std::string path = t.file("app.hex");
         test::writeFile(path, firmwareFileText(pseudoRandomImage(kRecords * 16)));
         c.inject(model, t);
-        CompactScreen screen;
+        test::RecordingCompactScreen screen;
         std::unique_ptr<SerialPort> port = t.serialPorts.create();
         const double start = t.clock.nowMs();
         const CompactFlashResult r = RunCompactFlash(t.ctx, *port, screen, 3, path);
         std::vector<std::string> texts = t.prompts.prompts();
-        texts.insert(texts.end(), screen.texts.begin(), screen.texts.end());
+        texts.insert(texts.end(), screen.exitDialogs.begin(), screen.exitDialogs.end());
         expectEnded("compact", std::string(c.phase) + " " + c.fault, r.finished, t.clock.nowMs() - start, texts,
                     kCompactTexts, !port->portOpen(), t.ctx.g_intFlashRecordCounter);
     }
@@ -243,7 +205,7 @@ TEST(FaultInjection, WirelessFlashEndsWithAKnownTextAtEveryPhase)
         test::writeFile(path, firmwareFileText(pseudoRandomImage(kRecords * 16)));
         c.inject(model, address);
         std::unique_ptr<TcpSocket> socket = t.tcpSockets.create();
-        WirelessScreen screen(t.clock);
+        test::RecordingWirelessScreen screen(&t.clock);
         WirelessFlash flash(t.ctx, *socket, screen);
         screen.flash = &flash;
         socket->setDataArrivalHandler([&](int32_t) { flash.dataArrival(); });
@@ -252,7 +214,7 @@ TEST(FaultInjection, WirelessFlashEndsWithAKnownTextAtEveryPhase)
         flash.beginFlash(address, path);
         const bool ended = t.clock.waitUntil([&] { return !flash.active(); }, kBoundMs);
         std::vector<std::string> texts = t.prompts.prompts();
-        texts.insert(texts.end(), screen.texts.begin(), screen.texts.end());
+        texts.insert(texts.end(), screen.exitDialogs.begin(), screen.exitDialogs.end());
         expectEnded("wireless", std::string(c.phase) + " " + c.fault, ended && flash.result().finished(),
                     t.clock.nowMs() - start, texts, kWirelessTexts, socket->state() == 0,
                     t.ctx.g_intFlashRecordCounter);

@@ -1,7 +1,4 @@
-// The flash screen's decisions without widgets: the file label, the
-// extension rule, the default file, the version arithmetic of the compact
-// and wireless adapters, the pre-flash checks with their questions, and the
-// select-file dialog's verdicts and folders.
+// The flash screen's decisions, without widgets.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -88,16 +85,11 @@ TEST(FlashChecks, HardwareListItemsCompareExactly)
     EXPECT_FALSE(CheckHardwareCompatible(t.ctx, FlashKind::WLP, "1.0", "1.10"));
     t.ctx.g_intToolkitMode = -1;
     EXPECT_FALSE(CheckHardwareCompatible(t.ctx, FlashKind::WLP, "Not Found", "1.10"));
-    const auto& b = t.prompts.boxes();
-    ASSERT_EQ(b.size(), 5u);
-    EXPECT_EQ(b[0].prompt, LoadResString(104));
-    EXPECT_EQ(b[0].style, kQuestionOk);
-    EXPECT_EQ(b[0].title, "HVN Linkport Toolkit");
-    EXPECT_EQ(b[2].prompt, LoadResString(104)); // the compact adapter too, not 112
-    EXPECT_EQ(b[3].prompt, LoadResString(1050));
-    EXPECT_EQ(b[3].title, "HVN Linkport Toolkit");
-    EXPECT_EQ(b[4].prompt, LoadResString(1050));
-    EXPECT_EQ(b[4].title, "Wireless Linkport");
+    const std::string lp2 = LoadResString(104), wireless = LoadResString(1050), toolkit = "HVN Linkport Toolkit";
+    EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{lp2, kQuestionOk, toolkit}, {lp2, kQuestionOk, toolkit},
+                                              {lp2, kQuestionOk, toolkit}, // the compact adapter too, not 112
+                                              {wireless, kQuestionOk, toolkit},
+                                              {wireless, kQuestionOk, "Wireless Linkport"}}));
 }
 
 TEST(FlashChecks, OlderFileQuestionsByKindAndEdition)
@@ -112,10 +104,8 @@ TEST(FlashChecks, OlderFileQuestionsByKindAndEdition)
     EXPECT_FALSE(CheckFileNotOlder(c, FlashKind::LP2, "3.9", "3.12")); // 3.12 < 3.9
     t.prompts.answer(MsgBoxResult::Yes);
     EXPECT_TRUE(CheckFileNotOlder(c, FlashKind::LP2, "3.9", "3.12"));
-    ASSERT_EQ(t.prompts.boxes().size(), 2u);
-    EXPECT_EQ(t.prompts.boxes()[0].prompt, LoadResString(105));
-    EXPECT_EQ(t.prompts.boxes()[0].style, kQuestionYesNo);
-    EXPECT_EQ(t.prompts.boxes()[0].title, "HVN Linkport Toolkit");
+    const std::string older = LoadResString(105), toolkit = "HVN Linkport Toolkit";
+    EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{older, kQuestionYesNo, toolkit}, {older, kQuestionYesNo, toolkit}}));
     t.prompts.clear();
 
     // Compact and wireless: 1.2.3 against 1.2.4 is 120 against 120.
@@ -130,14 +120,9 @@ TEST(FlashChecks, OlderFileQuestionsByKindAndEdition)
     c.g_intToolkitMode = -1;
     t.prompts.answer(MsgBoxResult::No);
     EXPECT_FALSE(CheckFileNotOlder(c, FlashKind::WLP, "3.46", "3.45")); // beyond 16 bits, still ordered
-    const auto& b = t.prompts.boxes();
-    ASSERT_EQ(b.size(), 3u);
-    EXPECT_EQ(b[0].prompt, LoadResString(105)); // the compact adapter too, not 113
-    EXPECT_EQ(b[0].title, "HVN Linkport Toolkit");
-    EXPECT_EQ(b[1].prompt, LoadResString(1051));
-    EXPECT_EQ(b[1].title, "HVN Linkport Toolkit");
-    EXPECT_EQ(b[2].title, "Wireless Linkport Toolkit");
-    EXPECT_EQ(b[2].style, kQuestionYesNo);
+    EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{older, kQuestionYesNo, toolkit}, // the compact adapter too, not 113
+                                              {LoadResString(1051), kQuestionYesNo, toolkit},
+                                              {LoadResString(1051), kQuestionYesNo, "Wireless Linkport Toolkit"}}));
 }
 
 TEST(FlashChecks, NoHardwareVersionQuestionYesSkipsTheOtherChecks)
@@ -148,10 +133,9 @@ TEST(FlashChecks, NoHardwareVersionQuestionYesSkipsTheOtherChecks)
     t.prompts.answer(MsgBoxResult::Yes);
     FlashCheckOutcome yes = gbln_FlashVerificationChecks(c, FlashKind::LP2, unknown);
     EXPECT_TRUE(yes.passed);
-    ASSERT_EQ(t.prompts.boxes().size(), 1u);
-    EXPECT_EQ(t.prompts.boxes()[0].prompt, "No hardware version is present on the currently selected adapter.\r\n"
-                                           "Are you sure you want to flash the selected file?");
-    EXPECT_EQ(t.prompts.boxes()[0].style, MsgBoxStyle::YesNoCancel + MsgBoxStyle::Question);
+    EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{"No hardware version is present on the currently selected adapter.\r\n"
+                                               "Are you sure you want to flash the selected file?",
+                                               MsgBoxStyle::YesNoCancel + MsgBoxStyle::Question, "HVN Linkport Toolkit"}}));
     for (int answer : {MsgBoxResult::No, MsgBoxResult::Cancel}) {
         t.prompts.answer(answer);
         FlashCheckOutcome stopped = gbln_FlashVerificationChecks(c, FlashKind::LP2, unknown);

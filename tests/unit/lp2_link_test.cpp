@@ -1,7 +1,5 @@
 // The second-generation adapter link against the adapter and driver models
-// on virtual time: its port from the INI file, the driver client and its
-// error boxes, the versions of command 209, the flash start, the driver's
-// version and the serial version query with its frames and faults.
+// on virtual time.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -101,17 +99,15 @@ TEST_F(Lp2Link, ConnectReportsMissingDriverAndDriverErrors)
 {
     driver.settings().connectErrors["SIP"] = 142;
     EXPECT_FALSE(LP2ConnectSIP(ctx, "SIP"));
-    ASSERT_EQ(t.prompts.boxes().size(), 1u);
-    EXPECT_EQ(t.prompts.boxes()[0].prompt, LoadResString(103) + "\r\n\r\nError Code # 142:  \r\n"
-                                               + std::string("Hardware not responding\0", 24));
-    EXPECT_EQ(t.prompts.boxes()[0].style, 48);
-    EXPECT_EQ(t.prompts.boxes()[0].title, "HVN Linkport II");
+    const std::string notResponding("Hardware not responding\0", 24);
+    EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{LoadResString(103) + "\r\n\r\nError Code # 142:  \r\n" + notResponding,
+                                               48, "HVN Linkport II"}}));
     EXPECT_FALSE(ctx.closeRequested);
 
     t.prompts.clear();
     EXPECT_EQ(LP2ShowRP1210Error(ctx, "Flash failed.", 4711, 1), 1);
-    EXPECT_EQ(t.prompts.boxes()[0].prompt, "Flash failed.\r\n\r\nError Code # 4711:  \r\nError Code Not Found");
-    EXPECT_EQ(t.prompts.boxes()[0].style, 49);
+    EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{"Flash failed.\r\n\r\nError Code # 4711:  \r\nError Code Not Found", 49,
+                                               "HVN Linkport II"}}));
 
     driver.settings().connectErrors.clear();
     EXPECT_TRUE(LP2ConnectSIP(ctx, "SIP"));
@@ -123,10 +119,7 @@ TEST_F(Lp2Link, ConnectReportsMissingDriverAndDriverErrors)
     t.prompts.clear();
     driver.setLibraryMissing(true);
     EXPECT_FALSE(LP2ConnectSIP(ctx, "SIP"));
-    ASSERT_EQ(t.prompts.boxes().size(), 1u);
-    EXPECT_EQ(t.prompts.boxes()[0].prompt, LoadResString(102));
-    EXPECT_EQ(t.prompts.boxes()[0].style, 0);
-    EXPECT_EQ(t.prompts.boxes()[0].title, "HVN Linkport Toolkit");
+    EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{LoadResString(102), 0, "HVN Linkport Toolkit"}}));
     EXPECT_TRUE(ctx.closeRequested);
 }
 

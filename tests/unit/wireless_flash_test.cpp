@@ -1,6 +1,4 @@
-// The wireless flash against the wireless adapter model on the virtual clock:
-// the loader's and the switch's paths, every ending and the image the
-// adapter keeps.
+// The wireless flash against the wireless adapter model on the virtual clock.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -12,6 +10,7 @@
 #include "models/firmware_image.h"
 #include "models/wireless_model.h"
 #include "platform/host.h"
+#include "support/flash_screens.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -23,33 +22,6 @@ const Bytes kClosing{0x5E, 0x02, 0x01, 0x01, 0x9E};
 const Bytes kAsk{'!', '!', '!', '!'};
 const Bytes kStart{'#', '#', '#', '#'};
 const char* const kAddress = "127.0.0.2";
-
-// The flash screen as the procedure sees it, with the real timer routing.
-struct Screen final : WirelessFlashScreen {
-    explicit Screen(Host& host) : timer(host.createTimer([this] { flash->hardFlashTick(); })) {}
-    void showProgressDialog() override { progressShown = true; }
-    void unloadProgressDialog() override { progressShown = false; }
-    void setProgressMaximum(int32_t m) override { maximum = m; }
-    void setProgressValue(int32_t v) override { value = v; }
-    void setHardFlashTimerEnabled(bool on) override
-    {
-        timer->setInterval(WirelessFlash::kHardFlashIntervalMs);
-        timer->setEnabled(on);
-    }
-    void showAdapterValue(WirelessValue which, const std::string& text) override { rows[which] = text; }
-    void setMousePointer(int p) override { pointer = p; }
-    void endReconnectWait() override { ++reconnectWaitsEnded; }
-    void showExitReturnDialog(const std::string& text) override { exitDialogs.push_back(text); }
-    void returnToReadyState() override { ++readyStates; }
-
-    WirelessFlash* flash = nullptr;
-    std::unique_ptr<HostTimer> timer;
-    bool progressShown = false;
-    int32_t maximum = 0, value = 0;
-    std::map<WirelessValue, std::string> rows;
-    int pointer = 0, reconnectWaitsEnded = 0, readyStates = 0;
-    std::vector<std::string> exitDialogs;
-};
 
 struct Rig {
     explicit Rig(WirelessAdapterConfig config = {}, size_t records = 40) : model(std::move(config))
@@ -74,7 +46,7 @@ struct Rig {
     test::TestContext t;
     WirelessModel model;
     std::unique_ptr<TcpSocket> socket = t.tcpSockets.create();
-    Screen screen{t.clock};
+    test::RecordingWirelessScreen screen{&t.clock};
     WirelessFlash flash{t.ctx, *socket, screen};
     Bytes image;
     std::string path;
@@ -114,7 +86,7 @@ TEST(WirelessFlash, LoaderReadyTransfersEveryRecordThenRestartsAndReconnects)
     EXPECT_TRUE(r.t.prompts.boxes().empty());
     EXPECT_EQ(r.screen.maximum, 6 + 40 + 10);
     EXPECT_EQ(r.screen.value, 41);
-    EXPECT_FALSE(r.screen.progressShown);
+    EXPECT_FALSE(r.screen.dialogVisible);
     EXPECT_FALSE(r.screen.timer->enabled());
     EXPECT_EQ(r.screen.reconnectWaitsEnded, 1);
     EXPECT_EQ(r.t.ctx.g_intFlashRecordCounter, 0);
@@ -160,14 +132,13 @@ TEST(WirelessFlash, RefusedRecordClosesTheLoaderAndAsksForAPowerCycle)
     ASSERT_TRUE(r.run());
     EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::RefusedRecord);
     EXPECT_EQ(r.flash.result().recordsSent, 5);
-    ASSERT_EQ(r.t.prompts.boxes().size(), 1u);
-    EXPECT_EQ(r.t.prompts.boxes()[0].prompt,
-              "An error occured while flashing the Wireless Linkport.\r\nPlease power cycle the adapter manually.");
+    EXPECT_EQ(r.t.prompts.prompts(), std::vector<std::string>{"An error occured while flashing the Wireless "
+                                                              "Linkport.\r\nPlease power cycle the adapter manually."});
     r.t.clock.runFor(100);
     EXPECT_EQ(r.frames().back(), kClosing); // reached the loader before the socket closed
     EXPECT_EQ(r.model.restarts(), 0);       // an unfinished image is never started
     EXPECT_EQ(r.socket->state(), 0);
-    EXPECT_FALSE(r.screen.progressShown);
+    EXPECT_FALSE(r.screen.dialogVisible);
     EXPECT_EQ(r.screen.pointer, 0);
     EXPECT_EQ(r.t.ctx.g_intFlashRecordCounter, 0);
     EXPECT_TRUE(r.screen.exitDialogs.empty());
@@ -182,10 +153,8 @@ TEST(WirelessFlash, CorruptFileEndsBeforeTheAdapterHearsAnything)
     test::writeFile(r.path, text);
     EXPECT_FALSE(r.flash.beginFlash(kAddress, r.path));
     EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::CorruptFile);
-    ASSERT_EQ(r.t.prompts.boxes().size(), 1u);
-    EXPECT_EQ(r.t.prompts.boxes()[0].prompt, "The file is corrupt!  Please select another file and try again.");
-    EXPECT_EQ(r.t.prompts.boxes()[0].title, "Corrupt file");
-    EXPECT_EQ(r.t.prompts.boxes()[0].style, 16);
+    EXPECT_EQ(r.t.prompts.boxes(),
+              (test::Boxes{{"The file is corrupt!  Please select another file and try again.", 16, "Corrupt file"}}));
     EXPECT_EQ(r.screen.readyStates, 1);
     r.t.clock.runFor(1000);
     EXPECT_EQ(r.model.connectionCount(), 0);
@@ -234,7 +203,7 @@ TEST(WirelessFlash, DroppedConnectionAndFailedReconnect)
     EXPECT_EQ(dropped.flash.result().outcome, WirelessFlashOutcome::SocketError);
     EXPECT_EQ(dropped.t.prompts.prompts(),
               std::vector<std::string>{"Error# 10054\r\nThe connection was closed by the remote host"});
-    EXPECT_FALSE(dropped.screen.progressShown);
+    EXPECT_FALSE(dropped.screen.dialogVisible);
     EXPECT_EQ(dropped.screen.readyStates, 1);
     EXPECT_FALSE(dropped.screen.timer->enabled());
 

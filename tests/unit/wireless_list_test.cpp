@@ -4,13 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "links/modWLP.h"
-#include "platform/file_version_reader.h"
+#include "support/recording_views.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -25,18 +23,6 @@ void writeLists(test::TestContext& t, const std::string& names, const std::strin
     t.writeWindowsFile("LPIPRP32.INI", extra + "[AdditionalDevices]\r\nDeviceNames=" + names +
                                            "\r\nDeviceParams=" + params + "\r\nSerialNumbers=" + serials + "\r\n");
 }
-
-class FixedVersions final : public FileVersionReader {
-public:
-    std::map<std::string, FixedFileVersion> files;
-    std::vector<std::string> asked;
-    std::optional<FixedFileVersion> fileVersion(const std::string& path) override
-    {
-        asked.push_back(path);
-        auto it = files.find(path);
-        return it == files.end() ? std::nullopt : std::optional<FixedFileVersion>(it->second);
-    }
-};
 
 } // namespace
 
@@ -150,7 +136,7 @@ TEST(WLPSelectAdapter, WritesTheChoiceInOrderAndFindsTheFirstEqualName)
 TEST(WLPDriverVersion, FileVersionOfTheDriverLibraryOrNotPresent)
 {
     test::TestContext t;
-    FixedVersions reader;
+    test::FixedFileVersions reader;
     t.ctx.ports.fileVersions = &reader;
     const std::string path = t.windowsDirectory() + "\\LPIPRP32.dll";
     EXPECT_EQ(WLPDriverVersion(t.ctx), "Not Present");
