@@ -1,25 +1,20 @@
-// The simulator program as a user runs it: a child process whose printed
-// set-up leads the program's real ports (Qt serial port on the mapped COM
-// ports, the driver library loaded from the printed Windows directory, Qt
-// sockets over loopback) to the adapters it serves; its command-line errors;
-// its background mode for eval; and what a stop leaves behind.
+// The simulator program as a user runs it: its printed set-up must lead the
+// program's real ports to the adapters it serves, and a stop must leave nothing.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QProcess>
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -30,15 +25,10 @@
 #include "links/modLP2.h"
 #include "links/modRP1210Interface.h"
 #include "links/modWLP.h"
-#include "platform/ini_profile_files.h"
-#include "platform/qt/qt_host.h"
-#include "platform/qt/qt_serial_port.h"
 #include "platform/qt/qt_tcp_socket.h"
 #include "platform/reg_file_store.h"
 #include "platform/rp1210_library.h"
-#include "ports/memory_logger.h"
-#include "ports/recording_screens.h"
-#include "ports/scripted_prompts.h"
+#include "qt_support/pty_serial_rig.h"
 #include "settings/modRegistry.h"
 #include "shell/string_table.h"
 #include "support/scoped_env.h"
@@ -52,75 +42,44 @@ namespace {
 
 using lp::test::ScopedEnv;
 
-// A child process (linkport-sim unless told), its stdout and stderr read
-// through pipes.
+// A child process (linkport-sim unless told) whose output is collected as
+// it comes.
 class SimProcess {
 public:
     explicit SimProcess(const std::vector<std::string>& args, const char* program = LP_SIM_PROGRAM)
     {
-        int out[2], err[2];
-        if (pipe(out) != 0 || pipe(err) != 0)
-            return;
-        pid_ = fork();
-        if (pid_ == 0) {
-            dup2(out[1], 1);
-            dup2(err[1], 2);
-            std::vector<char*> argv{const_cast<char*>(program)};
-            for (const auto& a : args)
-                argv.push_back(const_cast<char*>(a.c_str()));
-            argv.push_back(nullptr);
-            execv(program, argv.data());
-            _exit(127);
-        }
-        close(out[1]);
-        close(err[1]);
-        out_ = out[0];
-        err_ = err[0];
+        QStringList list;
+        for (const auto& a : args)
+            list << QString::fromStdString(a);
+        p_.start(program, list);
+        p_.closeWriteChannel();
     }
     ~SimProcess()
     {
-        if (pid_ > 0 && exitCode_ < 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
+        if (p_.state() != QProcess::NotRunning) {
+            p_.kill();
+            p_.waitForFinished();
         }
-        close(out_);
-        close(err_);
     }
 
     // Reads stdout until `marker` has come or the time is up.
     bool readUntil(const std::string& marker, int timeoutMs = 20000)
     {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        while (out.find(marker) == std::string::npos) {
-            using std::chrono::milliseconds;
-            auto left = std::chrono::duration_cast<milliseconds>(deadline - std::chrono::steady_clock::now());
-            if (left.count() <= 0 || !readSome(static_cast<int>(left.count())))
+        QDeadlineTimer deadline(timeoutMs);
+        while (collect().out.find(marker) == std::string::npos)
+            if (!p_.waitForReadyRead(static_cast<int>(deadline.remainingTime())))
                 return false;
-        }
         return true;
     }
-
-    // Waits for the end (reading all output); -1 when it did not end in time.
+    // The exit code once it has ended (-1: not in time; -2: killed by a signal).
     int finish(int timeoutMs = 10000)
     {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        for (;;) {
-            bool got = readSome(100);
-            int status = 0;
-            if (waitpid(pid_, &status, WNOHANG) == pid_) {
-                while (readSome(50)) {
-                }
-                exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-                return exitCode_;
-            }
-            if (!got && std::chrono::steady_clock::now() >= deadline)
-                return -1;
-            if (!got)
-                std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
+        if (!p_.waitForFinished(timeoutMs))
+            return -1;
+        collect();
+        return p_.exitStatus() == QProcess::NormalExit ? p_.exitCode() : -2;
     }
-
-    void signal(int number) { kill(pid_, number); }
+    void signal(int number) { ::kill(static_cast<pid_t>(p_.processId()), number); }
 
     // "  name=value" lines of the set-up.
     std::string value(const std::string& name) const
@@ -136,28 +95,13 @@ public:
     std::string out, err;
 
 private:
-    bool readSome(int timeoutMs)
+    SimProcess& collect()
     {
-        pollfd fds[2] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}};
-        if (poll(fds, 2, timeoutMs) <= 0)
-            return false;
-        bool got = false;
-        char buffer[4096];
-        for (int i = 0; i < 2; ++i) {
-            if (!(fds[i].revents & (POLLIN | POLLHUP)))
-                continue;
-            ssize_t n = read(fds[i].fd, buffer, sizeof buffer);
-            if (n > 0) {
-                (i == 0 ? out : err).append(buffer, static_cast<size_t>(n));
-                got = true;
-            }
-        }
-        return got;
+        out += p_.readAllStandardOutput().toStdString();
+        err += p_.readAllStandardError().toStdString();
+        return *this;
     }
-
-    pid_t pid_ = -1;
-    int out_ = -1, err_ = -1;
-    int exitCode_ = -1;
+    QProcess p_;
 };
 
 // A plain connect, outside Qt: true when something listens there.
@@ -206,20 +150,16 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     EXPECT_EQ(prevAdapter(sim.value("LINKPORT_REGISTRY_FILE")), "WLP");
     ScopedEnv env("LINKPORT_DOSDEVICES", dosdevices);
 
-    MemoryLogger log;
-    QtHost host;
-    QtSerialPorts serialPorts(&log);
+    test::QtSerialContext real(windir);
+    QtHost& host = real.host;
     QtTcpSockets sockets(&host);
-    IniProfileFiles profiles(windir);
-    ScriptedPrompts prompts;
-    RecordingScreenCalls screens;
-    Rp1210Library library("LP2RP32", [&] { return windir; }, &log);
-    Context ctx;
-    ctx.ports = {.host = &host, .prompts = &prompts, .profiles = &profiles, .log = &log,
-                 .serialPorts = &serialPorts, .screens = &screens, .rp1210 = &library, .tcpSockets = &sockets};
+    Rp1210Library library("LP2RP32", [&] { return windir; }, &real.log);
+    Context& ctx = real.ctx;
+    ctx.ports.rp1210 = &library;
+    ctx.ports.tcpSockets = &sockets;
 
     // The compact adapter, found by the search through LastComPortUsed.
-    auto connection = serialPorts.create();
+    auto connection = real.ports.create();
     std::string hardware, firmware, serial;
     EXPECT_TRUE(CGPConnectAndRead(ctx, *connection, hardware, firmware, serial));
     EXPECT_EQ(hardware, "1.11");
@@ -237,7 +177,7 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     EXPECT_EQ(LP2ReadDeviceParamsPort(ctx), "COM3");
     EXPECT_EQ(LP2SerialVersionQuery(ctx, 3, *connection), "01.07.12");
     EXPECT_EQ(RP1210Connect(ctx, "J1708"), 443);
-    EXPECT_TRUE(prompts.boxes().empty());
+    EXPECT_TRUE(real.prompts.boxes().empty());
 
     // Wireless: the list names both, the first answers, the second refuses.
     ChoiceItems list;

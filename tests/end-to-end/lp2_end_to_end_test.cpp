@@ -1,8 +1,5 @@
-// The second-generation adapter for real: the binding loads the test driver
-// library LP2RP32 with dlopen from a temporary Windows directory, the driver
-// reaches the adapter model over a pseudo-terminal, and the serial version
-// query reaches the same model through COM5, a link in the dosdevices
-// folder, with the real serial port and the Qt host.
+// The second-generation adapter for real: the driver library loaded with
+// dlopen and the serial query over a pseudo-terminal reach one adapter model.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
@@ -13,13 +10,9 @@
 #include "links/modLP2.h"
 #include "links/modRP1210Interface.h"
 #include "models/lp2_model.h"
-#include "platform/ini_profile_files.h"
-#include "platform/qt/qt_host.h"
-#include "platform/qt/qt_serial_port.h"
 #include "platform/rp1210_library.h"
 #include "ports/memory_logger.h"
 #include "qt_support/pty_serial_rig.h"
-#include "ports/recording_screens.h"
 #include "ports/scripted_prompts.h"
 #include "support/temp_dir.h"
 
@@ -31,20 +24,16 @@ namespace {
 struct Lp2EndToEnd : ::testing::Test {
     test::TempDir dir;
     std::string windows = dir.file("windows");
-    QtHost host;
-    IniProfileFiles profiles{windows};
-    ScriptedPrompts prompts;
-    RecordingScreenCalls screens;
-    MemoryLogger log;
-    QtSerialPorts serialPorts{&log};
-    Rp1210Library library{"LP2RP32", [this] { return profiles.windowsDirectory(); }, &log};
-    Context ctx;
+    test::QtSerialContext real{windows};
+    Rp1210Library library{"LP2RP32", [this] { return real.profiles.windowsDirectory(); }, &real.log};
+    Context& ctx = real.ctx;
+    ScriptedPrompts& prompts = real.prompts;
+    MemoryLogger& log = real.log;
 
     Lp2EndToEnd()
     {
         std::filesystem::create_directories(windows);
-        ctx.ports = {.host = &host, .prompts = &prompts, .profiles = &profiles, .log = &log,
-                     .serialPorts = &serialPorts, .screens = &screens, .rp1210 = &library};
+        ctx.ports.rp1210 = &library;
         test::writeFile(windows + "/LP2RP32.INI", lp2DriverIni({.deviceParams = "COM5,9600"}));
     }
     void installDriver(const char* built, const std::string& name)
@@ -80,11 +69,11 @@ TEST_F(Lp2EndToEnd, VersionsThroughTheDriverLibraryAndTheSerialLine)
 
     // While the driver has a client, the line is the driver's.
     ASSERT_TRUE(LP2ConnectSIP(ctx, "SIP"));
-    auto connection = serialPorts.create();
+    auto connection = real.ports.create();
     connection->setCommPort(5);
     EXPECT_FALSE(connection->setPortOpen(true));
     EXPECT_NE(connection->lastError().find("in use"), std::string::npos) << connection->lastError();
-    EXPECT_FALSE(serialPorts.isRs232Present(5));
+    EXPECT_FALSE(real.ports.isRs232Present(5));
 
     EXPECT_EQ(LP2SerialVersionQuery(ctx, 5, *connection), "02.05.31");
     EXPECT_TRUE(log.contains(LogSubsystem::Links, "Exiting RP1210 Mode SUCCESS"));

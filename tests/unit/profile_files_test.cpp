@@ -14,6 +14,7 @@
 #include "platform/atomic_file.h"
 #include "platform/ini_profile_files.h"
 #include "platform/windows_directory.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -219,18 +220,9 @@ TEST_F(ProfileFilesTest, ConcurrentWritersLoseNoUpdate)
 TEST(WindowsDirectory, ComesFromWindirElseTheUserDataFolder)
 {
     TempDir dir;
-    const char* oldWindir = std::getenv("windir");
-    const char* oldData = std::getenv("XDG_DATA_HOME");
-    const std::string savedWindir = oldWindir ? oldWindir : "";
-    const std::string savedData = oldData ? oldData : "";
-
-    ::setenv("windir", (dir.path() + "/win/").c_str(), 1);
+    ScopedEnv windir("windir", dir.path() + "/win/"), data("XDG_DATA_HOME", dir.path());
     EXPECT_EQ(defaultWindowsDirectory(), dir.path() + "/win");
     ::unsetenv("windir");
-    ::setenv("XDG_DATA_HOME", dir.path().c_str(), 1);
     EXPECT_EQ(defaultWindowsDirectory(), dir.path() + "/linkport-toolkit/windows");
     EXPECT_TRUE(fs::is_directory(dir.path() + "/linkport-toolkit/windows"));
-
-    oldWindir ? ::setenv("windir", savedWindir.c_str(), 1) : ::unsetenv("windir");
-    oldData ? ::setenv("XDG_DATA_HOME", savedData.c_str(), 1) : ::unsetenv("XDG_DATA_HOME");
 }

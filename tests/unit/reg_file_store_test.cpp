@@ -11,6 +11,7 @@
 
 #include "platform/reg_document.h"
 #include "platform/reg_file_store.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -343,14 +344,8 @@ TEST(RegDocument, ReadsAnyTextAndKeepsItWhole)
 TEST(RegFileStore, DefaultPathFollowsTheEnvironment)
 {
     TempDir dir;
-    const char* oldFile = std::getenv("LINKPORT_REGISTRY_FILE");
-    const char* oldConfig = std::getenv("XDG_CONFIG_HOME");
-    const std::string savedFile = oldFile ? oldFile : "", savedConfig = oldConfig ? oldConfig : "";
-    setenv("LINKPORT_REGISTRY_FILE", dir.file("mine.reg").c_str(), 1);
-    setenv("XDG_CONFIG_HOME", dir.path().c_str(), 1);
+    test::ScopedEnv file("LINKPORT_REGISTRY_FILE", dir.file("mine.reg")), config("XDG_CONFIG_HOME", dir.path());
     EXPECT_EQ(defaultRegistryFilePath(), dir.file("mine.reg"));
     unsetenv("LINKPORT_REGISTRY_FILE");
     EXPECT_EQ(defaultRegistryFilePath(), dir.file("linkport-toolkit/registry.reg"));
-    oldFile ? setenv("LINKPORT_REGISTRY_FILE", savedFile.c_str(), 1) : unsetenv("LINKPORT_REGISTRY_FILE");
-    oldConfig ? setenv("XDG_CONFIG_HOME", savedConfig.c_str(), 1) : unsetenv("XDG_CONFIG_HOME");
 }

@@ -13,36 +13,11 @@
 #include <string>
 
 #include "platform/serial_port_map.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
 using lp::test::TempDir;
-
-namespace {
-
-// Points $LINKPORT_DOSDEVICES at a folder for the life of the object.
-class DosDevicesEnv {
-public:
-    explicit DosDevicesEnv(const std::string& folder)
-    {
-        if (const char* old = std::getenv("LINKPORT_DOSDEVICES"))
-            old_ = old, hadOld_ = true;
-        ::setenv("LINKPORT_DOSDEVICES", folder.c_str(), 1);
-    }
-    ~DosDevicesEnv()
-    {
-        if (hadOld_)
-            ::setenv("LINKPORT_DOSDEVICES", old_.c_str(), 1);
-        else
-            ::unsetenv("LINKPORT_DOSDEVICES");
-    }
-
-private:
-    std::string old_;
-    bool hadOld_ = false;
-};
-
-} // namespace
 
 TEST(SerialPortMap, LinksOverrideAndPseudoTerminalsCountAsSerialPorts)
 {
@@ -58,7 +33,7 @@ TEST(SerialPortMap, LinksOverrideAndPseudoTerminalsCountAsSerialPorts)
     std::filesystem::create_symlink("../plain.txt", folder + "/com7"); // relative to the folder
     std::filesystem::create_symlink("/nonexistent/ttyX", folder + "/com0");
     std::filesystem::create_symlink("/nonexistent/ttyY", folder + "/com300");
-    DosDevicesEnv env(folder);
+    lp::test::ScopedEnv env("LINKPORT_DOSDEVICES", folder);
 
     EXPECT_EQ(dosdevicesFolder(), folder);
     EXPECT_EQ(devicePathForPort(5), slaveName);
