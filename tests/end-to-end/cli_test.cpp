@@ -1,6 +1,5 @@
 // The command line as a user runs it: linkport as a child process against
-// the demo adapters (--demo) or a simulator session started here with the
-// faults a case needs; its JSON, exit codes and the flash log.
+// demo adapters or a simulator session with the faults a case needs.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>

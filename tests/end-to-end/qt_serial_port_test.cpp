@@ -1,6 +1,4 @@
-// The real serial port on a pseudo-terminal: settings texts, modem lines a
-// pty does not have, the input count after a plain delay, and the lock that
-// keeps a second opener out.
+// The real serial port on a pseudo-terminal.
 #include <gtest/gtest.h>
 
 #include <string>

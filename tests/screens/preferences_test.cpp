@@ -1,6 +1,4 @@
-// The Preferences dialog on the test context: what each edition offers,
-// the exact INI and registry contents after OK and after Cancel, refusals of
-// choices that cannot work, the wireless picker, and the return to a screen.
+// The Preferences dialog: the exact INI and registry contents it leaves.
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -15,6 +13,7 @@
 #include "qt_app.h"
 #include "settings/frmPreferences.h"
 #include "shell/frmParent.h"
+#include "shell/qt/placeholder_screens.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -221,17 +220,12 @@ TEST(PreferencesScreen, WirelessNeedsAListedAdapterAndThePickersSelectIsOk)
 
 TEST(PreferencesScreen, OkReturnsToTheActiveScreenOrToSummary)
 {
-    struct Counting : ChildScreen {
-        Counting(Context& c, frmParent& m, const char* tag) : ChildScreen(c, m, tag) {}
-        void initialise() override { ++inits; }
-        int inits = 0;
-    };
     Prefs t(1, "");
     ShellOptions options;
     options.instanceLockPath = t.file("instance");
     for (const char* key : {"Summary", "Application Flash", "LPTest"})
         options.screens.children[key] = [key](Context& c, frmParent& m) -> ChildScreen* {
-            return new Counting(c, m, key);
+            return new PlaceholderScreen(c, m, key, "frmPlaceholder", key);
         };
     frmParent main(t.ctx, options);
     t.serialPorts.addPort(7);
@@ -240,11 +234,11 @@ TEST(PreferencesScreen, OkReturnsToTheActiveScreenOrToSummary)
     EXPECT_EQ(main.activeChild()->Tag(), "Summary");
     EXPECT_EQ(t.registryText(kKey, "PrevAdapter"), "LPII SIP");
 
-    auto* summary = static_cast<Counting*>(main.activeChild());
+    auto* summary = static_cast<PlaceholderScreen*>(main.activeChild());
     onModal([&] { main.SelectScreen("Preferences"); }, [](QDialog& d) { d.reject(); });
-    EXPECT_EQ(summary->inits, 1);
+    EXPECT_EQ(summary->initialiseCount(), 1);
     onModal([&] { main.SelectScreen("Preferences"); },
             [](QDialog& d) { d.findChild<QPushButton*>("cmdOK")->click(); });
-    EXPECT_EQ(summary->inits, 2) << "the active screen is shown again with the new choice";
+    EXPECT_EQ(summary->initialiseCount(), 2) << "the active screen is shown again with the new choice";
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }

@@ -1,6 +1,4 @@
-// The wireless picker dialog through its widgets: editing, refusals with
-// their message, Select returning to the active screen, Cancel changing
-// nothing.
+// The wireless picker dialog through its widgets.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
@@ -8,9 +6,6 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTreeWidget>
-
-#include <fstream>
-#include <sstream>
 
 #include "info/frmWirelessPickerDialog.h"
 #include "qt_app.h"
@@ -26,17 +21,9 @@ const std::string kIni = "[DeviceInformation1]\r\nDeviceName=Van 1\r\n"
                          "[AdditionalDevices]\r\nDeviceNames=Van 1;\r\nDeviceParams=10.0.0.5:12321;\r\n"
                          "SerialNumbers=S1;\r\n";
 
-std::string fileText(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 struct Picker : test::TestContext {
     Picker() { writeWindowsFile("LPIPRP32.INI", kIni); }
-    std::string iniText() const { return fileText(windowsDirectory() + "/LPIPRP32.INI"); }
+    std::string iniText() const { return test::readFile(windowsDirectory() + "/LPIPRP32.INI"); }
     static void type(QDialog& d, const char* field, const QString& text)
     {
         d.findChild<QLineEdit*>(field)->setText(text);

@@ -1,6 +1,4 @@
-// The compact adapter link against the compact adapter model on virtual
-// time: port search, the remembered port, the wake broadcast, the replies'
-// decoding and the error boxes.
+// The compact adapter link against the compact adapter model on virtual time.
 #include <gtest/gtest.h>
 
 #include <climits>

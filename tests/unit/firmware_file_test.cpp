@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "core/vb_text.h"
 #include "firmware/firmware_file_scan.h"
 #include "firmware/firmware_header.h"
 #include "firmware/firmware_record.h"
+#include "models/firmware_image.h"
 #include "platform/ini_profile_files.h"
 #include "support/temp_dir.h"
 
@@ -24,14 +24,7 @@ using Bytes = std::vector<uint8_t>;
 
 namespace {
 
-std::string record(uint8_t type, uint16_t address, Bytes data)
-{
-    data.insert(data.begin(), {static_cast<uint8_t>(data.size()), uint8_t(address >> 8), uint8_t(address), type});
-    uint8_t sum = 0;
-    for (uint8_t b : data)
-        sum = static_cast<uint8_t>(sum + b);
-    return ":" + vb::HexText(std::string(data.begin(), data.end())) + vb::Hex2(static_cast<uint8_t>(-sum));
-}
+std::string record(uint8_t type, uint16_t address, const Bytes& data) { return sim::hexRecordLine(type, address, data); }
 
 const std::string kGood = record(0, 0, {2, 0x33, 0x7A, 0xFF, 0, 1, 0x80, 0x9C, 0xA5, 0x5A, 0xC3, 0, 0xDE, 0xAD, 0xBE, 1});
 const std::string kHeader = "[Hex File Information]\r\nFirmwareVersion=1.8\r\nFirmwareType=Firmware\r\n"

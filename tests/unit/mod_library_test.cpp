@@ -123,26 +123,16 @@ TEST(ModLibrary, SerialProbeFlagsAndMainWindow)
     EXPECT_EQ(screens.unloadRequests, 1);
 }
 
-TEST(ModLibrary, StoredDeviceKindAndServiceTool)
+TEST(ModLibrary, StoredDeviceKindIsReadUnderTheProgramsOwnKey)
 {
+    // (ServiceToolInstalled's three cases: ShellStartup.EditionComesFrom...)
     lp::test::TempDir dir;
     RegFileStore registry(dir.file("registry.reg"));
     Context ctx;
     ctx.ports.registry = &registry;
     ctx.g_strRegistryKey = "SOFTWARE\\HVN\\Linkport Toolkit";
-    const std::string tool = "Software\\Tavrel\\SVK\\Tavrel Service Tool";
-
     EXPECT_EQ(ReadPrevAdapter(ctx), "");
-    EXPECT_FALSE(ServiceToolInstalled(ctx));
-
     RegWriteValue(ctx, HKEY_LOCAL_MACHINE, ctx.g_strRegistryKey, "PrevAdapter", "B&B SIP");
-    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, tool, "Path", "");
-    EXPECT_EQ(ReadPrevAdapter(ctx), "B&B SIP");
-    EXPECT_FALSE(ServiceToolInstalled(ctx)); // present but empty
-
-    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, tool, "Path", "C:\\Tavrel\\STool.exe");
-    EXPECT_TRUE(ServiceToolInstalled(ctx));
-    // Another key's "Path" is not the service tool's, nor its "PrevAdapter" ours.
-    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, tool, "PrevAdapter", "WLP");
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, "Software\\Tavrel\\SVK\\Tavrel Service Tool", "PrevAdapter", "WLP");
     EXPECT_EQ(ReadPrevAdapter(ctx), "B&B SIP");
 }

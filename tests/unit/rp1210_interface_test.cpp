@@ -1,10 +1,8 @@
-// The RP1210 driver layer against the in-process driver model on virtual
-// time: the INI rules of RP1210Connect, what is recorded of a client, the
-// cut error and status texts, the message pump before each call, and a
-// driver that is missing.
+// The RP1210 driver layer against the in-process driver model on virtual time.
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "links/modRP1210Interface.h"
@@ -93,21 +91,14 @@ TEST_F(Rp1210Layer, ProtocolListAndDeviceEdgeCases)
 
 TEST_F(Rp1210Layer, OnlyZeroOrNegativeResultsAreRecorded)
 {
-    for (int16_t id : {1, 127, 128}) {
+    for (auto [id, recorded] : {std::pair<int16_t, bool>{1, false}, {127, false}, {128, false}, {0, true}, {-5, true}}) {
+        SCOPED_TRACE(id);
         ctx.g_nClientID = 42;
         ctx.g_blnRP1210Connected = false;
         driver.settings().scriptedConnectResults = {id};
         EXPECT_EQ(RP1210Connect(ctx, "SIP"), id);
-        EXPECT_EQ(ctx.g_nClientID, 42) << id;
-        EXPECT_FALSE(ctx.g_blnRP1210Connected) << id;
-    }
-    for (int16_t id : {0, -5}) {
-        ctx.g_nClientID = 42;
-        ctx.g_blnRP1210Connected = false;
-        driver.settings().scriptedConnectResults = {id};
-        EXPECT_EQ(RP1210Connect(ctx, "SIP"), id);
-        EXPECT_EQ(ctx.g_nClientID, id);
-        EXPECT_TRUE(ctx.g_blnRP1210Connected);
+        EXPECT_EQ(ctx.g_nClientID, recorded ? id : 42);
+        EXPECT_EQ(ctx.g_blnRP1210Connected, recorded);
     }
 }
 
