@@ -174,23 +174,25 @@ TEST(MenuStatus, TextsByRunningIndexWithTheTestItemUncounted)
 
 TEST(ShellHelp, ServiceToolHelpFileIsFoundByNameIgnoringCase)
 {
+    namespace fs = std::filesystem;
     test::TestContext t;
-    EXPECT_EQ(ServiceToolHelpFile(t.ctx), ""); // tool not installed
+    auto found = [&] { return fs::path(ServiceToolHelpFile(t.ctx)); }; // either separator
+    EXPECT_EQ(found(), fs::path()); // tool not installed
 
     const std::string folder = t.file("fieldscope");
-    std::filesystem::create_directories(folder + "/index.html"); // a folder does not count
+    fs::create_directories(folder + "/index.html"); // a folder does not count
     t.setRegistryText(kServiceToolHelpKey, "Path", folder);
-    EXPECT_EQ(ServiceToolHelpFile(t.ctx), "");
+    EXPECT_EQ(found(), fs::path());
 
     test::writeFile(folder + "/INDEX.HTM", "<html></html>");
-    EXPECT_EQ(ServiceToolHelpFile(t.ctx), folder + "/INDEX.HTM");
+    EXPECT_EQ(found(), fs::path(folder) / "INDEX.HTM");
     test::writeFile(folder + "/fieldscope.CHM", "chm");
-    EXPECT_EQ(ServiceToolHelpFile(t.ctx), folder + "/fieldscope.CHM");
+    EXPECT_EQ(found(), fs::path(folder) / "fieldscope.CHM");
     test::writeFile(folder + "/readme.chm", "chm");
-    EXPECT_EQ(ServiceToolHelpFile(t.ctx), folder + "/fieldscope.CHM");
+    EXPECT_EQ(found(), fs::path(folder) / "fieldscope.CHM");
 
     t.setRegistryText(kServiceToolHelpKey, "Path", folder + "/missing");
-    EXPECT_EQ(ServiceToolHelpFile(t.ctx), "");
+    EXPECT_EQ(found(), fs::path());
 }
 
 TEST(SingleInstance, SecondHolderIsRefusedUntilTheFirstEndsEvenByKill)
