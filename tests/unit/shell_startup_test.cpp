@@ -54,8 +54,9 @@ TEST(ShellStartup, EditionComesFromTheSwitchAtPositionOneOrTheServiceTool)
     };
     for (const auto& c : cases) {
         Startup s;
-        if (c.toolPath)
+        if (c.toolPath) {
             ASSERT_TRUE(s.setRegistryText(kServiceTool, "Path", c.toolPath));
+        }
         s.ctx.commandLine = c.commandLine;
         EXPECT_EQ(ChooseToolkitMode(s.ctx), c.mode) << '"' << c.commandLine << '"';
     }
@@ -79,8 +80,9 @@ TEST(ShellStartup, StoredAdapterIsCorrectedToSuitTheEditionAndSetsOneFlag)
     };
     for (const auto& c : cases) {
         Startup s;
-        if (*c.stored)
+        if (*c.stored) {
             ASSERT_TRUE(s.setRegistryText(kKey, "PrevAdapter", c.stored));
+        }
         s.run(c.commandLine);
         EXPECT_EQ(s.ctx.g_strDeviceKind, c.kindAfter) << c.stored << " / " << c.commandLine;
         EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), c.kindAfter) << c.stored;
