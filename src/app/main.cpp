@@ -16,6 +16,7 @@
 #include "platform/qt/qt_prompts.h"
 #include "platform/qt/real_ports.h"
 #include "shell/frmParent.h"
+#include "shell/qt/built_in_resources.h"
 #include "shell/qt/res_picture.h"
 #include "version.h"
 #ifdef LP_HAVE_DEMO
@@ -140,10 +141,7 @@ int main(int argc, char* argv[])
 #endif
 
     QApplication app(argc, argv); // takes Qt's own options out of argv
-    // The resources live in the static library lp_qt, whose object the linker
-    // leaves out unless something names it: without this the program has
-    // neither its icon nor its built-in manual.
-    Q_INIT_RESOURCE(resources);
+    lp::loadBuiltInResources();
     QApplication::setApplicationName("linkport-toolkit");
     QApplication::setApplicationVersion(lp::version::text);
     // The desktop entry's icon, so the window and the menu look alike; the

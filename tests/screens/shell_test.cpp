@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
+#include <QFile>
 #include <QLabel>
 #include <QMenu>
 #include <QMouseEvent>
@@ -330,6 +331,8 @@ TEST(Shell, HelpOpensTheManualOrTheServiceToolsHelpFile)
         EXPECT_TRUE(m.helpWindow()->isVisible());
         auto* text = m.helpWindow()->findChild<QTextBrowser*>("txtHelp");
         EXPECT_TRUE(text->toPlainText().contains("user manual"));
+        // The copy the program falls back on when no manual file is found.
+        EXPECT_TRUE(QFile(":/docs/manual.md").exists());
     }
     {
         Shell s;

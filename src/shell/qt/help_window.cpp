@@ -7,6 +7,7 @@
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
+#include "shell/qt/built_in_resources.h"
 #include "shell/qt/res_picture.h"
 #include "shell/string_table.h"
 
@@ -31,8 +32,9 @@ QString HelpWindow::findManual()
 {
     QStringList candidates;
     if (QCoreApplication::instance()) {
-        candidates << QDir(QCoreApplication::applicationDirPath())
-                          .absoluteFilePath("../share/linkport-toolkit/manual.md");
+        const QDir programs(QCoreApplication::applicationDirPath());
+        candidates << programs.absoluteFilePath("../share/linkport-toolkit/manual.md")
+                   << programs.absoluteFilePath("../share/doc/linkport-toolkit/manual.md"); // the package's place
     }
     // This file lives in src/shell/qt/ of the source tree.
     candidates << QFileInfo(QString::fromUtf8(__FILE__)).absoluteDir().absoluteFilePath("../../../docs/manual.md");
@@ -57,6 +59,7 @@ HelpWindow::HelpWindow(QWidget* parent) : QWidget(parent, Qt::Window)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(txtHelp_);
 
+    loadBuiltInResources();
     source_ = findManual();
     QString text = readText(source_);
     if (text.isEmpty() && source_ != kBuiltIn) {
