@@ -81,6 +81,9 @@ std::unique_ptr<lp::sim::DemoSession> simulator(const std::vector<std::string>& 
 
 std::string str(const QJsonValue& v) { return v.toString().toStdString(); }
 
+// The exit code and the "result" value, as "1 failure".
+std::string outcome(const CliRun& r) { return std::to_string(r.code) + " " + str(r.json["result"]); }
+
 std::string messageTexts(const QJsonObject& json)
 {
     std::string all;
@@ -119,8 +122,7 @@ TEST(Cli, EachAdapterKindReadsAndFlashesItsDemoFile)
         EXPECT_TRUE(hardwareShown) << summary.err;
 
         const CliRun flash = linkport(home, {demo, "--json", "flash", demoFile(k.file)});
-        EXPECT_EQ(flash.code, 0) << flash.err;
-        EXPECT_EQ(str(flash.json["result"]), "success") << messageTexts(flash.json);
+        EXPECT_EQ(outcome(flash), "0 success") << flash.err << messageTexts(flash.json);
         EXPECT_NE(messageTexts(flash.json).find("Flash Completed Successfully!"), std::string::npos);
         if (k.recordByRecord) {
             EXPECT_GT(flash.json["records"].toInt(), 10);
@@ -156,11 +158,9 @@ TEST(Cli, OlderFileQuestionAndRefusedFlash)
     const QString path = QString::fromStdString(older);
 
     const CliRun no = linkport(home, {"--demo", "--json", "--no", "flash", path});
-    EXPECT_EQ(no.code, 1) << no.err;
-    EXPECT_EQ(str(no.json["result"]), "cancelled");
+    EXPECT_EQ(outcome(no), "1 cancelled") << no.err;
     const CliRun yes = linkport(home, {"--demo", "--json", "--yes", "flash", path});
-    EXPECT_EQ(yes.code, 0) << yes.err;
-    EXPECT_EQ(str(yes.json["result"]), "success");
+    EXPECT_EQ(outcome(yes), "0 success") << yes.err;
     // Nobody to ask: the question is the error.
     const CliRun unasked = linkport(home, {"--demo", "--json", "flash", path});
     EXPECT_EQ(unasked.code, 2);
@@ -173,8 +173,7 @@ TEST(Cli, OlderFileQuestionAndRefusedFlash)
         auto sim = simulator({"--lp2", "--lp2-flash-refused", "--select=lp2"});
         ASSERT_TRUE(sim);
         const CliRun refused = linkport(home, {"--json", "flash", QString(LP_DEMO_FIRMWARE_DIR "/LP2-demo-1.9.apf")});
-        EXPECT_EQ(refused.code, 1) << refused.err;
-        EXPECT_EQ(str(refused.json["result"]), "failure");
+        EXPECT_EQ(outcome(refused), "1 failure") << refused.err;
         EXPECT_NE(messageTexts(refused.json).find("150"), std::string::npos) << messageTexts(refused.json);
     }
     const CliRun log = linkport(home, {"log", "--json"});
@@ -186,17 +185,12 @@ TEST(Cli, RefusedRecordEndsTheFlash)
     TempDir home;
     {
         auto sim = simulator({"--compact", "--select=compact"}, [](lp::sim::DemoOptions& o) {
-            o.compact.setup.push_back([](lp::sim::CompactModel& m) {
-                lp::sim::CompactModel::LoaderFaults faults;
-                faults.refusedRecord = 3;
-                faults.refusedReply = {'X'};
-                m.setLoaderFaults(faults);
-            });
+            o.compact.setup.push_back(
+                [](lp::sim::CompactModel& m) { m.setLoaderFaults({.refusedRecord = 3, .refusedReply = {'X'}}); });
         });
         ASSERT_TRUE(sim);
         const CliRun r = linkport(home, {"--json", "flash", demoFile("CompactLinkport-demo-01.08.12.hex")});
-        EXPECT_EQ(r.code, 1) << r.err;
-        EXPECT_EQ(str(r.json["result"]), "failure");
+        EXPECT_EQ(outcome(r), "1 failure") << r.err;
         EXPECT_EQ(r.json["records"].toInt(), 2);
     }
     {
@@ -205,8 +199,7 @@ TEST(Cli, RefusedRecordEndsTheFlash)
         });
         ASSERT_TRUE(sim);
         const CliRun r = linkport(home, {"--json", "flash", demoFile("WirelessLinkport-demo-01.08.12.hex")});
-        EXPECT_EQ(r.code, 1) << r.err;
-        EXPECT_EQ(str(r.json["result"]), "failure");
+        EXPECT_EQ(outcome(r), "1 failure") << r.err;
         EXPECT_LT(r.json["records"].toInt(), 5);
         EXPECT_FALSE(r.json["messages"].toArray().isEmpty());
     }

@@ -16,9 +16,7 @@ using namespace lp::sim;
 
 TEST(CompactFlashEndToEnd, FlashesA64KiBImageThroughAPseudoTerminal)
 {
-    CompactModel::Config config;
-    config.baud = 115200; // the application sleeps at the rate "P1" names
-    CompactModel adapter(config);
+    CompactModel adapter({.baud = 115200}); // the application sleeps at the rate "P1" names
     PtyBridge bridge(adapter);
     bridge.setFollowProgramOpens(true); // the application sleeps again when the port closes
     test::TempDir dir;

@@ -162,17 +162,13 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     auto connection = real.ports.create();
     std::string hardware, firmware, serial;
     EXPECT_TRUE(CGPConnectAndRead(ctx, *connection, hardware, firmware, serial));
-    EXPECT_EQ(hardware, "1.11");
-    EXPECT_EQ(firmware, "01.07.12");
-    EXPECT_EQ(serial, "CLDEMO0001");
+    EXPECT_EQ(hardware + " " + firmware + " " + serial, "1.11 01.07.12 CLDEMO0001");
 
     // The second-generation adapter: its driver from the Windows directory
     // and the program's own serial query reach the same model.
     std::string application, boot;
     ASSERT_TRUE(LP2ReadVersions(ctx, hardware, application, boot)) << library.lastError();
-    EXPECT_EQ(hardware, "3.1");
-    EXPECT_EQ(application, "2.4");
-    EXPECT_EQ(boot, "255.255");
+    EXPECT_EQ(hardware + " " + application + " " + boot, "3.1 2.4 255.255");
     EXPECT_EQ(library.loadedPath(), windir + "/libLP2RP32.so");
     EXPECT_EQ(LP2ReadDeviceParamsPort(ctx), "COM3");
     EXPECT_EQ(LP2SerialVersionQuery(ctx, 3, *connection), "01.07.12");
@@ -286,10 +282,7 @@ TEST(DemoSession, PutsBackWhatItReplacedAndKeepsTheUsersSettings)
     test::writeFile(windows + "/CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM2,N1\r\nOwn=kept\r\n");
     ScopedEnv windir("windir", "/elsewhere");
 
-    DemoOptions options;
-    options.compact.enabled = true;
-    options.windowsDirectory = windows;
-    options.dosdevicesFolder = dos;
+    DemoOptions options{.compact = {.enabled = true}, .windowsDirectory = windows, .dosdevicesFolder = dos};
     std::string error;
     auto session = startDemo(options, error);
     ASSERT_TRUE(session) << error;
@@ -338,8 +331,7 @@ TEST(DemoSession, AStartRemovesTheFoldersOfKilledSessionsOnly)
     test::writeFile(dir.file("elsewhere/.owner.lock"), "");
     fs::create_directory_symlink(dir.file("elsewhere"), tmp.file("linkport-sim-link"));
 
-    DemoOptions options;
-    options.setEnvironment = false;
+    DemoOptions options{.setEnvironment = false};
     std::string error;
     auto live = startDemo(options, error);
     ASSERT_TRUE(live) << error;

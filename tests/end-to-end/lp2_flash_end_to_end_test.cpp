@@ -83,9 +83,7 @@ TEST(Lp2FlashEndToEnd, ApplicationFlashThroughTheDriverLibraryEndsInTheExitRetur
     }
 
     ctx.commandLine = "/SIPUpgrade";
-    ShellOptions options;
-    options.instanceLockPath = dir.file("instance");
-    auto main = std::make_unique<frmParent>(ctx, std::move(options));
+    auto main = std::make_unique<frmParent>(ctx, ShellOptions{.instanceLockPath = dir.file("instance")});
     main->MDIForm_Load();
     auto* screen = qobject_cast<frmFlash*>(main->activeChild());
     ASSERT_NE(screen, nullptr) << "the first screen is the flash screen";

@@ -56,14 +56,9 @@ struct Watched {
 
 TEST(WirelessEndToEnd, TwoAdaptersAnswerTheQtSocketOnLoopback)
 {
-    WirelessAdapterConfig first;
-    first.identityText = "01.04.0007";
-    WirelessAdapterConfig second;
-    second.identityText = "02.00.0001";
-    second.hexVersion = {0x03, 0x1F, 0x00};
-    second.decimalMajor = 2;
-    second.decimalMinor = 5;
-    WirelessModel modelA(first), modelB(second);
+    WirelessModel modelA({.identityText = "01.04.0007"});
+    WirelessModel modelB({.identityText = "02.00.0001", .hexVersion = {0x03, 0x1F, 0x00}, .decimalMajor = 2,
+                          .decimalMinor = 5});
     TcpModelServer serverA(modelA, "127.0.0.2"), serverB(modelB, "127.0.0.3");
     std::string error;
     ASSERT_TRUE(serverA.start(&error)) << error;

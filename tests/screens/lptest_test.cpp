@@ -7,6 +7,7 @@
 #include <QPushButton>
 
 #include <memory>
+#include <tuple>
 
 #include "adaptertest/frmLPTest.h"
 #include "models/lp2_in_process_driver.h"
@@ -32,9 +33,7 @@ struct LPTest : test::TestContext {
         serialPorts.addPort(1, &adapter);
         writeWindowsFile("LP2RP32.INI", lp2DriverIni());
         ctx.ports.rp1210 = &driver;
-        ShellOptions options;
-        options.instanceLockPath = file("instance");
-        main = std::make_unique<frmParent>(ctx, std::move(options));
+        main = std::make_unique<frmParent>(ctx, ShellOptions{.instanceLockPath = file("instance")});
         ctx.ports.screens = &screens; // record the screen calls instead
         screen = new frmLPTest(ctx, *main);
     }
@@ -105,36 +104,29 @@ TEST(LPTestScreen, ClientIdsZeroTo127PassAnd128IsAnErrorCode)
 TEST(LPTestScreen, FirstFailingCheckEndsTheSequence)
 {
     LPTest t;
-    t.driver.settings().connectErrors["J1708"] = 443;
-    EXPECT_EQ(t.run(), "Passed:G 443:R Untested:W Untested:W Untested:W");
-
-    t.driver.settings().connectErrors = {{"J1939", 141}};
-    EXPECT_EQ(t.run(), "Passed:G Passed:G Passed:G Untested:W 141:R");
-
-    t.driver.settings().connectErrors = {{"HVN", 443}};
-    EXPECT_EQ(t.run(), "Passed:G 443:R Passed:G Untested:W Passed:G");
-
-    t.driver.settings().connectErrors = {{"J1708", 136}};
-    EXPECT_EQ(t.run(), "Passed:G Passed:G 136:R Untested:W Untested:W");
+    const std::tuple<const char*, int16_t, const char*> cases[] = {
+        {"J1708", 443, "Passed:G 443:R Untested:W Untested:W Untested:W"},
+        {"J1939", 141, "Passed:G Passed:G Passed:G Untested:W 141:R"},
+        {"HVN", 443, "Passed:G 443:R Passed:G Untested:W Passed:G"},
+        {"J1708", 136, "Passed:G Passed:G 136:R Untested:W Untested:W"}};
+    for (auto [protocol, code, expected] : cases) {
+        t.driver.settings().connectErrors = {{protocol, code}};
+        EXPECT_EQ(t.run(), expected) << protocol << " " << code;
+    }
     EXPECT_EQ(t.driver.core().connects.size(), 2u + 3 + 4 + 2);
 }
 
 TEST(LPTestScreen, J1708PassesOnTheFifthCharacterOfTheHardwareStatus)
 {
     LPTest t;
-    t.driver.settings().hardwareStatus = "LP2";
-    EXPECT_EQ(t.run(), kAllPassed) << "a short status has no fifth character, which counts as greater";
-
-    t.driver.settings().hardwareStatus = "....0";
-    EXPECT_EQ(t.run(), "Passed:G Passed:G Untested:W Untested:W Untested:W");
-
-    for (const char* status : {"....5", "....a", "....-"}) {
+    // A short status has no fifth character, which counts as greater.
+    const std::string failed = "Passed:G Passed:G Untested:W Untested:W Untested:W";
+    for (auto [status, expected] : {std::pair<const char*, std::string>{"LP2", kAllPassed}, {"....0", failed},
+                                    {"....5", kAllPassed}, {"....a", kAllPassed}, {"....-", kAllPassed},
+                                    {"....00", failed}}) {
         t.driver.settings().hardwareStatus = status;
-        EXPECT_EQ(t.run(), kAllPassed) << status;
+        EXPECT_EQ(t.run(), expected) << status;
     }
-
-    t.driver.settings().hardwareStatus = "....00";
-    EXPECT_EQ(t.run(), "Passed:G Passed:G Untested:W Untested:W Untested:W");
 }
 
 TEST(LPTestScreen, MissingDriverShowsTheInstallationMessage)

@@ -45,9 +45,7 @@ struct Summary : test::TestContext {
     ~Summary() { flush(); }
     frmVersion& load()
     {
-        ShellOptions options;
-        options.instanceLockPath = file("instance");
-        main = std::make_unique<frmParent>(ctx, options);
+        main = std::make_unique<frmParent>(ctx, ShellOptions{.instanceLockPath = file("instance")});
         main->MDIForm_Load();
         if (!dynamic_cast<frmVersion*>(main->activeChild())) {
             ADD_FAILURE() << "the main window shows no Summary screen";

@@ -23,19 +23,12 @@ const std::string kSuccess =
 
 struct CompactFlashTest : ::testing::Test {
     test::TestContext t;
-    CompactModel adapter{loaderAt(57600)};
+    CompactModel adapter{{.mode = CompactModel::Mode::Loader}};
     test::RecordingCompactScreen screen;
     std::unique_ptr<SerialPort> connection = t.serialPorts.create();
     std::vector<uint8_t> image = pseudoRandomImage(1024);
     std::string path = t.file("app.hex");
 
-    static CompactModel::Config loaderAt(int baud)
-    {
-        CompactModel::Config c;
-        c.baud = baud;
-        c.mode = CompactModel::Mode::Loader;
-        return c;
-    }
     void SetUp() override
     {
         screen.pointer = 11; // the hourglass, which an error puts back to the default
@@ -108,9 +101,7 @@ TEST_F(CompactFlashTest, LoaderAlreadyRunningFlashesAtWireSpeedOnTimerTicks)
 
 TEST_F(CompactFlashTest, SwitchesTheApplicationToItsLoaderAtTheFlashRate)
 {
-    CompactModel::Config c;
-    c.baud = 115200; // where the application sleeps, the rate "P1" names
-    CompactModel app(c);
+    CompactModel app({.baud = 115200}); // where the application sleeps, the rate "P1" names
     t.serialPorts.addPort(3, &app);
     image = pseudoRandomImage(70'000);
     test::writeFile(path, firmwareFileText(image, 0x8000));
@@ -130,13 +121,9 @@ TEST_F(CompactFlashTest, SwitchesTheApplicationToItsLoaderAtTheFlashRate)
 
 TEST_F(CompactFlashTest, WrongOrMissingReadyAnswers)
 {
-    CompactModel::Config c;
-    c.baud = 115200;
-    CompactModel app(c);
+    CompactModel app({.baud = 115200});
     t.serialPorts.addPort(3, &app);
-    CompactModel::LoaderFaults faults;
-    faults.readyAnswer = {'?', '?'};
-    app.setLoaderFaults(faults);
+    app.setLoaderFaults({.readyAnswer = {'?', '?'}});
     expectFailed(flash(), 1);
     EXPECT_TRUE(t.screens.selected.empty());
     EXPECT_EQ(app.startsReceived, 0);
@@ -144,8 +131,7 @@ TEST_F(CompactFlashTest, WrongOrMissingReadyAnswers)
     // Silence after the switch: five seconds, then error 2 and Preferences.
     t.prompts.clear();
     app.powerCycle();
-    faults.readyAnswer.clear();
-    app.setLoaderFaults(faults);
+    app.setLoaderFaults({.readyAnswer = {}});
     const double before = t.clock.nowMs();
     expectFailed(flash(), 2);
     EXPECT_GE(t.clock.nowMs() - before, 5000 + 1000);
@@ -161,8 +147,7 @@ TEST_F(CompactFlashTest, WrongOrMissingReadyAnswers)
     // A running loader with a short answer is a wrong answer too.
     t.prompts.clear();
     t.serialPorts.addPort(3, &adapter);
-    faults.readyAnswer = {'?', '?'};
-    adapter.setLoaderFaults(faults);
+    adapter.setLoaderFaults({.readyAnswer = {'?', '?'}});
     expectFailed(flash(), 1);
     EXPECT_TRUE(adapter.framesReceived.empty());
 }
@@ -191,17 +176,13 @@ TEST_F(CompactFlashTest, CorruptFilesAreRefusedBeforeTheLoaderHearsAnything)
 
 TEST_F(CompactFlashTest, AcknowledgementTimeOuts)
 {
-    CompactModel::LoaderFaults faults;
-    faults.slowRecord = 3;
-    faults.slowAckMs = 1500;
-    adapter.setLoaderFaults(faults);
+    adapter.setLoaderFaults({.slowRecord = 3, .slowAckMs = 1500});
     CompactFlashResult r = flash();
     EXPECT_TRUE(r.succeeded) << r.reason;
     EXPECT_EQ(adapter.image, imageByAddress(image));
     screen.exitDialogs.clear();
 
-    faults.slowAckMs = 1800;
-    adapter.setLoaderFaults(faults);
+    adapter.setLoaderFaults({.slowRecord = 3, .slowAckMs = 1800});
     r = flash();
     expectFailed(r, 3);
     EXPECT_EQ(screen.pointer, 0); // the hourglass went back to the default
@@ -212,11 +193,7 @@ TEST_F(CompactFlashTest, AcknowledgementTimeOuts)
     // A refused record and a loader gone silent end the same way.
     for (auto [refused, silent] : {std::pair<int64_t, int64_t>{7, 0}, {0, 40}}) {
         t.prompts.clear();
-        faults = {};
-        faults.refusedRecord = refused;
-        faults.refusedReply = {'?'};
-        faults.silentFromRecord = silent;
-        adapter.setLoaderFaults(faults);
+        adapter.setLoaderFaults({.refusedRecord = refused, .refusedReply = {'?'}, .silentFromRecord = silent});
         r = flash();
         expectFailed(r, 3);
         EXPECT_EQ(r.recordsSent, (refused ? refused : silent) - 1);
@@ -227,9 +204,7 @@ TEST_F(CompactFlashTest, AcknowledgementTimeOuts)
 TEST_F(CompactFlashTest, AFlashRunningAcrossMidnight)
 {
     // The time-out must be 1.67 s whether or not the day turns in the wait.
-    CompactModel::LoaderFaults faults;
-    faults.silentFromRecord = 20;
-    adapter.setLoaderFaults(faults);
+    adapter.setLoaderFaults({.silentFromRecord = 20});
     const double noonStart = t.clock.nowMs();
     expectFailed(flash(), 3);
     const double noonMs = t.clock.nowMs() - noonStart;
@@ -242,9 +217,7 @@ TEST_F(CompactFlashTest, AFlashRunningAcrossMidnight)
 
     // Slow acknowledgements on both sides of midnight still pass.
     t.prompts.clear();
-    faults = {};
-    faults.slowAckMs = 1500;
-    adapter.setLoaderFaults(faults);
+    adapter.setLoaderFaults({.slowAckMs = 1500});
     t.clock.setTimeOfDayAtStart(86400.0 - t.clock.nowMs() / 1000.0 - 10.0);
     CompactFlashResult r = flash();
     EXPECT_TRUE(r.succeeded) << r.reason;

@@ -89,10 +89,7 @@ struct PeWriter {
 
 std::string image(uint16_t major, uint16_t minor, uint16_t build, uint16_t revision)
 {
-    PeWriter w;
-    w.ms = uint32_t(major) << 16 | minor;
-    w.ls = uint32_t(build) << 16 | revision;
-    return w.build();
+    return PeWriter{.ms = uint32_t(major) << 16 | minor, .ls = uint32_t(build) << 16 | revision}.build();
 }
 
 std::string versionText(const std::string& img)
@@ -128,11 +125,7 @@ TEST(FileVersion, FormatsEveryPatternOfTheFixedBlock)
     EXPECT_EQ(HiWord(INT32_MIN), -32769);            // -32768 - 1
     EXPECT_EQ(LoWord(0x12348000), -32768);
 
-    PeWriter plus;
-    plus.pe32Plus = true;
-    plus.ms = 0x00070008;
-    plus.ls = 0x00090001;
-    EXPECT_EQ(versionText(plus.build()), "7.08.09.01");
+    EXPECT_EQ(versionText(PeWriter{.ms = 0x00070008, .ls = 0x00090001, .pe32Plus = true}.build()), "7.08.09.01");
 }
 
 TEST(FileVersion, MalformedImagesGiveNoVersion)

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <string>
+#include <tuple>
 
 #include "flash/flash_checks.h"
 #include "flash/select_file.h"
@@ -31,14 +32,12 @@ TEST(FlashChecks, FileLabelExtensionRuleAndPortText)
     const std::string accented = std::string(39, 'a') + "\xC3\xA9" + "b";
     EXPECT_EQ(ShortenFilePath(accented), std::string(39, 'a') + "\xC3\xA9" + "..." + std::string(28, 'a') + "\xC3\xA9" + "b");
 
-    EXPECT_TRUE(FileSuitsAdapterKind(FlashKind::LP2, "x.apf"));
-    EXPECT_TRUE(FileSuitsAdapterKind(FlashKind::LP2, "X.APF"));
-    EXPECT_FALSE(FileSuitsAdapterKind(FlashKind::LP2, "x.Apf"));
-    EXPECT_FALSE(FileSuitsAdapterKind(FlashKind::LP2, "x.hex"));
-    EXPECT_TRUE(FileSuitsAdapterKind(FlashKind::CGP, "x.HEX"));
-    EXPECT_TRUE(FileSuitsAdapterKind(FlashKind::WLP, "x.hex"));
-    EXPECT_FALSE(FileSuitsAdapterKind(FlashKind::WLP, "x.heX"));
-    EXPECT_FALSE(FileSuitsAdapterKind(FlashKind::None, "x.hex"));
+    const std::tuple<FlashKind, const char*, bool> suits[] = {
+        {FlashKind::LP2, "x.apf", true},  {FlashKind::LP2, "X.APF", true},  {FlashKind::LP2, "x.Apf", false},
+        {FlashKind::LP2, "x.hex", false}, {FlashKind::CGP, "x.HEX", true},  {FlashKind::WLP, "x.hex", true},
+        {FlashKind::WLP, "x.heX", false}, {FlashKind::None, "x.hex", false}};
+    for (auto [kind, file, ok] : suits)
+        EXPECT_EQ(FileSuitsAdapterKind(kind, file), ok) << int(kind) << file;
 
     EXPECT_EQ(PortNumberAfterM("COM12"), 12);
     EXPECT_EQ(UpdatingFirmwareText(FlashKind::WLP), "Updating Wireless Linkport Firmware...");
@@ -56,18 +55,13 @@ TEST(FlashChecks, DefaultFileOnlyForTheSecondGenerationAdapterUnderTheToolkitKey
 
 TEST(FlashChecks, VersionTextToNumberKeepsTheClassicArithmetic)
 {
-    EXPECT_EQ(VersionTextToNumber("1.2.3"), 120); // 120.3
-    EXPECT_EQ(VersionTextToNumber("1.2.4"), 120);
-    EXPECT_EQ(VersionTextToNumber("3.12"), 31212);
-    EXPECT_EQ(VersionTextToNumber("1.0"), 100);
-    EXPECT_EQ(VersionTextToNumber("2.5.5"), 250); // 250.5: half to even
-    EXPECT_EQ(VersionTextToNumber("2.7.5"), 270); // 270.5
-    EXPECT_EQ(VersionTextToNumber("12.3"), 1232); // d = 3: minor "3", tail "2.3", so 1232.3
-    // Where the classic gave no answer.
-    EXPECT_EQ(VersionTextToNumber(""), 0);
-    EXPECT_EQ(VersionTextToNumber("3"), 300);
-    EXPECT_EQ(VersionTextToNumber("Not Present"), 0);
-    EXPECT_EQ(VersionTextToNumber(".5"), 55);
+    // 1.2.3 is 120.3; 2.5.5 is 250.5, half to even; 12.3 has d = 3: minor "3",
+    // tail "2.3", so 1232.3. The last four are where the classic gave no answer.
+    const std::pair<const char*, int> cases[] = {{"1.2.3", 120}, {"1.2.4", 120}, {"3.12", 31212}, {"1.0", 100},
+                                                 {"2.5.5", 250}, {"2.7.5", 270}, {"12.3", 1232},   {"", 0},
+                                                 {"3", 300},     {"Not Present", 0}, {".5", 55}};
+    for (auto [text, number] : cases)
+        EXPECT_EQ(VersionTextToNumber(text), number) << text;
     EXPECT_FALSE(VersionTextToNumber("3.45"));
     EXPECT_EQ(VersionTextValue("3.45"), 34545);
 }

@@ -47,12 +47,8 @@ TEST(FlashLog, AppendsOneLinePerAttemptAndSkipsBrokenLines)
 {
     test::TempDir dir;
     const std::string path = dir.file("sub/flash-log.jsonl");
-    FlashLogEntry entry;
-    entry.adapterKind = "WLP";
-    entry.filePath = "C:\\fw\\\"new\".hex";
-    entry.result = "failure";
-    entry.messages = {{"line 1\r\nline 2", "Title"}};
-    entry.recordsSent = 12;
+    FlashLogEntry entry{.adapterKind = "WLP", .filePath = "C:\\fw\\\"new\".hex", .result = "failure",
+                        .messages = {{"line 1\r\nline 2", "Title"}}, .recordsSent = 12};
     ASSERT_TRUE(AppendFlashLog(entry, path));
     entry.result = "success";
     ASSERT_TRUE(AppendFlashLog(entry, path));

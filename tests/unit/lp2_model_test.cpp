@@ -82,12 +82,7 @@ TEST(Lp2Driver, ClientsPortAndLoopBack)
     VirtualSerialPorts ports{clock};
     Lp2Model adapter;
     ports.addPort(2, &adapter);
-    Lp2InProcessDriver driver{adapter, &ports, 2, [] {
-        Lp2DriverSettings s;
-        s.firstClientId = 126;
-        s.maxClients = 3;
-        return s;
-    }()};
+    Lp2InProcessDriver driver{adapter, &ports, 2, Lp2DriverSettings{.firstClientId = 126, .maxClients = 3}};
     std::string sip = "SIP";
 
     auto program = ports.create();

@@ -72,12 +72,10 @@ TEST(ModRegistry, WritesNumericTextAsANumberAndOtherTextTrimmed)
     Fixture f;
     RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "  LPII SIP  ");
     EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_SUCCESS);
-    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Baud", "57600");
-    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Up", "1.9");
-    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Even", "2.5");
-    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Odd", " 3.5 ");
+    for (auto [name, text] :
+         {std::pair{"Baud", "57600"}, {"Up", "1.9"}, {"Even", "2.5"}, {"Odd", " 3.5 "}, {"Blank", "   "}})
+        RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, name, text);
     RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Number", RegValue(int32_t{-2}));
-    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Blank", "   ");
 
     const std::string file = readFile(f.path);
     EXPECT_NE(file.find("[HKEY_LOCAL_MACHINE\\SOFTWARE]\n"), std::string::npos); // parents created
@@ -98,9 +96,7 @@ TEST(ModRegistry, WritesNumericTextAsANumberAndOtherTextTrimmed)
         RegValue v = RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, name);
         return v.isNumber() ? std::get<int32_t>(v.data) : -999;
     };
-    EXPECT_EQ(number("Up"), 2);
-    EXPECT_EQ(number("Even"), 2);
-    EXPECT_EQ(number("Odd"), 4);
+    EXPECT_EQ((std::vector<int>{number("Up"), number("Even"), number("Odd")}), (std::vector<int>{2, 2, 4}));
     EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "LPII SIP");
 
     // A number beyond 32 bits has no REG_DWORD form: nothing is stored.

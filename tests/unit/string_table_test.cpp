@@ -20,11 +20,9 @@ std::vector<int16_t> range(int16_t from, int16_t to)
 
 std::vector<int16_t> brandAIds()
 {
-    auto ids = range(101, 116);
-    for (auto i : range(500, 523))
-        ids.push_back(i);
-    for (int16_t i : {800, 801, 1001, 1050, 1051})
-        ids.push_back(i);
+    auto ids = range(101, 116), messages = range(500, 523);
+    ids.insert(ids.end(), messages.begin(), messages.end());
+    ids.insert(ids.end(), {800, 801, 1001, 1050, 1051});
     return ids;
 }
 

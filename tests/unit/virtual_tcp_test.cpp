@@ -42,14 +42,22 @@ struct Watched {
     std::vector<std::pair<int32_t, std::string>> errors;
 };
 
+struct VirtualTcp : ::testing::Test {
+    VirtualClock clock;
+    VirtualTcpNetwork net{clock};
+    WirelessModel model;
+    // Connects `w` and runs messages until it is connected.
+    bool connected(Watched& w)
+    {
+        return w.socket->connect() && clock.waitUntil([&] { return w.socket->state() == 7; }, 1000);
+    }
+};
+
 } // namespace
 
-TEST(VirtualTcp, EventsRunOnlyWhileMessagesRun)
+TEST_F(VirtualTcp, EventsRunOnlyWhileMessagesRun)
 {
-    VirtualClock clock;
-    VirtualTcpNetwork net(clock);
     net.setLatencyMs(5);
-    WirelessModel model;
     net.addDevice("127.0.0.2", model);
     Watched w(net);
 
@@ -92,11 +100,9 @@ TEST(VirtualTcp, EventsRunOnlyWhileMessagesRun)
     EXPECT_EQ(model.framesReceived().size(), 3u);
 }
 
-TEST(VirtualTcp, RefusedAddressesAndRefusingDevices)
+TEST_F(VirtualTcp, RefusedAddressesAndRefusingDevices)
 {
-    VirtualClock clock;
-    VirtualTcpNetwork net(clock);
-    WirelessModel refusing;
+    WirelessModel& refusing = model;
     refusing.setFault(WirelessFault::RefuseConnections);
     net.addDevice("127.0.0.3", refusing);
 
@@ -127,17 +133,13 @@ TEST(VirtualTcp, RefusedAddressesAndRefusingDevices)
     EXPECT_EQ(net.connectAttempts, (std::vector<std::string>{"127.0.0.9:12321", "127.0.0.3:12321", "127.0.0.3:12321"}));
 }
 
-TEST(VirtualTcp, DropMidReplyDeliversThePartThenAnError)
+TEST_F(VirtualTcp, DropMidReplyDeliversThePartThenAnError)
 {
-    VirtualClock clock;
-    VirtualTcpNetwork net(clock);
-    WirelessModel model;
     model.setFault(WirelessFault::DropMidReply);
     model.setDropAfterBytes(6);
     net.addDevice("127.0.0.2", model);
     Watched w(net);
-    ASSERT_TRUE(w.socket->connect());
-    ASSERT_TRUE(clock.waitUntil([&] { return w.socket->state() == 7; }, 1000));
+    ASSERT_TRUE(connected(w));
 
     ASSERT_TRUE(w.socket->sendData(kAskIdentity));
     EXPECT_TRUE(clock.waitUntil([&] { return !w.errors.empty(); }, 1000));
@@ -151,22 +153,17 @@ TEST(VirtualTcp, DropMidReplyDeliversThePartThenAnError)
     // A cut hexadecimal-version reply still has its header; after Close the
     // socket connects again.
     w.socket->close();
-    ASSERT_TRUE(w.socket->connect());
-    ASSERT_TRUE(clock.waitUntil([&] { return w.socket->state() == 7; }, 1000));
+    ASSERT_TRUE(connected(w));
     ASSERT_TRUE(w.socket->sendData(kAskHexVersion));
     EXPECT_TRUE(clock.waitUntil([&] { return w.socket->state() == 9; }, 1000));
     EXPECT_EQ(WLPParseHexVersion(w.take()), "01..");
 }
 
-TEST(VirtualTcp, ClosingDropsWhatIsStillInFlight)
+TEST_F(VirtualTcp, ClosingDropsWhatIsStillInFlight)
 {
-    VirtualClock clock;
-    VirtualTcpNetwork net(clock);
-    WirelessModel model;
     net.addDevice("127.0.0.2", model);
     Watched w(net);
-    ASSERT_TRUE(w.socket->connect());
-    ASSERT_TRUE(clock.waitUntil([&] { return w.socket->state() == 7; }, 1000));
+    ASSERT_TRUE(connected(w));
 
     // The request still reaches the adapter; its answer finds no socket.
     ASSERT_TRUE(w.socket->sendData(kAskIdentity));
@@ -187,20 +184,14 @@ TEST(VirtualTcp, ClosingDropsWhatIsStillInFlight)
     EXPECT_FALSE(model.isConnected());
 }
 
-TEST(WirelessModel, AnswersFramesCutAnywhereAndKeepsItsFaults)
+TEST_F(VirtualTcp, WirelessModelAnswersFramesCutAnywhereAndKeepsItsFaults)
 {
-    VirtualClock clock;
-    VirtualTcpNetwork net(clock);
-    WirelessAdapterConfig config;
-    config.identityText = "BOOT 2.1"; // padded to ten characters on the wire
-    config.hexVersion = {0x02, 0x0A, 0xFF};
-    config.decimalMajor = 3;
-    config.decimalMinor = 0;
-    WirelessModel model(config);
-    net.addDevice("127.0.0.4", model);
+    // The identity text is padded to ten characters on the wire.
+    WirelessModel booting({.identityText = "BOOT 2.1", .hexVersion = {0x02, 0x0A, 0xFF}, .decimalMajor = 3,
+                           .decimalMinor = 0});
+    net.addDevice("127.0.0.4", booting);
     Watched w(net, "127.0.0.4");
-    ASSERT_TRUE(w.socket->connect());
-    ASSERT_TRUE(clock.waitUntil([&] { return w.socket->state() == 7; }, 1000));
+    ASSERT_TRUE(connected(w));
     auto ask = [&](const Bytes& request) {
         w.socket->sendData(request);
         clock.runFor(50);
@@ -211,19 +202,19 @@ TEST(WirelessModel, AnswersFramesCutAnywhereAndKeepsItsFaults)
     w.socket->sendData({0x00, 0x5E, 0xFF, 0x5E, 0x02, 0x0D, 0x01, 0x93, 0x5E});
     w.socket->sendData({0x02, 0x0D});
     EXPECT_TRUE(ask({0x01, 0x92}) == WirelessModel::identityReply("BOOT 2.1"));
-    EXPECT_EQ(model.framesReceived().size(), 1u);
+    EXPECT_EQ(booting.framesReceived().size(), 1u);
     EXPECT_EQ(WLPParseIdentityText(WirelessModel::identityReply("BOOT 2.1")), "BOOT 2.1  ");
     EXPECT_EQ(WLPParseHexVersion(ask(kAskHexVersion)), "02.0A.FF");
     EXPECT_EQ(WLPParseDecimalVersion(ask(kAskDecimalVersion)), "3.0");
     EXPECT_TRUE(ask({0x5E, 0x02, 0x0D, 0x07, 0x8C}).empty()); // unknown query
 
-    model.setFault(WirelessFault::Garbage);
+    booting.setFault(WirelessFault::Garbage);
     const Bytes junk = ask(kAskHexVersion);
     EXPECT_EQ(junk.size(), 8u);
     EXPECT_EQ(WLPParseHexVersion(junk), "Not Present");
     EXPECT_EQ(WLPParseIdentityText(ask(kAskIdentity)), "Not Present");
 
-    model.setFault(WirelessFault::Silent);
+    booting.setFault(WirelessFault::Silent);
     w.socket->sendData(kAskDecimalVersion);
     EXPECT_FALSE(clock.waitUntil([&] { return !w.data.empty(); }, 2000));
     EXPECT_EQ(w.socket->state(), 7);

@@ -2,24 +2,15 @@
 // refuses, and that the INI file keeps everything the user did not change.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "info/wireless_adapter_list.h"
+#include "support/temp_dir.h"
 #include "support/test_context.h"
 
 using namespace lp;
 
 namespace {
-
-std::string readAll(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 std::string ini(test::TestContext& t, const char* section, const char* key)
 {
@@ -69,10 +60,10 @@ TEST(WirelessAdapterList, EditsAreCheckedAndOnlyTheListsAndTheChoiceAreWritten)
     EXPECT_EQ(list.size(), 2);
 
     // Cancelling is not applying: the file is as before.
-    const std::string before = readAll(t.windowsDirectory() + "/LPIPRP32.INI");
+    const std::string before = test::readFile(t.windowsDirectory() + "/LPIPRP32.INI");
     ASSERT_TRUE(list.add("  Van 3 ", "wlp-van3", "S3"));
     EXPECT_EQ(list.selected(), 2);
-    EXPECT_EQ(readAll(t.windowsDirectory() + "/LPIPRP32.INI"), before);
+    EXPECT_EQ(test::readFile(t.windowsDirectory() + "/LPIPRP32.INI"), before);
 
     ASSERT_TRUE(list.remove(0));
     EXPECT_EQ(list.selected(), 1) << "the choice follows its adapter";
@@ -86,7 +77,7 @@ TEST(WirelessAdapterList, EditsAreCheckedAndOnlyTheListsAndTheChoiceAreWritten)
     EXPECT_EQ(ini(t, "DeviceInformation1", "SerialNumber"), "S3");
     EXPECT_EQ(ini(t, "AdditionalDevices", "Other"), "keep me");
     EXPECT_EQ(ini(t, "VendorInformation", "Name"), "LPIP");
-    EXPECT_NE(readAll(t.windowsDirectory() + "/LPIPRP32.INI").find("; the driver's own file"), std::string::npos);
+    EXPECT_NE(test::readFile(t.windowsDirectory() + "/LPIPRP32.INI").find("; the driver's own file"), std::string::npos);
     EXPECT_EQ(t.ctx.g_astrWLPNames, (std::vector<std::string>{"van 2", "Van 3"}));
 
     // An adapter left alone keeps its item as it stands, port and all.

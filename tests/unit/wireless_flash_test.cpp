@@ -52,20 +52,13 @@ struct Rig {
     std::string path;
 };
 
-WirelessAdapterConfig inLoader()
-{
-    WirelessAdapterConfig c;
-    c.startInLoader = true;
-    return c;
-}
+const WirelessAdapterConfig kInLoader{.startInLoader = true};
 
 } // namespace
 
 TEST(WirelessFlash, LoaderReadyTransfersEveryRecordThenRestartsAndReconnects)
 {
-    WirelessAdapterConfig config = inLoader();
-    config.hexVersionAfterFlash = std::array<uint8_t, 3>{0x01, 0x08, 0x00};
-    Rig r(config);
+    Rig r({.startInLoader = true, .hexVersionAfterFlash = std::array<uint8_t, 3>{0x01, 0x08, 0x00}});
     ASSERT_TRUE(r.run());
     const WirelessFlashResult& res = r.flash.result();
     EXPECT_EQ(res.outcome, WirelessFlashOutcome::Succeeded) << res.reason;
@@ -103,11 +96,10 @@ TEST(WirelessFlash, AnythingButFourQuestionMarksTakesTheSwitchAndStillFinishes)
     for (const Case& c : {Case{"application", false, "", ""}, Case{"??", false, "??", ""},
                           Case{"????x", true, "", "????x"}}) {
         SCOPED_TRACE(c.what);
-        WirelessAdapterConfig config;
-        config.startInLoader = c.inLoader;
+        // The reconnect has to try again.
+        WirelessAdapterConfig config{.startInLoader = c.inLoader, .restartRefuseUs = 1200000};
         if (!c.appAnswer.empty())
             config.applicationReadyAnswer.assign(c.appAnswer.begin(), c.appAnswer.end());
-        config.restartRefuseUs = 1200000; // the reconnect has to try again
         Rig r(config);
         r.model.loaderFaults().badReadyAnswer = c.loaderAnswer;
         r.model.loaderFaults().badReadyAnswers = 1;
@@ -127,7 +119,7 @@ TEST(WirelessFlash, AnythingButFourQuestionMarksTakesTheSwitchAndStillFinishes)
 
 TEST(WirelessFlash, RefusedRecordClosesTheLoaderAndAsksForAPowerCycle)
 {
-    Rig r(inLoader());
+    Rig r(kInLoader);
     r.model.loaderFaults().refuseRecord = 5;
     ASSERT_TRUE(r.run());
     EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::RefusedRecord);
@@ -146,7 +138,7 @@ TEST(WirelessFlash, RefusedRecordClosesTheLoaderAndAsksForAPowerCycle)
 
 TEST(WirelessFlash, CorruptFileEndsBeforeTheAdapterHearsAnything)
 {
-    Rig r(inLoader());
+    Rig r(kInLoader);
     std::string text = firmwareFileText(r.image);
     const size_t lastData = text.rfind("\r\n:10") + 12; // a data pair of the last data record
     text[lastData] = text[lastData] == '0' ? '1' : '0';
@@ -165,7 +157,7 @@ TEST(WirelessFlash, SilenceEndsWithTheHardFlashMessageAndSlowAcknowledgementsDoN
 {
     for (bool afterSwitch : {false, true}) {
         SCOPED_TRACE(afterSwitch);
-        Rig r(inLoader());
+        Rig r(kInLoader);
         if (afterSwitch) {
             r.model.setMode(WirelessMode::Application);
             r.model.loaderFaults().silentAfterSwitch = true;
@@ -185,7 +177,7 @@ TEST(WirelessFlash, SilenceEndsWithTheHardFlashMessageAndSlowAcknowledgementsDoN
     // Slower than usual but inside the time-out: nothing sent twice. Slower
     // than the time-out once: the record goes again and the image is whole.
     for (int64_t slowMs : {2500, 4000}) {
-        Rig r(inLoader());
+        Rig r(kInLoader);
         r.model.loaderFaults().slowRecord = 3;
         r.model.loaderFaults().slowAckUs = slowMs * 1000;
         ASSERT_TRUE(r.run());
@@ -197,7 +189,7 @@ TEST(WirelessFlash, SilenceEndsWithTheHardFlashMessageAndSlowAcknowledgementsDoN
 
 TEST(WirelessFlash, DroppedConnectionAndFailedReconnect)
 {
-    Rig dropped(inLoader());
+    Rig dropped(kInLoader);
     dropped.model.loaderFaults().dropAtRecord = 4;
     ASSERT_TRUE(dropped.run());
     EXPECT_EQ(dropped.flash.result().outcome, WirelessFlashOutcome::SocketError);
@@ -207,7 +199,7 @@ TEST(WirelessFlash, DroppedConnectionAndFailedReconnect)
     EXPECT_EQ(dropped.screen.readyStates, 1);
     EXPECT_FALSE(dropped.screen.timer->enabled());
 
-    Rig gone(inLoader());
+    Rig gone(kInLoader);
     gone.model.loaderFaults().failReconnect = true;
     ASSERT_TRUE(gone.run());
     EXPECT_EQ(gone.flash.result().outcome, WirelessFlashOutcome::ReconnectFailed);
@@ -228,14 +220,14 @@ TEST(WirelessFlash, TimeOutsCountAcrossMidnight)
 {
     // A flash that crosses midnight with answers 2.5 s apart must not time
     // out, and a silence that begins just before midnight must.
-    Rig slow(inLoader(), 6);
+    Rig slow(kInLoader, 6);
     slow.t.clock.setTimeOfDayAtStart(86400 - 6);
     slow.model.loaderFaults().slowAckUs = 2500000;
     ASSERT_TRUE(slow.run());
     EXPECT_EQ(slow.flash.result().outcome, WirelessFlashOutcome::Succeeded) << slow.flash.result().reason;
     EXPECT_EQ(slow.flash.result().resends, 0);
 
-    Rig silent(inLoader());
+    Rig silent(kInLoader);
     silent.t.clock.setTimeOfDayAtStart(86400 - 2);
     silent.model.loaderFaults().silentFromRecord = 3;
     ASSERT_TRUE(silent.run());
