@@ -107,13 +107,13 @@ TEST(ShellStartup, FirstScreenNeedsAStoredKindForTheUpgradeSwitch)
     ctx.commandLine = "/SIPUpgrade";
     EXPECT_EQ(FirstScreenKey(ctx), "Preferences");
     ctx.g_strDeviceKind = "LPII SIP";
-    EXPECT_EQ(FirstScreenKey(ctx), "Application Flash");
-    ctx.commandLine = "/sipupgrade now";
-    EXPECT_EQ(FirstScreenKey(ctx), "Application Flash");
-    ctx.commandLine = " /SIPUpgrade";
-    EXPECT_EQ(FirstScreenKey(ctx), "Summary");
-    ctx.commandLine = "/CLP /SIPUpgrade";
-    EXPECT_EQ(FirstScreenKey(ctx), "Summary");
+    for (auto [commandLine, key] : {std::pair{"/SIPUpgrade", "Application Flash"},
+                                    {"/sipupgrade now", "Application Flash"},
+                                    {" /SIPUpgrade", "Summary"},
+                                    {"/CLP /SIPUpgrade", "Summary"}}) {
+        ctx.commandLine = commandLine;
+        EXPECT_EQ(FirstScreenKey(ctx), key) << commandLine;
+    }
 }
 
 TEST(ShellStartup, TextsFollowTheEdition)
