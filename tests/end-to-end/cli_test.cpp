@@ -43,17 +43,13 @@ CliRun linkport(const TempDir& home, QStringList args)
     p.setProcessEnvironment(env);
     p.start(LP_CLI_PROGRAM, args);
     p.closeWriteChannel();
-    CliRun r;
     if (!p.waitForFinished(60000)) {
         p.kill();
         p.waitForFinished();
-        r.err = "linkport did not end";
-        return r;
+        return {.err = "linkport did not end"};
     }
-    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.json = QJsonDocument::fromJson(p.readAllStandardOutput()).object();
-    r.err = p.readAllStandardError().toStdString();
-    return r;
+    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
+            QJsonDocument::fromJson(p.readAllStandardOutput()).object(), p.readAllStandardError().toStdString()};
 }
 
 QString demoFile(const char* name) { return QStringLiteral(LP_DEMO_FIRMWARE_DIR "/") + name; }

@@ -112,15 +112,11 @@ Peak checkInChild(const std::string& path)
     }
     close(fds[1]);
     long result[3] = {};
-    Peak peak;
-    peak.finished = read(fds[0], result, sizeof result) == static_cast<ssize_t>(sizeof result);
+    const bool finished = read(fds[0], result, sizeof result) == static_cast<ssize_t>(sizeof result);
     close(fds[0]);
     int status = 0;
     waitpid(pid, &status, 0);
-    peak.fault = static_cast<FirmwareFileFault>(result[0]);
-    peak.baselineKb = result[1];
-    peak.peakKb = result[2];
-    return peak;
+    return {static_cast<FirmwareFileFault>(result[0]), result[1], result[2], finished};
 }
 
 const std::string kHeader = "[Hex File Information]\r\nFirmwareVersion=1.8\r\nFirmwareType=B&B SIP\r\n"

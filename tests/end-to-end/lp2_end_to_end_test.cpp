@@ -46,9 +46,7 @@ struct Lp2EndToEnd : ::testing::Test {
 
 TEST_F(Lp2EndToEnd, VersionsThroughTheDriverLibraryAndTheSerialLine)
 {
-    Lp2Model adapter;
-    adapter.config().versions = {3, 1, 2, 4, 255, 255};
-    adapter.config().serialVersion = {0x02, 0x05, 0x31};
+    Lp2Model adapter({.versions = {3, 1, 2, 4, 255, 255}, .serialVersion = {0x02, 0x05, 0x31}});
     PtyBridge bridge(adapter);
     test::PtyComPort com5(bridge, dir.path(), 5);
     if (com5.noPty)

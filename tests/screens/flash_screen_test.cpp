@@ -153,8 +153,7 @@ TEST(FlashScreen, RowsByAdapterKind)
 {
     {
         FlashScreen f("LPII SIP");
-        f.lp2.config().versions = {3, 1, 2, 4, 255, 255};
-        f.lp2.config().serialVersion = {0x02, 0x05, 0x31};
+        f.lp2.config() = {.versions = {3, 1, 2, 4, 255, 255}, .serialVersion = {0x02, 0x05, 0x31}};
         frmFlash& s = f.open();
         EXPECT_EQ(f.main->windowTitle(), "HVN Linkport Toolkit - Application Firmware Flash");
         EXPECT_EQ(s.findChild<QGroupBox*>("grpLP2VersionInfo")->title(), "HVN Linkport II Information:");

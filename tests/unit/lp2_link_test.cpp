@@ -217,8 +217,7 @@ TEST_F(Lp2Link, SerialQueryFaults)
     EXPECT_TRUE(t.log.contains("Exiting RP1210 Mode FAILED"));
     EXPECT_TRUE(adapter.driverMode()) << "the return frame is sent after a failed query too";
 
-    adapter.config() = Lp2ModelConfig{};
-    adapter.config().baud = 19200;
+    adapter.config() = {.baud = 19200};
     EXPECT_EQ(query(), "Not Present") << "frames at the wrong rate are noise";
     EXPECT_GT(adapter.noiseBytes(), 0);
 }

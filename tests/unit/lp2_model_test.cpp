@@ -70,8 +70,7 @@ TEST_F(Lp2Line, OnlyWholeFramesAtTheRightRateAreAnswered)
     EXPECT_EQ(adapter.noiseBytes(), 5);
     EXPECT_FALSE(adapter.driverMode());
 
-    adapter.config().unpowered = true;
-    adapter.config().baud = 19200;
+    adapter.config() = {.baud = 19200, .unpowered = true};
     EXPECT_EQ(exchange(frames::framed({0x5E, 0x02, 0x01, 0x02})), "");
     EXPECT_FALSE(adapter.answerVersions());
 }

@@ -101,8 +101,7 @@ TEST(WirelessFlash, AnythingButFourQuestionMarksTakesTheSwitchAndStillFinishes)
         if (!c.appAnswer.empty())
             config.applicationReadyAnswer.assign(c.appAnswer.begin(), c.appAnswer.end());
         Rig r(config);
-        r.model.loaderFaults().badReadyAnswer = c.loaderAnswer;
-        r.model.loaderFaults().badReadyAnswers = 1;
+        r.model.loaderFaults() = {.badReadyAnswer = c.loaderAnswer, .badReadyAnswers = 1};
         ASSERT_TRUE(r.run());
         EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::Succeeded) << r.flash.result().reason;
         EXPECT_TRUE(r.flash.bootSwitchFlag());
@@ -178,8 +177,7 @@ TEST(WirelessFlash, SilenceEndsWithTheHardFlashMessageAndSlowAcknowledgementsDoN
     // than the time-out once: the record goes again and the image is whole.
     for (int64_t slowMs : {2500, 4000}) {
         Rig r(kInLoader);
-        r.model.loaderFaults().slowRecord = 3;
-        r.model.loaderFaults().slowAckUs = slowMs * 1000;
+        r.model.loaderFaults() = {.slowRecord = 3, .slowAckUs = slowMs * 1000};
         ASSERT_TRUE(r.run());
         EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::Succeeded) << r.flash.result().reason;
         EXPECT_EQ(r.flash.result().resends, slowMs > 3000 ? 1 : 0);
