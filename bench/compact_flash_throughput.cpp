@@ -19,7 +19,7 @@
 #include <memory>
 #include <string>
 
-#include "flash/compact_flash.h"
+#include "adapters/compact/compact_flash.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
 #include "qt_support/pty_serial_rig.h"

@@ -9,12 +9,12 @@
 #include "core/context.h"
 #include "demo/demo_options.h"
 #include "demo/demo_session.h"
-#include "info/summary_reading.h"
+#include "operations/summary_reading.h"
 #include "platform/qt/real_ports.h"
-#include "ports/recording_screens.h"
-#include "ports/scripted_prompts.h"
-#include "shell/startup.h"
-#include "shell/string_table.h"
+#include "doubles/recording_screens.h"
+#include "doubles/scripted_prompts.h"
+#include "operations/startup.h"
+#include "core/string_table.h"
 
 namespace lp::bench {
 

@@ -15,7 +15,7 @@
 #include <string>
 
 #include "demo_bench.h"
-#include "flash/compact_flash.h"
+#include "adapters/compact/compact_flash.h"
 #include "models/firmware_image.h"
 #include "qt_support/pty_serial_rig.h"
 

@@ -10,14 +10,14 @@
 
 #include "core/context.h"
 #include "fuzz_check.h"
-#include "links/modCGP.h"
-#include "links/modLP2.h"
-#include "links/modWLP.h"
-#include "ports/memory_logger.h"
-#include "ports/recording_screens.h"
-#include "ports/scripted_prompts.h"
-#include "ports/virtual_clock.h"
-#include "shell/string_table.h"
+#include "adapters/compact/modCGP.h"
+#include "adapters/lp2/modLP2.h"
+#include "adapters/wireless/modWLP.h"
+#include "doubles/memory_logger.h"
+#include "doubles/recording_screens.h"
+#include "doubles/scripted_prompts.h"
+#include "doubles/virtual_clock.h"
+#include "core/string_table.h"
 
 using namespace lp;
 

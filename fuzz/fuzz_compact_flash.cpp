@@ -9,10 +9,10 @@
 #include <deque>
 #include <string>
 
-#include "flash/compact_flash.h"
+#include "adapters/compact/compact_flash.h"
 #include "fuzz_check.h"
 #include "fuzz_flash_harness.h"
-#include "links/modCGP.h"
+#include "adapters/compact/modCGP.h"
 
 using namespace lp;
 

@@ -7,10 +7,10 @@
 
 #include "core/context.h"
 #include "platform/ini_profile_files.h"
-#include "ports/memory_logger.h"
-#include "ports/recording_screens.h"
-#include "ports/scripted_prompts.h"
-#include "ports/virtual_clock.h"
+#include "doubles/memory_logger.h"
+#include "doubles/recording_screens.h"
+#include "doubles/scripted_prompts.h"
+#include "doubles/virtual_clock.h"
 
 namespace lp::fuzz {
 

@@ -10,7 +10,7 @@
 
 #include "fuzz_check.h"
 #include "platform/reg_document.h"
-#include "platform/registry_store.h"
+#include "ports/registry_store.h"
 
 using namespace lp;
 

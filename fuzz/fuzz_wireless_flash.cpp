@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "flash/wireless_flash.h"
+#include "adapters/wireless/wireless_flash.h"
 #include "fuzz_check.h"
 #include "fuzz_flash_harness.h"
-#include "ports/tcp_device.h"
-#include "ports/virtual_tcp.h"
+#include "models/tcp_device.h"
+#include "doubles/virtual_tcp.h"
 
 using namespace lp;
 

@@ -10,7 +10,7 @@
 #include <variant>
 
 #include "platform/serial_port_map.h"
-#include "ports/tcp_model_server.h"
+#include "realtime/tcp_model_server.h"
 
 namespace lp::sim {
 

@@ -14,16 +14,16 @@
 #include <system_error>
 
 #include "core/context.h"
-#include "links/modCGP.h"
-#include "links/modWLP.h"
+#include "adapters/compact/modCGP.h"
+#include "adapters/wireless/modWLP.h"
 #include "platform/atomic_file.h"
 #include "platform/ini_profile_files.h"
 #include "platform/reg_file_store.h"
 #include "platform/shipped_files.h"
-#include "ports/pty_bridge.h"
-#include "ports/tcp_model_server.h"
+#include "realtime/pty_bridge.h"
+#include "realtime/tcp_model_server.h"
 #include "settings/modRegistry.h"
-#include "shell/string_table.h"
+#include "core/string_table.h"
 
 namespace lp::sim {
 

@@ -1,7 +1,7 @@
 // LP2RP32, the test driver library: the adapter's RP1210 driver as a real
 // shared library that the program loads like the maker's, built from the
 // driver model. It reaches the adapter over a real serial line (normally a
-// pseudo-terminal with an Lp2Model behind it, see sim/ports/pty_bridge.h):
+// pseudo-terminal with an Lp2Model behind it, see sim/realtime/pty_bridge.h):
 // while a client is open it holds that line, exclusively and with an flock
 // (on Windows: opened unshared), so the program's own open of the port is
 // refused; command 209 asks the adapter for its versions over the line and
@@ -63,7 +63,7 @@
 #include "models/lp2_driver_core.h"
 #include "models/lp2_model.h"
 #include "platform/ini_profile_files.h"
-#include "platform/rp1210_api.h"
+#include "ports/rp1210_api.h"
 #include "platform/serial_port_map.h"
 #include "platform/windows_directory.h"
 

@@ -46,8 +46,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/serial_port.h"
-#include "ports/virtual_serial.h"
+#include "ports/serial_port.h"
+#include "doubles/virtual_serial.h"
 
 namespace lp::sim {
 

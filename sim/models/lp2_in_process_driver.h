@@ -12,8 +12,8 @@
 
 #include "models/lp2_driver_core.h"
 #include "models/lp2_model.h"
-#include "platform/rp1210_driver.h"
-#include "ports/virtual_serial.h"
+#include "ports/rp1210_driver.h"
+#include "doubles/virtual_serial.h"
 
 namespace lp::sim {
 

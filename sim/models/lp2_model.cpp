@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "links/frames.h"
+#include "adapters/frames.h"
 
 namespace lp::sim {
 

@@ -24,7 +24,7 @@
 #include <string>
 #include <vector>
 
-#include "ports/virtual_serial.h"
+#include "doubles/virtual_serial.h"
 
 namespace lp::sim {
 

@@ -63,7 +63,7 @@
 #include <string>
 #include <vector>
 
-#include "ports/tcp_device.h"
+#include "models/tcp_device.h"
 
 namespace lp::sim {
 

@@ -15,14 +15,14 @@
 #include "platform/qt/qt_logger.h"
 #include "platform/qt/qt_prompts.h"
 #include "platform/qt/real_ports.h"
-#include "shell/frmParent.h"
-#include "shell/qt/built_in_resources.h"
-#include "shell/qt/res_picture.h"
+#include "ui/frmParent.h"
+#include "ui/built_in_resources.h"
+#include "ui/res_picture.h"
 #include "version.h"
 #ifdef LP_HAVE_DEMO
 #include "demo/demo_options.h"
 #include "demo/stop_signals.h"
-#include "flash/demo_firmware.h"
+#include "firmware/demo_firmware.h"
 #endif
 
 namespace {

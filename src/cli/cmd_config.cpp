@@ -1,9 +1,9 @@
 // linkport config: the Preferences screen's settings, read and written with
 // its rules (only what changed, only on a valid choice).
 #include "cli/session.h"
-#include "info/summary_reading.h"
+#include "operations/summary_reading.h"
 #include "settings/modLibrary.h"
-#include "settings/preferences.h"
+#include "operations/preferences.h"
 
 namespace lp::cli {
 

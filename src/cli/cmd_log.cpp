@@ -1,6 +1,6 @@
 // linkport log: the flash log, oldest attempt first.
 #include "cli/session.h"
-#include "flash/flash_log.h"
+#include "firmware/flash_log.h"
 
 namespace lp::cli {
 

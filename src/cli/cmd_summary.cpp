@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "cli/session.h"
-#include "info/summary_reading.h"
-#include "links/choice_list.h"
-#include "links/modWLP.h"
-#include "platform/host.h"
-#include "shell/string_table.h"
+#include "operations/summary_reading.h"
+#include "ports/choice_list.h"
+#include "adapters/wireless/modWLP.h"
+#include "ports/host.h"
+#include "core/string_table.h"
 
 namespace lp::cli {
 

@@ -2,7 +2,7 @@
 // them.
 #include <array>
 
-#include "adaptertest/adapter_test.h"
+#include "adapters/lp2/adapter_test.h"
 #include "cli/session.h"
 
 namespace lp::cli {

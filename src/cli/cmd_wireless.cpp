@@ -5,7 +5,7 @@
 
 #include "cli/session.h"
 #include "core/vb_text.h"
-#include "info/wireless_adapter_list.h"
+#include "adapters/wireless/wireless_adapter_list.h"
 
 namespace lp::cli {
 

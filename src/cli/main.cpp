@@ -9,15 +9,15 @@
 #include <vector>
 
 #include "cli/session.h"
-#include "info/summary_reading.h"
+#include "operations/summary_reading.h"
 #include "platform/qt/qt_logger.h"
 #include "platform/qt/real_ports.h"
 #include "settings/modLibrary.h"
-#include "shell/startup.h"
-#include "shell/string_table.h"
+#include "operations/startup.h"
+#include "core/string_table.h"
 #include "version.h"
 #ifdef LP_HAVE_DEMO
-#include "flash/demo_firmware.h"
+#include "firmware/demo_firmware.h"
 #include "demo/demo_options.h"
 #include "demo/demo_session.h"
 #include "demo/stop_signals.h"

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "cli/arguments.h"
-#include "flash/flash_log.h"
-#include "platform/prompts.h"
+#include "firmware/flash_log.h"
+#include "ports/prompts.h"
 
 namespace lp::cli {
 

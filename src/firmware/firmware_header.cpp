@@ -1,7 +1,7 @@
 #include "firmware/firmware_header.h"
 
-#include "platform/profile_files.h"
-#include "shell/string_table.h"
+#include "ports/profile_files.h"
+#include "core/string_table.h"
 
 namespace lp {
 

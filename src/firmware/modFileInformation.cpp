@@ -1,7 +1,7 @@
 #include "firmware/modFileInformation.h"
 
 #include "core/vb_text.h"
-#include "platform/file_version_reader.h"
+#include "ports/file_version_reader.h"
 
 namespace lp {
 

@@ -24,7 +24,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/profile_files.h"
+#include "ports/profile_files.h"
 
 namespace lp {
 

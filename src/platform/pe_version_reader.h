@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/file_version_reader.h"
+#include "ports/file_version_reader.h"
 
 namespace lp {
 

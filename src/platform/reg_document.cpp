@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/registry_store.h"
+#include "ports/registry_store.h"
 
 namespace lp {
 

@@ -13,7 +13,7 @@
 #include <string>
 
 #include "platform/reg_document.h"
-#include "platform/registry_store.h"
+#include "ports/registry_store.h"
 
 namespace lp {
 

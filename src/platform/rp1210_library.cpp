@@ -6,8 +6,8 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/logger.h"
-#include "platform/rp1210_api.h"
+#include "ports/logger.h"
+#include "ports/rp1210_api.h"
 
 #ifndef _WIN32
 #include <dlfcn.h>

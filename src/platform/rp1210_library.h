@@ -18,7 +18,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/rp1210_driver.h"
+#include "ports/rp1210_driver.h"
 
 namespace lp {
 

@@ -2,9 +2,9 @@
 
 #include <limits>
 
-#include "platform/host.h"
-#include "platform/logger.h"
-#include "platform/serial_port.h"
+#include "ports/host.h"
+#include "ports/logger.h"
+#include "ports/serial_port.h"
 #include "settings/modRegistry.h"
 
 namespace lp {

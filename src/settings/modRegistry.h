@@ -6,7 +6,7 @@
 #include <variant>
 
 #include "core/context.h"
-#include "platform/registry_store.h"
+#include "ports/registry_store.h"
 
 namespace lp {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "flash/compact_flash.h"
+#include "adapters/compact/compact_flash.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
 #include "qt_support/pty_serial_rig.h"

@@ -21,16 +21,16 @@
 #include <vector>
 
 #include "demo/demo_session.h"
-#include "links/modCGP.h"
-#include "links/modLP2.h"
-#include "links/modRP1210Interface.h"
-#include "links/modWLP.h"
+#include "adapters/compact/modCGP.h"
+#include "adapters/lp2/modLP2.h"
+#include "adapters/rp1210/modRP1210Interface.h"
+#include "adapters/wireless/modWLP.h"
 #include "platform/qt/qt_tcp_socket.h"
 #include "platform/reg_file_store.h"
 #include "platform/rp1210_library.h"
 #include "qt_support/pty_serial_rig.h"
 #include "settings/modRegistry.h"
-#include "shell/string_table.h"
+#include "core/string_table.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
 

@@ -7,13 +7,13 @@
 #include <filesystem>
 #include <string>
 
-#include "links/modLP2.h"
-#include "links/modRP1210Interface.h"
+#include "adapters/lp2/modLP2.h"
+#include "adapters/rp1210/modRP1210Interface.h"
 #include "models/lp2_model.h"
 #include "platform/rp1210_library.h"
-#include "ports/memory_logger.h"
+#include "doubles/memory_logger.h"
 #include "qt_support/pty_serial_rig.h"
-#include "ports/scripted_prompts.h"
+#include "doubles/scripted_prompts.h"
 #include "support/temp_dir.h"
 
 using namespace lp;

@@ -12,20 +12,20 @@
 #include <memory>
 #include <string>
 
-#include "flash/frmFlash.h"
-#include "flash/frmSelectFile.h"
+#include "ui/screens/frmFlash.h"
+#include "ui/dialogs/frmSelectFile.h"
 #include "models/lp2_model.h"
 #include "platform/ini_profile_files.h"
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_serial_port.h"
 #include "platform/reg_file_store.h"
 #include "platform/rp1210_library.h"
-#include "ports/memory_logger.h"
+#include "doubles/memory_logger.h"
 #include "qt_support/modal.h"
 #include "qt_support/pty_serial_rig.h"
-#include "ports/scripted_prompts.h"
-#include "shell/frmExitReturnDialog.h"
-#include "shell/frmParent.h"
+#include "doubles/scripted_prompts.h"
+#include "ui/dialogs/frmExitReturnDialog.h"
+#include "ui/frmParent.h"
 #include "support/temp_dir.h"
 
 using namespace lp;

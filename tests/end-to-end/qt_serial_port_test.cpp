@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "links/frames.h"
+#include "adapters/frames.h"
 #include "models/lp2_model.h"
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_serial_port.h"

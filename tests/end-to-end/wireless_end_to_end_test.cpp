@@ -10,11 +10,11 @@
 #include <utility>
 #include <vector>
 
-#include "links/modWLP.h"
+#include "adapters/wireless/modWLP.h"
 #include "models/wireless_model.h"
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_tcp_socket.h"
-#include "ports/tcp_model_server.h"
+#include "realtime/tcp_model_server.h"
 
 using namespace lp;
 using namespace lp::sim;

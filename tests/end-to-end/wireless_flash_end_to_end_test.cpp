@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "flash/wireless_flash.h"
+#include "adapters/wireless/wireless_flash.h"
 #include "models/firmware_image.h"
 #include "models/wireless_model.h"
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_tcp_socket.h"
-#include "ports/memory_logger.h"
-#include "ports/scripted_prompts.h"
-#include "ports/tcp_model_server.h"
+#include "doubles/memory_logger.h"
+#include "doubles/scripted_prompts.h"
+#include "realtime/tcp_model_server.h"
 #include "support/flash_screens.h"
 #include "support/temp_dir.h"
 

@@ -7,7 +7,7 @@
 #include <QPointer>
 #include <QPushButton>
 
-#include "info/frmConnectingDialog.h"
+#include "ui/dialogs/frmConnectingDialog.h"
 #include "qt_app.h"
 #include "support/test_context.h"
 

@@ -17,11 +17,11 @@
 #include <functional>
 #include <memory>
 
-#include "flash/flash_checks.h"
-#include "flash/frmDownloadProgress.h"
-#include "flash/frmFlash.h"
-#include "flash/frmSelectFile.h"
-#include "links/modCGP.h"
+#include "operations/flash_checks.h"
+#include "ui/dialogs/frmDownloadProgress.h"
+#include "ui/screens/frmFlash.h"
+#include "ui/dialogs/frmSelectFile.h"
+#include "adapters/compact/modCGP.h"
 #include "modal.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
@@ -29,10 +29,10 @@
 #include "models/lp2_model.h"
 #include "models/wireless_model.h"
 #include "qt_app.h"
-#include "shell/frmExitReturnDialog.h"
-#include "shell/frmParent.h"
-#include "shell/qt/placeholder_screens.h"
-#include "shell/string_table.h"
+#include "ui/dialogs/frmExitReturnDialog.h"
+#include "ui/frmParent.h"
+#include "ui/placeholder_screens.h"
+#include "core/string_table.h"
 #include "support/test_context.h"
 
 using namespace lp;

@@ -9,12 +9,12 @@
 #include <memory>
 #include <tuple>
 
-#include "adaptertest/frmLPTest.h"
+#include "ui/screens/frmLPTest.h"
 #include "models/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "qt_app.h"
-#include "shell/frmParent.h"
-#include "shell/string_table.h"
+#include "ui/frmParent.h"
+#include "core/string_table.h"
 #include "support/test_context.h"
 
 using namespace lp;

@@ -9,11 +9,11 @@
 #include <functional>
 #include <memory>
 
-#include "info/frmWirelessPickerDialog.h"
+#include "ui/dialogs/frmWirelessPickerDialog.h"
 #include "qt_app.h"
-#include "settings/frmPreferences.h"
-#include "shell/frmParent.h"
-#include "shell/qt/placeholder_screens.h"
+#include "ui/screens/frmPreferences.h"
+#include "ui/frmParent.h"
+#include "ui/placeholder_screens.h"
 #include "support/test_context.h"
 
 using namespace lp;

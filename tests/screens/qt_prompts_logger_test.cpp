@@ -16,7 +16,7 @@
 
 #include "platform/qt/qt_logger.h"
 #include "platform/qt/qt_prompts.h"
-#include "ports/memory_logger.h"
+#include "doubles/memory_logger.h"
 #include "qt_app.h"
 #include "support/temp_dir.h"
 

@@ -16,9 +16,9 @@
 #include <memory>
 #include <string>
 
-#include "flash/frmFlash.h"
-#include "info/frmVersion.h"
-#include "links/modCGP.h"
+#include "ui/screens/frmFlash.h"
+#include "ui/screens/frmVersion.h"
+#include "adapters/compact/modCGP.h"
 #include "modal.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
@@ -28,12 +28,12 @@
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_serial_port.h"
 #include "platform/qt/qt_tcp_socket.h"
-#include "ports/tcp_model_server.h"
+#include "realtime/tcp_model_server.h"
 #include "qt_app.h"
 #include "qt_support/pty_serial_rig.h"
-#include "shell/frmExitReturnDialog.h"
-#include "shell/frmParent.h"
-#include "shell/qt/placeholder_screens.h"
+#include "ui/dialogs/frmExitReturnDialog.h"
+#include "ui/frmParent.h"
+#include "ui/placeholder_screens.h"
 #include "support/test_context.h"
 
 using namespace lp;

@@ -10,14 +10,14 @@
 
 #include <cstdlib>
 
-#include "info/frmConnectingDialog.h"
-#include "info/frmVersion.h"
+#include "ui/dialogs/frmConnectingDialog.h"
+#include "ui/screens/frmVersion.h"
 #include "models/compact_model.h"
 #include "models/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "models/wireless_model.h"
 #include "qt_app.h"
-#include "shell/frmParent.h"
+#include "ui/frmParent.h"
 #include "support/recording_views.h"
 #include "support/test_context.h"
 

@@ -7,10 +7,10 @@
 #include <QPushButton>
 #include <QTreeWidget>
 
-#include "info/frmWirelessPickerDialog.h"
+#include "ui/dialogs/frmWirelessPickerDialog.h"
 #include "qt_app.h"
-#include "shell/frmParent.h"
-#include "shell/qt/placeholder_screens.h"
+#include "ui/frmParent.h"
+#include "ui/placeholder_screens.h"
 #include "support/test_context.h"
 
 using namespace lp;

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "flash/compact_flash.h"
-#include "flash/wireless_flash.h"
-#include "platform/host.h"
+#include "adapters/compact/compact_flash.h"
+#include "adapters/wireless/wireless_flash.h"
+#include "ports/host.h"
 
 namespace lp::test {
 

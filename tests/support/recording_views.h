@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "adaptertest/adapter_test.h"
-#include "info/summary_reading.h"
-#include "platform/file_version_reader.h"
+#include "adapters/lp2/adapter_test.h"
+#include "operations/summary_reading.h"
+#include "ports/file_version_reader.h"
 
 namespace lp::test {
 

@@ -21,12 +21,12 @@
 #include "core/context.h"
 #include "platform/ini_profile_files.h"
 #include "platform/reg_file_store.h"
-#include "ports/memory_logger.h"
-#include "ports/recording_screens.h"
-#include "ports/scripted_prompts.h"
-#include "ports/virtual_clock.h"
-#include "ports/virtual_serial.h"
-#include "ports/virtual_tcp.h"
+#include "doubles/memory_logger.h"
+#include "doubles/recording_screens.h"
+#include "doubles/scripted_prompts.h"
+#include "doubles/virtual_clock.h"
+#include "doubles/virtual_serial.h"
+#include "doubles/virtual_tcp.h"
 #include "support/temp_dir.h"
 
 namespace lp::sim {

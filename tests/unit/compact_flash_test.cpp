@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "flash/compact_flash.h"
-#include "links/modCGP.h"
+#include "adapters/compact/compact_flash.h"
+#include "adapters/compact/modCGP.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
 #include "support/flash_screens.h"

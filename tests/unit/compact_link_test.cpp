@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "links/modCGP.h"
+#include "adapters/compact/modCGP.h"
 #include "models/compact_model.h"
 #include "support/test_context.h"
 

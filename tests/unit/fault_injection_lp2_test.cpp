@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "adaptertest/adapter_test.h"
-#include "info/summary_reading.h"
-#include "links/modLP2.h"
+#include "adapters/lp2/adapter_test.h"
+#include "operations/summary_reading.h"
+#include "adapters/lp2/modLP2.h"
 #include "models/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
-#include "shell/string_table.h"
+#include "core/string_table.h"
 #include "support/fault_tally.h"
 #include "support/recording_views.h"
 #include "support/test_context.h"

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "info/summary_reading.h"
-#include "links/modCGP.h"
+#include "operations/summary_reading.h"
+#include "adapters/compact/modCGP.h"
 #include "models/compact_model.h"
 #include "models/wireless_model.h"
 #include "support/fault_tally.h"

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "flash/compact_flash.h"
-#include "flash/wireless_flash.h"
+#include "adapters/compact/compact_flash.h"
+#include "adapters/wireless/wireless_flash.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
 #include "models/wireless_model.h"

@@ -5,9 +5,9 @@
 #include <string>
 #include <tuple>
 
-#include "flash/flash_checks.h"
-#include "flash/select_file.h"
-#include "shell/string_table.h"
+#include "operations/flash_checks.h"
+#include "operations/select_file.h"
+#include "core/string_table.h"
 #include "support/test_context.h"
 
 using namespace lp;

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "core/json_writer.h"
-#include "flash/flash_log.h"
-#include "flash/sha256.h"
+#include "firmware/flash_log.h"
+#include "firmware/sha256.h"
 #include "support/temp_dir.h"
 
 using namespace lp;

@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "core/vb_text.h"
-#include "links/frames.h"
-#include "links/modLP2.h"
+#include "adapters/frames.h"
+#include "adapters/lp2/modLP2.h"
 #include "models/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
-#include "shell/string_table.h"
+#include "core/string_table.h"
 #include "support/test_context.h"
 
 using namespace lp;

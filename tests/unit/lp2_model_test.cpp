@@ -4,11 +4,11 @@
 
 #include <memory>
 
-#include "links/frames.h"
+#include "adapters/frames.h"
 #include "models/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
-#include "ports/virtual_clock.h"
-#include "ports/virtual_serial.h"
+#include "doubles/virtual_clock.h"
+#include "doubles/virtual_serial.h"
 
 using namespace lp;
 using namespace lp::sim;

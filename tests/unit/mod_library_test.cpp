@@ -6,10 +6,10 @@
 #include <limits>
 
 #include "platform/reg_file_store.h"
-#include "platform/serial_port.h"
-#include "ports/memory_logger.h"
-#include "ports/recording_screens.h"
-#include "ports/virtual_clock.h"
+#include "ports/serial_port.h"
+#include "doubles/memory_logger.h"
+#include "doubles/recording_screens.h"
+#include "doubles/virtual_clock.h"
 #include "settings/modLibrary.h"
 #include "settings/modRegistry.h"
 #include "support/temp_dir.h"

@@ -10,10 +10,10 @@
 #include <memory>
 #include <string>
 
-#include "platform/file_version_reader.h"
+#include "ports/file_version_reader.h"
 #include "platform/pe_version_reader.h"
-#include "platform/profile_files.h"
-#include "platform/registry_store.h"
+#include "ports/profile_files.h"
+#include "ports/registry_store.h"
 #include "platform/rp1210_library.h"
 #include "platform/rs232_presence.h"
 #include "support/scoped_env.h"

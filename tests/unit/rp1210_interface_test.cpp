@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "links/modRP1210Interface.h"
+#include "adapters/rp1210/modRP1210Interface.h"
 #include "models/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "support/test_context.h"

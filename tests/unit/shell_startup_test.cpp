@@ -7,10 +7,10 @@
 #include <unistd.h>
 #endif
 
-#include "shell/help_file.h"
-#include "shell/menu_status.h"
-#include "shell/single_instance.h"
-#include "shell/startup.h"
+#include "operations/help_file.h"
+#include "core/menu_status.h"
+#include "platform/single_instance.h"
+#include "operations/startup.h"
 #include "support/test_context.h"
 #include "version.h"
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "shell/string_table.h"
+#include "core/string_table.h"
 
 using lp::HasResString;
 using lp::LoadResString;

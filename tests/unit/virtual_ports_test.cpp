@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "ports/virtual_clock.h"
-#include "ports/virtual_serial.h"
+#include "doubles/virtual_clock.h"
+#include "doubles/virtual_serial.h"
 
 using namespace lp;
 using namespace lp::sim;

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "links/modWLP.h"
+#include "adapters/wireless/modWLP.h"
 #include "models/wireless_model.h"
-#include "ports/virtual_clock.h"
-#include "ports/virtual_tcp.h"
+#include "doubles/virtual_clock.h"
+#include "doubles/virtual_tcp.h"
 
 using namespace lp;
 using namespace lp::sim;

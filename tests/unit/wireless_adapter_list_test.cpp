@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "info/wireless_adapter_list.h"
+#include "adapters/wireless/wireless_adapter_list.h"
 #include "support/temp_dir.h"
 #include "support/test_context.h"
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "flash/wireless_flash.h"
+#include "adapters/wireless/wireless_flash.h"
 #include "models/firmware_image.h"
 #include "models/wireless_model.h"
-#include "platform/host.h"
+#include "ports/host.h"
 #include "support/flash_screens.h"
 #include "support/test_context.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "links/modWLP.h"
+#include "adapters/wireless/modWLP.h"
 #include "support/recording_views.h"
 #include "support/test_context.h"
 

@@ -20,7 +20,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/host.h"
+#include "ports/host.h"
 
 class QEvent;
 

@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "platform/logger.h"
+#include "ports/logger.h"
 
 namespace lp {
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/logger.h"
+#include "ports/logger.h"
 
 namespace lp {
 

@@ -7,7 +7,7 @@
 #include <QPointer>
 #include <QWidget>
 
-#include "platform/prompts.h"
+#include "ports/prompts.h"
 
 namespace lp {
 

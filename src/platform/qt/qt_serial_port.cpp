@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform/logger.h"
+#include "ports/logger.h"
 #include "platform/rs232_presence.h"
 #include "platform/serial_port_map.h"
 

@@ -15,7 +15,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/serial_port.h"
+#include "ports/serial_port.h"
 
 class QSerialPort;
 

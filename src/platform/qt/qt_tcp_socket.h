@@ -8,7 +8,7 @@
 // bytes are taken from Qt at once, so getData() sees them before the
 // DataArrival message runs.
 //
-// Qt's socket errors become the classic numbers (see platform/tcp_socket.h):
+// Qt's socket errors become the classic numbers (see ports/tcp_socket.h):
 //   ConnectionRefusedError       10061
 //   SocketTimeoutError           10060 (also our own connect time-out)
 //   RemoteHostClosedError        10054 (and a disconnection we did not ask for)
@@ -25,7 +25,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/tcp_socket.h"
+#include "ports/tcp_socket.h"
 
 class QObject;
 class QTcpSocket;

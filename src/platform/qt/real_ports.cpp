@@ -1,6 +1,6 @@
 #include "platform/qt/real_ports.h"
 
-#include "platform/file_version_reader.h"
+#include "ports/file_version_reader.h"
 #include "platform/ini_profile_files.h"
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_logger.h"

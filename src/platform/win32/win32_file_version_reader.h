@@ -1,7 +1,7 @@
 #pragma once
 // The Windows FileVersionReader: the system's own version calls.
 #ifdef _WIN32
-#include "platform/file_version_reader.h"
+#include "ports/file_version_reader.h"
 
 namespace lp {
 

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "platform/profile_files.h"
+#include "ports/profile_files.h"
 
 namespace lp {
 

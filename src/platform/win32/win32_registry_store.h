@@ -4,7 +4,7 @@
 #ifdef _WIN32
 #include <map>
 
-#include "platform/registry_store.h"
+#include "ports/registry_store.h"
 
 namespace lp {
 

@@ -1,0 +1,34 @@
+#pragma once
+// Time and log helpers that both line-by-line flashes (compact serial and
+// wireless) need in exactly the same form. Qt-free.
+#include <cstdint>
+#include <string>
+
+#include "core/context.h"
+#include "ports/host.h"
+#include "ports/logger.h"
+
+namespace lp {
+
+// Milliseconds on the host's tick count since `start`, right across the
+// count's wrap.
+uint32_t FlashTicksSince(Host& host, int32_t start);
+
+// A moment noted on the seconds-since-midnight timer (what the flashes have
+// always measured their time-outs with) and on the tick count beside it.
+struct FlashStamp {
+    double timer = 0;
+    int32_t tick = 0;
+
+    static FlashStamp now(Host& host);
+
+    // Seconds since the stamp. Survives the timer starting again at
+    // midnight and a clock set by hand or by daylight-saving time.
+    double secondsSince(Host& host) const;
+};
+
+// One line in the flash part of the log, "<who>: <text>"; nothing without
+// a logger.
+void FlashLog(Context& ctx, LogLevel level, const char* who, const std::string& text);
+
+} // namespace lp

@@ -1,0 +1,785 @@
+#include "adapters/wireless/wireless_flash.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "firmware/firmware_file_scan.h"
+#include "firmware/firmware_header.h"
+#include "firmware/firmware_record.h"
+#include "adapters/frames.h"
+#include "adapters/wireless/modWLP.h"
+#include "ports/host.h"
+#include "ports/logger.h"
+#include "ports/prompts.h"
+#include "settings/modLibrary.h"
+#include "core/string_table.h"
+
+namespace lp {
+
+namespace {
+
+const Bytes kAskIdentity{0x5E, 0x02, 0x0D, 0x01, 0x92};
+const Bytes kAskApplicationVersion{0x5E, 0x02, 0x0D, 0x02, 0x91};
+const Bytes kAskHardwareVersion{0x5E, 0x02, 0x0D, 0x03, 0x90};
+const Bytes kClosingFrame{0x5E, 0x02, 0x01, 0x01, 0x9E};
+const Bytes kSwitchFrame8{0x5E, 0x02, 0x05, 0x04, 0x97};
+const Bytes kSwitchFrame7{0x5E, 0x02, 0x01, 0x03, 0x9C};
+
+const Bytes kReadyAsk{'!', '!', '!', '!'};
+// "####" goes out as the first four bytes of an eight-byte array of 35s,
+// as it always has.
+const Bytes kStartArray(8, static_cast<uint8_t>(35));
+constexpr size_t kStartTextLength = 4;
+const char* const kReadyAnswer = "????";
+constexpr size_t kReadyAnswerLength = 4;
+constexpr uint8_t kAcknowledge = '#';
+
+constexpr int16_t kBeforeReadyAskMs = 100;
+constexpr int16_t kAfterRefusedRecordMs = 200;
+
+const char* const kPowerCycleText =
+    "An error occured while flashing the Wireless Linkport.\r\nPlease power cycle the adapter manually.";
+const char* const kCorruptFileText = "The file is corrupt!  Please select another file and try again.";
+const char* const kCorruptFileTitle = "Corrupt file";
+const char* const kHardFlashText = "Error while programming device.  Please retry!";
+
+constexpr int kHourglass = 11;
+constexpr int kDefaultPointer = 0;
+constexpr int16_t kNotPresent = 508;
+
+// The log notes the transfer's progress this often, so a support engineer
+// sees how far a failed flash got without a line per record.
+constexpr int64_t kProgressLogEvery = 512;
+constexpr size_t kReplyLogBytes = 32;
+
+using enum LogLevel;
+
+// The answer to "!!!!" is the loader's only when it is the four characters
+// and nothing more: "??" and "????x" are not, and take the switch path.
+bool isReadyAnswer(const Bytes& data)
+{
+    if (data.size() != kReadyAnswerLength)
+        return false;
+    return std::string(data.begin(), data.end()).find(kReadyAnswer) != std::string::npos;
+}
+
+std::string replyText(const Bytes& data)
+{
+    return data.empty() ? std::string("nothing") : frames::hexText(data, kReplyLogBytes);
+}
+
+} // namespace
+
+WirelessFlash::WirelessFlash(Context& ctx, TcpSocket& socket, WirelessFlashScreen& screen)
+    : ctx_(ctx), TCPSocket(socket), screen_(screen)
+{
+}
+
+WirelessFlash::~WirelessFlash() = default;
+
+void WirelessFlash::log(LogLevel level, const std::string& text)
+{
+    FlashLog(ctx_, level, "wireless flash", text);
+}
+
+template <typename Step> void WirelessFlash::runGuarded(Step&& stepFn)
+{
+    busy_ = true;
+    stepFn();
+    // What arrived while the step waited (the count lets messages run) was
+    // taken from the socket then; its own event finds nothing to announce.
+    while (active_ && !errorPending_ && !pending_.empty()) {
+        const Bytes data = std::exchange(pending_, {});
+        step(data);
+    }
+    if (errorPending_) {
+        errorPending_ = false;
+        if (active_)
+            endAfterSocketError(pendingErrorText_);
+    }
+    pending_.clear();
+    busy_ = false;
+    // Last of all: the exit/return dialog may take the screen, and this
+    // object with it, away.
+    if (auto after = std::exchange(after_, nullptr))
+        after();
+}
+
+// ---------------------------------------------------------------- starts
+
+bool WLPConnect(Context& ctx, TcpSocket& socket, const std::string& address, int32_t timeoutMs)
+{
+    // A socket left in error (state 9) refuses Connect just as a connected
+    // one does, so anything but closed is closed first.
+    if (socket.state() != TcpState::Closed)
+        socket.close();
+    socket.setRemoteHost(address);
+    socket.setRemotePort(kWLPTcpPort);
+    if (!socket.connect()) {
+        if (ctx.ports.log)
+            ctx.ports.log->warning(LogSubsystem::Flash, "connect to " + address + " refused: " + socket.lastError());
+        return false;
+    }
+    if (!ctx.ports.host) {
+        socket.close();
+        return false;
+    }
+    ctx.ports.host->waitUntil(
+        [&] { return socket.state() == TcpState::Connected || socket.state() == TcpState::Error; }, timeoutMs);
+    if (socket.state() == TcpState::Connected)
+        return true;
+    if (socket.state() != TcpState::Error) {
+        // The socket never said: stop it rather than leave it connecting.
+        socket.close();
+        if (ctx.ports.log)
+            ctx.ports.log->warning(LogSubsystem::Flash, "connect to " + address + " gave no answer");
+    }
+    return false;
+}
+
+bool WirelessFlash::beginVersionRead(const std::string& address)
+{
+    if (active_ || busy_) {
+        log(Warning, "version read refused: the adapter is busy with another exchange");
+        return false;
+    }
+    result_ = {};
+    job_ = Job::VersionRead;
+    address_ = address;
+    rowsShown_.clear();
+    pending_.clear();
+    errorPending_ = false;
+    active_ = true;
+    if (ctx_.ports.host)
+        startTick_ = ctx_.ports.host->tickCount();
+    log(Info, "version read from " + address);
+    bool reading = false;
+    runGuarded([&] {
+        if (!WLPConnect(ctx_, TCPSocket, address_)) {
+            if (!errorPending_)
+                endVersionRead("no connection to " + address_);
+            return;
+        }
+        setState("1");
+        screen_.setHardFlashTimerEnabled(true);
+        send(kAskIdentity, "identity query");
+        reading = true;
+    });
+    return reading;
+}
+
+bool WirelessFlash::beginFlash(const std::string& address, const std::string& path)
+{
+    if (active_ || busy_) {
+        log(Warning, "flash refused: the adapter is busy with another exchange");
+        return false;
+    }
+    result_ = {};
+    job_ = Job::Flash;
+    address_ = address;
+    path_ = path;
+    bootSwitch_ = false;
+    askedLoaderAgain_ = false;
+    recordOwed_ = false;
+    transferStarted_ = false;
+    errorPending_ = false;
+    pending_.clear();
+    progressValue_ = 0;
+    ctx_.g_intFlashRecordCounter = 0;
+    if (!ctx_.ports.host) {
+        result_.outcome = WirelessFlashOutcome::Abandoned;
+        result_.reason = "no host to keep time";
+        return false;
+    }
+    startTick_ = ctx_.ports.host->tickCount();
+    active_ = true;
+    setState("4");
+    log(Info, "flash of " + path + " into " + address);
+    screen_.setMousePointer(kHourglass);
+    bool running = false;
+    runGuarded([&] {
+        // The whole file is checked before the adapter hears anything: a
+        // corrupt record found half-way would leave it with half an image.
+        const FirmwareFileCheck check = CheckFirmwareFile(ctx_, path_);
+        if (!check.ok()) {
+            endCorruptFile("file check: " + check.reason);
+            return;
+        }
+        TCPSocket.close();
+        if (!WLPConnect(ctx_, TCPSocket, address_)) {
+            if (!errorPending_ && active_)
+                endAfterSocketError("no connection to " + address_);
+            return;
+        }
+        screen_.setHardFlashTimerEnabled(true);
+        stepFour();
+        running = true;
+    });
+    return running && active_;
+}
+
+// ---------------------------------------------------------------- events
+
+void WirelessFlash::dataArrival()
+{
+    Bytes data = TCPSocket.getData();
+    if (data.empty())
+        return;
+    if (busy_) {
+        pending_.insert(pending_.end(), data.begin(), data.end());
+        return;
+    }
+    if (!active_) {
+        log(Debug, "data outside an exchange ignored: " + replyText(data));
+        return;
+    }
+    runGuarded([&] { step(data); });
+}
+
+void WirelessFlash::socketError(int32_t number, const std::string& description)
+{
+    log(Warning, "socket error " + std::to_string(number) + " (" + description + ") in state " + state_);
+    if (reconnecting_) {
+        // The reconnect tries again while the adapter restarts; it shows the
+        // last error itself if the adapter never comes back.
+        lastError_ = number;
+        lastErrorText_ = description;
+        return;
+    }
+    if (readingVersionAfter_) {
+        // The flash is done; a version that does not come is "Not Present".
+        return;
+    }
+    if (active_ && !busy_ && job_ == Job::Flash && state_ == "12" && number == TcpError::ConnectionReset) {
+        // The adapter took the closing frame and restarted before its
+        // answer got out: that is the end of file the state waits for.
+        log(Info, "the adapter restarted without answering the closing frame");
+        runGuarded([&] { stepRestart(); });
+        return;
+    }
+    message("Error# " + std::to_string(number) + "\r\n" + description, MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation,
+            LoadResString(502));
+    if (!active_)
+        return;
+    const std::string why = "socket error " + std::to_string(number) + " in state " + state_;
+    if (busy_) {
+        errorPending_ = true;
+        pendingErrorText_ = why;
+        return;
+    }
+    runGuarded([&] { endAfterSocketError(why); });
+}
+
+void WirelessFlash::hardFlashTick()
+{
+    if (busy_ || !active_ || !ctx_.ports.host)
+        return;
+    if (recordOwed_ && job_ == Job::Flash && state_ == "6") {
+        runGuarded([&] { sendNextRecord(); });
+        return;
+    }
+    if (secondsSinceSend() <= kAnswerTimeoutSeconds)
+        return;
+    if (resendsLeft_ > 0) {
+        --resendsLeft_;
+        ++result_.resends;
+        log(Warning, "no answer in state " + state_ + " for " + std::to_string(std::llround(secondsSinceSend() * 1000))
+                         + " ms: sending the last " + std::to_string(lastSent_.size()) + " bytes again");
+        if (!TCPSocket.sendData(lastSent_))
+            log(Warning, "the socket refused the re-send: " + TCPSocket.lastError());
+        sent_ = FlashStamp::now(*ctx_.ports.host);
+        return;
+    }
+    runGuarded([&] {
+        if (job_ == Job::VersionRead)
+            endVersionRead("no answer in state " + state_);
+        else
+            endTimedOut();
+    });
+}
+
+void WirelessFlash::abandon(const std::string& why)
+{
+    if (!active_)
+        return;
+    log(Warning, "abandoned in state " + state_ + ": " + why);
+    deactivate();
+    TCPSocket.close();
+    if (job_ == Job::Flash) {
+        screen_.unloadProgressDialog();
+        screen_.setMousePointer(kDefaultPointer);
+    }
+    file_.close();
+    ctx_.g_intFlashRecordCounter = 0;
+    finish(WirelessFlashOutcome::Abandoned, why);
+}
+
+// ---------------------------------------------------------------- steps
+
+void WirelessFlash::step(const Bytes& data)
+{
+    if (state_ == "1" || state_ == "2" || state_ == "3") {
+        stepVersionRead(data);
+    } else if (state_ == "5") {
+        stepReadyAnswer(data);
+    } else if (state_ == "8") {
+        send(kSwitchFrame8, "switch frame 05 04");
+        setState("7");
+    } else if (state_ == "7") {
+        send(kSwitchFrame7, "switch frame 01 03");
+        setState("10");
+    } else if (state_ == "10") {
+        stepLoaderRestart(data);
+    } else if (state_ == "9") {
+        stepTransferPrepared();
+    } else if (state_ == "6") {
+        stepRecordAnswer(data);
+    } else if (state_ == "12") {
+        stepRestart();
+    } else if (state_ == "11") {
+        stepSucceeded();
+    } else {
+        log(Debug, "data in state \"" + state_ + "\" ignored: " + replyText(data));
+    }
+}
+
+void WirelessFlash::stepFour()
+{
+    DelayMilliseconds(ctx_, kBeforeReadyAskMs);
+    // Whatever the adapter said on connecting is no answer to "!!!!".
+    pending_.clear();
+    TCPSocket.getData();
+    send(kReadyAsk, "!!!!");
+    setState("5");
+}
+
+void WirelessFlash::stepVersionRead(const Bytes& data)
+{
+    if (state_ == "1") {
+        showRow(WirelessValue::Identity, WLPParseIdentityText(data));
+        send(kAskApplicationVersion, "application version query");
+        setState("2");
+    } else if (state_ == "2") {
+        showRow(WirelessValue::ApplicationVersion, WLPParseHexVersion(data));
+        send(kAskHardwareVersion, "hardware version query");
+        setState("3");
+    } else {
+        showRow(WirelessValue::HardwareVersion, WLPParseDecimalVersion(data));
+        endVersionRead({});
+    }
+}
+
+void WirelessFlash::stepReadyAnswer(const Bytes& data)
+{
+    if (!isReadyAnswer(data)) {
+        bootSwitch_ = true;
+        result_.bootSwitched = true;
+        log(Info, "answer to !!!! was " + replyText(data) + ", not ????: switching the adapter to its loader");
+        send(kClosingFrame, "closing frame 01 01");
+        setState("8");
+        return;
+    }
+    log(Info, "the loader answered ???? and is ready");
+    send(Bytes(kStartArray.begin(), kStartArray.begin() + kStartTextLength), "####");
+    if (!prepareTransfer())
+        return;
+    setState("6");
+}
+
+void WirelessFlash::stepLoaderRestart(const Bytes& data)
+{
+    if (!askedLoaderAgain_) {
+        // The answer to 01 03: the adapter is restarting into its loader,
+        // which hears nothing until it runs.
+        log(Info, "the adapter answered 01 03 (" + replyText(data) + "): waiting for its loader");
+        askedLoaderAgain_ = true;
+        DelayMilliseconds(ctx_, kLoaderStartMs);
+        send(kReadyAsk, "!!!!");
+        return;
+    }
+    if (isReadyAnswer(data)) {
+        log(Info, "the loader answered ???? after the switch");
+        send(Bytes(kStartArray.begin(), kStartArray.begin() + kStartTextLength), "####");
+        setState("9");
+        return;
+    }
+    // Something the application said on its way down; the loader's "????"
+    // is still to come (the hard-flash timer asks again if it does not).
+    log(Debug, "waiting for ????, got " + replyText(data));
+}
+
+void WirelessFlash::stepTransferPrepared()
+{
+    setState("6");
+    screen_.setProgressValue(++progressValue_);
+    raiseCounter();
+    if (!prepareTransfer())
+        return;
+    // "9" sends nothing; the next tick of the hard-flash timer sends the
+    // first record.
+    recordOwed_ = true;
+}
+
+void WirelessFlash::stepRecordAnswer(const Bytes& data)
+{
+    if (data.front() == kAcknowledge) {
+        sendNextRecord();
+        return;
+    }
+    endRefusedRecord("record " + std::to_string(result_.recordsSent) + " (line " + std::to_string(file_.lineNumber())
+                     + ") answered " + replyText(data));
+}
+
+void WirelessFlash::stepRestart()
+{
+    TCPSocket.close();
+    screen_.unloadProgressDialog();
+    file_.close();
+    log(Info, "end of file: the adapter restarts; connecting again");
+    const bool connected = reconnect();
+    // The window must not stay disabled whatever the reconnect gave.
+    screen_.endReconnectWait();
+    if (!active_)
+        return; // abandoned while the reconnect waited
+    if (!connected) {
+        // Nothing further happens: the screen stays as it is. The error of
+        // the last attempt is what the socket's error event shows.
+        const std::string why = "no connection after the restart (" + std::to_string(result_.reconnectAttempts)
+                                + " attempts)";
+        deactivate();
+        TCPSocket.close();
+        ctx_.g_intFlashRecordCounter = 0;
+        screen_.setMousePointer(kDefaultPointer);
+        if (lastError_ != 0)
+            message("Error# " + std::to_string(lastError_) + "\r\n" + lastErrorText_,
+                    MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(502));
+        finish(WirelessFlashOutcome::ReconnectFailed, why);
+        return;
+    }
+    setState("11");
+    send(kClosingFrame, "closing frame 01 01 after the restart");
+}
+
+void WirelessFlash::stepSucceeded()
+{
+    log(Info, "the adapter answered after its restart: the flash succeeded");
+    result_.versionAfter = readVersionAfter();
+    log(Info, "application version after the flash: " + result_.versionAfter);
+    if (!active_)
+        return;
+    deactivate();
+    TCPSocket.close();
+    ctx_.g_intFlashRecordCounter = 0;
+    screen_.setMousePointer(kDefaultPointer);
+    finish(WirelessFlashOutcome::Succeeded, {});
+    after_ = [&screen = screen_] {
+        screen.showExitReturnDialog(LoadResString(509) + "\r\n\r\n" + LoadResString(500));
+    };
+}
+
+// ---------------------------------------------------------------- transfer
+
+bool WirelessFlash::prepareTransfer()
+{
+    const FirmwareRecordCount count = CountFirmwareRecords(ctx_, path_);
+    if (!active_)
+        return false;
+    if (!count.ok()) {
+        endCorruptFile("record count: " + FirmwareFileFaultText(count.fault, count.line));
+        return false;
+    }
+    result_.recordCount = count.count;
+    if (!file_.open(path_)) {
+        endCorruptFile("the file cannot be opened again");
+        return false;
+    }
+    std::string line;
+    for (int i = 0; i < kFirmwareHeaderLines; ++i)
+        file_.readLine(line);
+    progressValue_ = 0;
+    progressMaximum_ = static_cast<int32_t>(
+        std::min<int64_t>(count.count + kProgressHeadroom, std::numeric_limits<int32_t>::max()));
+    screen_.setProgressValue(0);
+    screen_.setProgressMaximum(progressMaximum_);
+    screen_.showProgressDialog();
+    log(Info, "transfer of " + std::to_string(count.count) + " lines prepared");
+    return true;
+}
+
+void WirelessFlash::sendNextRecord()
+{
+    recordOwed_ = false;
+    if (TCPSocket.state() == TcpState::Connected) {
+        std::string line;
+        const auto status = file_.readLine(line);
+        if (status == FirmwareLineReader::Status::ReadError) {
+            endCorruptFile("the file could not be read at line " + std::to_string(file_.lineNumber() + 1));
+            return;
+        }
+        if (status != FirmwareLineReader::Status::End) {
+            if (!IsEndRecordLine(line)) {
+                if (status == FirmwareLineReader::Status::TooLong || CheckRecordLine(line)) {
+                    endCorruptFile("record at line " + std::to_string(file_.lineNumber()) + " is corrupt: " + line);
+                    return;
+                }
+                const Bytes bytes = RecordToBytes(line, true);
+                raiseCounter();
+                ++result_.recordsSent;
+                screen_.setProgressValue(std::min<int32_t>(ctx_.g_intFlashRecordCounter, progressMaximum_));
+                if (!transferStarted_ && ctx_.ports.host) {
+                    transferStarted_ = true;
+                    transferStartTick_ = ctx_.ports.host->tickCount();
+                }
+                send(bytes, "record");
+                setState("6");
+                if (result_.recordsSent == 1 || result_.recordsSent % kProgressLogEvery == 0)
+                    log(Debug, "record " + std::to_string(result_.recordsSent) + " sent (line "
+                                   + std::to_string(file_.lineNumber()) + ")");
+            } else if (!file_.atEnd()) {
+                // Passed over by the end-record test: the tick reads on.
+                log(Debug, "line " + std::to_string(file_.lineNumber()) + " passes the end-record test: not sent");
+                recordOwed_ = true;
+            }
+        }
+    }
+    if (TCPSocket.state() == TcpState::Connected && file_.atEnd()) {
+        recordOwed_ = false;
+        if (transferStarted_ && ctx_.ports.host)
+            result_.transferMs = FlashTicksSince(*ctx_.ports.host, transferStartTick_);
+        send(kClosingFrame, "closing frame 01 01");
+        setState("12");
+    }
+}
+
+bool WirelessFlash::reconnect()
+{
+    Host* host = ctx_.ports.host;
+    const int32_t start = host->tickCount();
+    reconnecting_ = true;
+    bool connected = false;
+    for (;;) {
+        ++result_.reconnectAttempts;
+        lastError_ = 0;
+        if (WLPConnect(ctx_, TCPSocket, address_)) {
+            connected = true;
+            break;
+        }
+        if (!active_ || FlashTicksSince(*host, start) + kReconnectRetryMs > static_cast<uint32_t>(kReconnectWindowMs))
+            break;
+        log(Debug, "attempt " + std::to_string(result_.reconnectAttempts) + " failed; trying again");
+        host->waitUntil([this] { return !active_; }, kReconnectRetryMs);
+        if (!active_)
+            break;
+    }
+    reconnecting_ = false;
+    log(connected ? Info : Warning, std::string(connected ? "connected again" : "no connection") + " after "
+                                        + std::to_string(result_.reconnectAttempts) + " attempts, "
+                                        + std::to_string(FlashTicksSince(*host, start)) + " ms");
+    return connected;
+}
+
+std::string WirelessFlash::readVersionAfter()
+{
+    constexpr size_t kReplyLength = 8; // 5F 05 0D 02, three bytes, check
+    pending_.clear();
+    readingVersionAfter_ = true;
+    if (send(kAskApplicationVersion, "application version query")) {
+        ctx_.ports.host->waitUntil(
+            [this] { return pending_.size() >= kReplyLength || TCPSocket.state() != TcpState::Connected || !active_; },
+            kVersionAfterWaitMs);
+    }
+    readingVersionAfter_ = false;
+    const Bytes reply = std::exchange(pending_, {});
+    return WLPParseHexVersion(reply);
+}
+
+// ---------------------------------------------------------------- helpers
+
+bool WirelessFlash::send(const Bytes& bytes, const char* what)
+{
+    lastSent_ = bytes;
+    resendsLeft_ = kMaxResends;
+    if (ctx_.ports.host) {
+        sent_ = FlashStamp::now(*ctx_.ports.host);
+    }
+    if (TCPSocket.sendData(bytes))
+        return true;
+    // The error event or the hard-flash timer ends what this leaves.
+    log(Warning, std::string("the socket refused the ") + what + ": " + TCPSocket.lastError());
+    return false;
+}
+
+void WirelessFlash::setState(const char* state)
+{
+    if (state_ == state)
+        return;
+    log(Debug, "state \"" + state_ + "\" -> \"" + state + "\"");
+    state_ = state;
+}
+
+double WirelessFlash::secondsSinceSend()
+{
+    return sent_.secondsSince(*ctx_.ports.host);
+}
+
+void WirelessFlash::showRow(WirelessValue which, const std::string& text)
+{
+    rowsShown_.push_back(which);
+    screen_.showAdapterValue(which, text);
+}
+
+void WirelessFlash::raiseCounter()
+{
+    if (ctx_.g_intFlashRecordCounter < std::numeric_limits<int16_t>::max())
+        ++ctx_.g_intFlashRecordCounter;
+}
+
+void WirelessFlash::message(const std::string& text, int style, const std::string& title)
+{
+    result_.messages.push_back(text);
+    if (ctx_.ports.prompts)
+        ctx_.ports.prompts->msgBox(text, style, title);
+}
+
+// ---------------------------------------------------------------- endings
+
+void WirelessFlash::deactivate()
+{
+    // First of all, before any box: a modal box lets messages run, and no
+    // tick or arrival may step the machine behind it.
+    active_ = false;
+    recordOwed_ = false;
+    screen_.setHardFlashTimerEnabled(false);
+}
+
+void WirelessFlash::endCorruptFile(const std::string& why)
+{
+    if (!active_)
+        return;
+    log(Warning, "corrupt file: " + why);
+    deactivate();
+    message(kCorruptFileText, MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, kCorruptFileTitle);
+    screen_.unloadProgressDialog();
+    file_.close();
+    TCPSocket.close();
+    ctx_.g_intFlashRecordCounter = 0;
+    screen_.setMousePointer(kDefaultPointer);
+    screen_.returnToReadyState();
+    finish(WirelessFlashOutcome::CorruptFile, why);
+}
+
+void WirelessFlash::endRefusedRecord(const std::string& why)
+{
+    if (!active_)
+        return;
+    log(Warning, "refused: " + why);
+    deactivate();
+    DelayMilliseconds(ctx_, kAfterRefusedRecordMs);
+    if (!TCPSocket.sendData(kClosingFrame))
+        log(Warning, "the closing frame after the refusal could not be sent: " + TCPSocket.lastError());
+    TCPSocket.close();
+    message(kPowerCycleText, MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, LoadResString(502));
+    screen_.unloadProgressDialog();
+    screen_.setMousePointer(kDefaultPointer);
+    file_.close();
+    ctx_.g_intFlashRecordCounter = 0;
+    screen_.returnToReadyState();
+    finish(WirelessFlashOutcome::RefusedRecord, why);
+}
+
+void WirelessFlash::endTimedOut()
+{
+    if (!active_)
+        return;
+    const std::string why = "no answer in state " + state_ + " after " + std::to_string(kMaxResends)
+                            + " re-sends (" + std::to_string(result_.recordsSent) + " records sent)";
+    log(Warning, why);
+    deactivate();
+    // The adapter is not told to restart: a loader that is only stuck keeps
+    // its place and takes the retry from "????".
+    TCPSocket.close();
+    message(kHardFlashText, MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, LoadResString(502));
+    screen_.unloadProgressDialog();
+    screen_.setMousePointer(kDefaultPointer);
+    file_.close();
+    ctx_.g_intFlashRecordCounter = 0;
+    screen_.returnToReadyState();
+    finish(WirelessFlashOutcome::TimedOut, why);
+}
+
+void WirelessFlash::endAfterSocketError(const std::string& why)
+{
+    if (!active_)
+        return;
+    if (job_ == Job::VersionRead) {
+        endVersionRead(why);
+        return;
+    }
+    deactivate();
+    TCPSocket.close();
+    screen_.unloadProgressDialog();
+    screen_.setMousePointer(kDefaultPointer);
+    file_.close();
+    ctx_.g_intFlashRecordCounter = 0;
+    screen_.returnToReadyState();
+    finish(WirelessFlashOutcome::SocketError, why);
+}
+
+void WirelessFlash::endVersionRead(const std::string& why)
+{
+    if (!active_)
+        return;
+    deactivate();
+    TCPSocket.close();
+    // A value the adapter did not give is "Not Present".
+    for (WirelessValue which :
+         {WirelessValue::Identity, WirelessValue::ApplicationVersion, WirelessValue::HardwareVersion}) {
+        if (std::find(rowsShown_.begin(), rowsShown_.end(), which) == rowsShown_.end())
+            showRow(which, LoadResString(kNotPresent));
+    }
+    finish(WirelessFlashOutcome::VersionRead, why);
+}
+
+void WirelessFlash::finish(WirelessFlashOutcome outcome, const std::string& why)
+{
+    active_ = false;
+    result_.outcome = outcome;
+    result_.reason = why;
+    if (ctx_.ports.host)
+        result_.durationMs = FlashTicksSince(*ctx_.ports.host, startTick_);
+    if (job_ == Job::VersionRead) {
+        log(why.empty() ? Info : Warning, "version read ended in state " + state_ + (why.empty() ? "" : ": " + why));
+    } else {
+        log(outcome == WirelessFlashOutcome::Succeeded ? Info : Warning,
+            std::string(outcome == WirelessFlashOutcome::Succeeded ? "succeeded" : "ended") + " in state " + state_
+                + ": " + std::to_string(result_.recordsSent) + " records sent, " + std::to_string(result_.resends)
+                + " re-sends, " + std::to_string(result_.durationMs) + " ms" + (why.empty() ? "" : "; " + why));
+    }
+    job_ = Job::None;
+}
+
+// ---------------------------------------------------------------- command line
+
+WirelessFlashResult RunWirelessFlash(Context& ctx, TcpSocket& TCPSocket, WirelessFlashScreen& screen,
+                                     const std::string& address, const std::string& path)
+{
+    WirelessFlash flash(ctx, TCPSocket, screen);
+    TCPSocket.setDataArrivalHandler([&flash](int32_t) { flash.dataArrival(); });
+    TCPSocket.setErrorHandler(
+        [&flash](int32_t number, const std::string& description) { flash.socketError(number, description); });
+    if (flash.beginFlash(address, path)) {
+        // The hard-flash timer's ticks, here without a timer: the machine
+        // ends by itself on every path, the tick sees to that.
+        while (flash.active()) {
+            ctx.ports.host->waitUntil([&flash] { return !flash.active(); }, WirelessFlash::kHardFlashIntervalMs);
+            flash.hardFlashTick();
+        }
+    }
+    TCPSocket.setDataArrivalHandler({});
+    TCPSocket.setErrorHandler({});
+    return flash.result();
+}
+
+} // namespace lp

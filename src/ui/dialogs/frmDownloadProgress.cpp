@@ -1,0 +1,77 @@
+#include "ui/dialogs/frmDownloadProgress.h"
+
+#include <QCloseEvent>
+#include <QLabel>
+#include <QProgressBar>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+#include "operations/startup.h"
+#include "core/string_table.h"
+
+namespace lp {
+
+namespace {
+
+QString display(const std::string& text) { return QString::fromStdString(text).replace("\r\n", "\n"); }
+
+} // namespace
+
+frmDownloadProgress::frmDownloadProgress(FlashKind kind, QWidget* parent) : QDialog(parent)
+{
+    setObjectName("frmDownloadProgress");
+    setModal(false);
+    setWindowTitle(QString::fromStdString(LoadResString(502)));
+    // No close button: the flash decides when the dialog goes.
+    setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
+
+    lblUpdatingFirmware_ = new QLabel(display(UpdatingFirmwareText(kind)), this);
+    lblUpdatingFirmware_->setObjectName("lblUpdatingFirmware");
+    QFont bold = lblUpdatingFirmware_->font();
+    bold.setBold(true);
+    lblUpdatingFirmware_->setFont(bold);
+    lblPleaseWait_ = new QLabel(display(PleaseWaitText()), this);
+    lblPleaseWait_->setObjectName("lblPleaseWait");
+    prgDownload_ = new QProgressBar(this);
+    prgDownload_->setObjectName("prgDownload");
+    prgDownload_->setRange(0, 100);
+    prgDownload_->setValue(0);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(lblUpdatingFirmware_);
+    layout->addWidget(lblPleaseWait_);
+    layout->addWidget(prgDownload_);
+    const double dpi = logicalDpiX();
+    setFixedWidth(TwipsToPixels(5000, dpi));
+    adjustSize();
+    if (parent) {
+        const QRect owner = parent->window()->frameGeometry();
+        move(owner.center() - rect().center());
+    }
+}
+
+void frmDownloadProgress::setProgressMaximum(int maximum)
+{
+    prgDownload_->setMaximum(std::max(0, maximum));
+}
+
+void frmDownloadProgress::setProgressValue(int value)
+{
+    prgDownload_->setValue(std::clamp(value, prgDownload_->minimum(), prgDownload_->maximum()));
+}
+
+int frmDownloadProgress::progressValue() const { return prgDownload_->value(); }
+
+int frmDownloadProgress::progressMaximum() const { return prgDownload_->maximum(); }
+
+void frmDownloadProgress::closeEvent(QCloseEvent* event)
+{
+    // Alt+F4 would otherwise hide it in the middle of a flash.
+    if (event->spontaneous())
+        event->ignore();
+    else
+        QDialog::closeEvent(event);
+}
+
+} // namespace lp

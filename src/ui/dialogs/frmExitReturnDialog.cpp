@@ -1,0 +1,108 @@
+#include "ui/dialogs/frmExitReturnDialog.h"
+
+#include <QLabel>
+#include <QPushButton>
+
+#include "settings/modLibrary.h"
+#include "ui/frmParent.h"
+#include "ui/res_picture.h"
+#include "operations/startup.h"
+#include "core/string_table.h"
+
+namespace lp {
+
+namespace {
+
+// Layout in twips, like the rest of the window sizes.
+constexpr int kWidth = 6000;
+constexpr int kMargin = 240;
+constexpr int kGap = 240;
+constexpr int kButtonWidth = 1215;
+constexpr int kButtonHeight = 375;
+
+} // namespace
+
+frmExitReturnDialog::frmExitReturnDialog(Context& ctx, frmParent& mainWindow)
+    : QDialog(&mainWindow), ctx_(ctx), main_(mainWindow)
+{
+    setObjectName("frmExitReturnDialog");
+    setWindowTitle(QString::fromStdString(LoadResString(502)));
+    setWindowIcon(resIcon(101, ResPictureKind::Icon));
+
+    lblMessage_ = new QLabel(this);
+    lblMessage_->setObjectName("lblMessage");
+    lblMessage_->setWordWrap(true);
+    lblMessage_->setTextFormat(Qt::PlainText);
+    lblMessage_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+
+    cmdToolkit_ = new QPushButton("&Toolkit", this);
+    cmdToolkit_->setObjectName("cmdToolkit");
+    cmdFlash_ = new QPushButton("&Flash", this);
+    cmdFlash_->setObjectName("cmdFlash");
+    cmdExit_ = new QPushButton("E&xit", this);
+    cmdExit_->setObjectName("cmdExit");
+    cmdToolkit_->setDefault(true);
+    connect(cmdToolkit_, &QPushButton::clicked, this, &frmExitReturnDialog::toolkit);
+    connect(cmdFlash_, &QPushButton::clicked, this, &frmExitReturnDialog::flash);
+    connect(cmdExit_, &QPushButton::clicked, this, &frmExitReturnDialog::exitProgram);
+
+    g_SetMessageText(QString());
+}
+
+void frmExitReturnDialog::g_SetMessageText(const QString& text)
+{
+    QString shown = text;
+    shown.replace("\r\n", "\n");
+    lblMessage_->setText(shown);
+    const double dpiX = logicalDpiX();
+    const int labelWidth = TwipsToPixels(kWidth - 2 * kMargin, dpiX);
+    int labelHeight = lblMessage_->heightForWidth(labelWidth);
+    if (labelHeight < 0)
+        labelHeight = lblMessage_->sizeHint().height();
+    layOut(labelHeight);
+}
+
+void frmExitReturnDialog::layOut(int labelHeight)
+{
+    const double dpiX = logicalDpiX();
+    const double dpiY = logicalDpiY();
+    const int width = TwipsToPixels(kWidth, dpiX);
+    const int margin = TwipsToPixels(kMargin, dpiX);
+    const int top = TwipsToPixels(kMargin, dpiY);
+    lblMessage_->setGeometry(margin, top, width - 2 * margin, labelHeight);
+
+    const int buttonWidth = TwipsToPixels(kButtonWidth, dpiX);
+    const int buttonHeight = TwipsToPixels(kButtonHeight, dpiY);
+    const int buttonTop = top + labelHeight + TwipsToPixels(kGap, dpiY);
+    const int spacing = (width - 2 * margin - 3 * buttonWidth) / 2;
+    int x = margin;
+    for (QPushButton* b : {cmdToolkit_, cmdFlash_, cmdExit_}) {
+        b->setGeometry(x, buttonTop, buttonWidth, buttonHeight);
+        x += buttonWidth + spacing;
+    }
+    setFixedSize(width, ExitDialogHeightPixels(labelHeight, dpiY));
+}
+
+void frmExitReturnDialog::toolkit()
+{
+    // Not through SelectScreen: the toolbar and menus stay as they are.
+    accept();
+    main_.unloadScreen(main_.activeChild());
+    if (ChildScreen* summary = main_.showScreen("Summary"))
+        summary->initialise();
+}
+
+void frmExitReturnDialog::flash()
+{
+    accept();
+    if (ChildScreen* screen = main_.showScreen("Application Flash"))
+        screen->initialise();
+}
+
+void frmExitReturnDialog::exitProgram()
+{
+    accept();
+    UnloadMainWindow(ctx_);
+}
+
+} // namespace lp
