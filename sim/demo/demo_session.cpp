@@ -1,5 +1,7 @@
 #include "demo/demo_session.h"
 
+#include <array>
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -30,6 +32,12 @@ namespace lp::sim {
 namespace fs = std::filesystem;
 
 namespace {
+
+// The versions of the demo firmware files (resources/demo-firmware): what a
+// demo adapter runs after it has been flashed with one.
+constexpr std::array<uint8_t, 2> kDemoLp2VersionAfterFlash{1, 9};
+constexpr std::array<uint8_t, 3> kDemoWirelessVersionAfterFlash{0x01, 0x08, 0x12};
+
 
 constexpr const char* kDriverLibraryName = "libLP2RP32.so";
 constexpr const char* kLp2SimIni = "LP2SIM.INI";
@@ -432,6 +440,7 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
             return nullptr;
         }
         parts.lp2 = std::make_unique<Lp2Model>();
+        parts.lp2->config().applicationAfterFlash = kDemoLp2VersionAfterFlash;
         for (const auto& f : o.setup)
             f(*parts.lp2);
         const Lp2ModelConfig& c = parts.lp2->config();
@@ -505,6 +514,10 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
         for (const DemoWireless& o : options.wireless) {
             auto model = std::make_unique<WirelessModel>(o.model);
             model->config().address = o.address;
+            // A flash installs what the demo firmware file says it holds, so
+            // the read-back after a demo flash verifies.
+            if (!model->config().hexVersionAfterFlash)
+                model->config().hexVersionAfterFlash = kDemoWirelessVersionAfterFlash;
             for (const auto& f : o.setup)
                 f(*model);
             const WirelessAdapterConfig& c = model->config();

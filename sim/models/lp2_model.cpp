@@ -164,6 +164,10 @@ std::optional<bool> Lp2Model::answerFlashStart(uint16_t value)
     if (config_.unpowered || !driverMode_)
         return std::nullopt;
     flashValue_ = value;
+    if (config_.flashAccepted && config_.applicationAfterFlash) {
+        config_.versions.applicationMajor = (*config_.applicationAfterFlash)[0];
+        config_.versions.applicationMinor = (*config_.applicationAfterFlash)[1];
+    }
     return config_.flashAccepted;
 }
 

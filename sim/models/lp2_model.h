@@ -55,6 +55,9 @@ struct Lp2ModelConfig {
     // What the query frame answers: reply bytes 5, 6 and 7.
     std::array<uint8_t, 3> serialVersion{0x01, 0x07, 0x12};
     bool flashAccepted = true;
+    // The application version the driver's image carries: an accepted flash
+    // installs it. Unset leaves the versions as they were.
+    std::optional<std::array<uint8_t, 2>> applicationAfterFlash;
     // Time between the last byte of a request and the first of the reply.
     int64_t replyDelayUs = 2000;
     // A partial frame older than this is dropped.

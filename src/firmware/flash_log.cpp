@@ -73,6 +73,8 @@ std::string FlashLogLine(const FlashLogEntry& e)
         w.beginObject().member("text", m.text).member("title", m.title).endObject();
     w.endArray();
     w.member("records", e.recordsSent).member("seconds", e.seconds).member("version_after", e.versionAfter);
+    if (!e.readBack.empty())
+        w.member("read_back", e.readBack);
     w.endObject();
     return w.text();
 }

@@ -38,6 +38,7 @@ struct FlashLogEntry {
     int64_t recordsSent = 0;
     double seconds = 0;
     std::string versionAfter;
+    std::string readBack;     // "verified", "mismatch", "not read"; empty when no flash ran
 };
 
 // $LINKPORT_FLASH_LOG when set, else <userDataFolder()>/flash-log.jsonl;

@@ -13,14 +13,13 @@
 #include <string>
 #include <vector>
 
+#include "adapters/compact/modCGP.h"
 #include "core/context.h"
 
 namespace lp {
 
 inline constexpr const char* kLP2IniFile = "LP2RP32.INI";
 inline constexpr const char* kLP2IniSection = "DeviceInformation1";
-// The compact adapter's port part that means "search all ports".
-inline constexpr const char* kCompactSearchAllPorts = "COMX";
 
 // The device kinds an edition offers, in the order shown: standard
 // "LPII SIP" and "WLP", compact "LPII SIP" and "B&B SIP", wireless-only

@@ -50,6 +50,7 @@ TEST(Lp2FlashEndToEnd, ApplicationFlashThroughTheDriverLibraryEndsInTheExitRetur
 
     Lp2Model adapter;
     adapter.config().versions = {3, 1, 2, 4, 1, 2};
+    adapter.config().applicationAfterFlash = std::array<uint8_t, 2>{2, 5};
     PtyBridge bridge(adapter);
     test::PtyComPort com5(bridge, dir.path(), 5);
     if (com5.noPty)

@@ -243,6 +243,7 @@ TEST(FlashScreen, SecondGenerationFlashEndsInTheExitReturnDialog)
         menusDuring = f.main->menuBar()->isEnabled();
         s.cmdBeginFlash_Click();
     };
+    f.lp2.config().applicationAfterFlash = std::array<uint8_t, 2>{1, 9};
     QString message;
     const int dialogs = withModal<frmExitReturnDialog>(
         [&] { f.clickBeginFlash(); }, [&](frmExitReturnDialog& d) { message = exitDialogText(d, "cmdFlash"); });
@@ -255,9 +256,21 @@ TEST(FlashScreen, SecondGenerationFlashEndsInTheExitReturnDialog)
     EXPECT_EQ(s.downloadProgress(), nullptr);
     EXPECT_TRUE(f.main->menuBar()->isEnabled());
     EXPECT_FALSE(f.driver.core().clientOpen(0));
-    // "Flash" prepared the screen again: the adapter was read once more.
-    EXPECT_EQ(f.commands(209), readsBefore + 1);
+    // Read back after the flash, and once more when "Flash" prepared the
+    // screen again; the adapter runs what was flashed, so nothing warns.
+    EXPECT_EQ(f.commands(209), readsBefore + 2);
     EXPECT_TRUE(f.prompts.boxes().empty());
+    EXPECT_EQ(s.adapterRow(2), "1.9");
+
+    // An adapter that still reports another version after a flash the
+    // driver called good: a warning before the closing dialog.
+    f.lp2.config().applicationAfterFlash = std::array<uint8_t, 2>{1, 7};
+    EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clickBeginFlash(); }, [](frmExitReturnDialog& d) { d.reject(); }),
+              1);
+    ASSERT_EQ(f.prompts.boxes().size(), 1u);
+    EXPECT_NE(f.prompts.boxes()[0].prompt.find("version 1.7 after the flash, not the file's version 1.9"),
+              std::string::npos);
+    EXPECT_EQ(s.adapterRow(2), "1.7");
 }
 
 TEST(FlashScreen, SecondGenerationFailuresAndRefusals)

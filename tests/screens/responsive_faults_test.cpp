@@ -278,6 +278,7 @@ TEST(ResponsiveFaults, WirelessFlash)
         // take turns at 127.0.0.2.
         const std::string address = "127.0.0.61";
         WirelessAdapterConfig config;
+        config.hexVersionAfterFlash = std::array<uint8_t, 3>{0x01, 0x08, 0x00}; // the file's 1.8
         config.address = address;
         config.restartUs = 300'000;
         WirelessModel adapter(config);

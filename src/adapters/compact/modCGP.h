@@ -15,6 +15,9 @@
 
 namespace lp {
 
+// The compact adapter's port part that means "search all ports".
+inline constexpr const char* kCompactSearchAllPorts = "COMX";
+
 // The compact driver's INI file (a bare name lives in the Windows directory).
 inline constexpr const char* kCGPIniFile = "CLPRP32.INI";
 inline constexpr const char* kCGPIniSection = "DeviceInformation3";

@@ -14,24 +14,18 @@
 
 #include <vector>
 
-#include "core/vb_text.h"
-#include "firmware/firmware_header.h"
-#include "firmware/sha256.h"
-#include "adapters/compact/compact_flash.h"
-#include "ui/dialogs/frmDownloadProgress.h"
-#include "ui/dialogs/frmSelectFile.h"
-#include "adapters/wireless/wireless_flash.h"
-#include "ui/dialogs/frmConnectingDialog.h"
-#include "ports/choice_list.h"
-#include "adapters/compact/modCGP.h"
-#include "adapters/lp2/modLP2.h"
-#include "adapters/rp1210/modRP1210Interface.h"
 #include "adapters/wireless/modWLP.h"
+#include "core/string_table.h"
+#include "firmware/firmware_header.h"
+#include "operations/flash_session.h"
+#include "ports/choice_list.h"
 #include "ports/logger.h"
 #include "ports/prompts.h"
+#include "ui/dialogs/frmConnectingDialog.h"
+#include "ui/dialogs/frmDownloadProgress.h"
 #include "ui/dialogs/frmExitReturnDialog.h"
+#include "ui/dialogs/frmSelectFile.h"
 #include "ui/frmParent.h"
-#include "core/string_table.h"
 
 namespace lp {
 
@@ -57,10 +51,6 @@ std::vector<const char*> adapterRowNames(FlashKind kind)
     }
     return {};
 }
-
-// Where the checks find the adapter's versions.
-int hardwareRow(FlashKind kind) { return kind == FlashKind::WLP ? 3 : 1; }
-int applicationRow(FlashKind kind) { return kind == FlashKind::WLP ? 4 : 2; }
 
 QTreeWidget* makeTreeList(const char* name, QWidget* parent)
 {
@@ -127,18 +117,12 @@ private:
     frmFlash& screen_;
 };
 
-// The part of the screen that both line-by-line flashes share: the progress
-// dialog, the pointer and the two endings. Every end of a transfer frees the
-// screen for the next change.
-template <class Interface> class frmFlash::ProgressScreen : public Interface {
+// The screen as the flash session sees it.
+class frmFlash::View final : public FlashSessionView {
 public:
-    explicit ProgressScreen(frmFlash& screen) : s_(screen) {}
+    explicit View(frmFlash& screen) : s_(screen) {}
     void showProgressDialog() override { s_.showProgressDialog(); }
-    void unloadProgressDialog() override
-    {
-        s_.unloadProgressDialog();
-        s_.releaseFlashLock();
-    }
+    void unloadProgressDialog() override { s_.unloadProgressDialog(); }
     void setProgressMaximum(int32_t maximum) override
     {
         if (frmDownloadProgress* p = s_.downloadProgress())
@@ -149,43 +133,14 @@ public:
         if (frmDownloadProgress* p = s_.downloadProgress())
             p->setProgressValue(value);
     }
-    void setMousePointer(int pointer) override { s_.setPointer(pointer); }
-    void showExitReturnDialog(const std::string& text) override
-    {
-        s_.releaseFlashLock();
-        s_.showExitReturnDialog(text);
-    }
-    void returnToReadyState() override
-    {
-        s_.releaseFlashLock();
-        s_.returnToReadyState();
-    }
-
-protected:
-    frmFlash& s_;
-};
-
-class frmFlash::CompactScreen final : public ProgressScreen<CompactFlashScreen> {
-public:
-    using ProgressScreen::ProgressScreen;
-    void setProgramDeviceTimerEnabled(bool enabled) override
-    {
-        if (HostTimer* t = s_.tmrProgramDevice()) {
-            t->setInterval(CompactFlash::kProgramDeviceIntervalMs);
-            t->setEnabled(enabled);
-        }
-    }
     int mousePointer() const override { return s_.pointer_; }
-};
-
-class frmFlash::WirelessScreen final : public ProgressScreen<WirelessFlashScreen> {
-public:
-    using ProgressScreen::ProgressScreen;
-    void setHardFlashTimerEnabled(bool enabled) override
+    void setMousePointer(int pointer) override { s_.setPointer(pointer); }
+    void setFlashTimerEnabled(FlashTimer which, bool enabled, int32_t intervalMs) override
     {
-        if (HostTimer* t = s_.tmrWLPHardFlash()) {
-            t->setInterval(WirelessFlash::kHardFlashIntervalMs);
-            t->setEnabled(enabled);
+        HostTimer* timer = which == FlashTimer::ProgramDevice ? s_.tmrProgramDevice() : s_.tmrWLPHardFlash();
+        if (timer) {
+            timer->setInterval(intervalMs);
+            timer->setEnabled(enabled);
         }
     }
     void showAdapterValue(WirelessValue which, const std::string& text) override
@@ -203,7 +158,14 @@ public:
             break;
         }
     }
-    void endReconnectWait() override { s_.releaseFlashLock(); }
+    void setMainWindowEnabled(bool enabled) override { s_.setMainWindowEnabled(enabled); }
+    void showExitReturnDialog(const std::string& text) override { s_.showExitReturnDialog(text); }
+    void returnToReadyState() override { s_.returnToReadyState(); }
+    void enableFileChoice() override { s_.cmdSelectFile_->setEnabled(true); }
+    void flashEnded(const FlashAttempt& attempt) override { s_.flashEnded(attempt); }
+
+private:
+    frmFlash& s_;
 };
 
 // ---------------------------------------------------------------- the form
@@ -260,35 +222,31 @@ frmFlash::frmFlash(Context& ctx, frmParent& mainWindow, FlashScreenOptions optio
         Connection_ = c.ports.serialPorts->create();
     if (c.ports.tcpSockets)
         TCPSocket_ = c.ports.tcpSockets->create();
+    view_ = std::make_unique<View>(*this);
+    session_ = std::make_unique<FlashSession>(c, *view_, Connection_.get(), TCPSocket_.get(), "gui");
     if (c.ports.host) {
         tmrProgramDevice_ = c.ports.host->createTimer([this] {
             Busy busy(*this);
-            if (compact_)
-                compact_->tick();
-            afterFlashStep();
+            if (session_)
+                session_->timerTick(FlashTimer::ProgramDevice);
         });
         tmrWLPHardFlash_ = c.ports.host->createTimer([this] {
             Busy busy(*this);
-            if (wireless_)
-                wireless_->hardFlashTick();
-            afterFlashStep();
+            if (session_)
+                session_->timerTick(FlashTimer::WLPHardFlash);
         });
     }
-    compactScreen_ = std::make_unique<CompactScreen>(*this);
-    if (Connection_)
-        compact_ = std::make_unique<CompactFlash>(c, *Connection_, *compactScreen_);
-    wirelessScreen_ = std::make_unique<WirelessScreen>(*this);
     if (TCPSocket_) {
-        wireless_ = std::make_unique<WirelessFlash>(c, *TCPSocket_, *wirelessScreen_);
+        // Over the session's own handlers: the screen must outlive the event.
         TCPSocket_->setDataArrivalHandler([this](int32_t) {
             Busy busy(*this);
-            wireless_->dataArrival();
-            afterFlashStep();
+            if (session_)
+                session_->dataArrival();
         });
         TCPSocket_->setErrorHandler([this](int32_t number, const std::string& description) {
             Busy busy(*this);
-            wireless_->socketError(number, description);
-            afterFlashStep();
+            if (session_)
+                session_->socketError(number, description);
         });
     }
 
@@ -303,9 +261,8 @@ frmFlash::~frmFlash()
     Disconnect();
     if (progress_)
         delete progress_.data();
-    // The flashes go before the ports and timers they use.
-    wireless_.reset();
-    compact_.reset();
+    // The session goes before the ports and timers it uses.
+    session_.reset();
 }
 
 bool frmFlash::event(QEvent* event)
@@ -363,10 +320,8 @@ void frmFlash::Initialize()
 
 void frmFlash::Disconnect()
 {
-    if (compact_ && compact_->transferring())
-        compact_->abandon("the flash screen is closing");
-    if (wireless_ && wireless_->active())
-        wireless_->abandon("the flash screen is closing");
+    if (session_)
+        session_->abandon("the flash screen is closing");
     if (tmrProgramDevice_)
         tmrProgramDevice_->setEnabled(false);
     if (tmrWLPHardFlash_)
@@ -381,34 +336,39 @@ void frmFlash::Disconnect()
 
 void frmFlash::ShowLP2Versions()
 {
-    Context& c = ctx();
-    std::string hardware, application, boot;
-    if (!LP2ReadVersions(c, hardware, application, boot)) {
-        for (int row : {1, 2, 3})
-            setAdapterRow(row, notPresent());
-        return;
-    }
-    const int16_t port = PortNumberAfterM(LP2ReadDeviceParamsPort(c));
-    std::string serialIp = Connection_ ? LP2SerialVersionQuery(c, port, *Connection_) : std::string();
-    // A query that the port cut short gave no version either.
-    setAdapterRow(4, serialIp.empty() ? notPresent() : serialIp);
-    if (application == "255.255")
-        application = notPresent();
-    if (boot == "255.255")
-        boot = notPresent();
-    setAdapterRow(1, hardware);
-    setAdapterRow(2, application);
-    setAdapterRow(3, boot);
+    const FlashAdapterValues v = session_->readLp2Values();
+    setAdapterRow(1, v.hardware);
+    setAdapterRow(2, v.application);
+    setAdapterRow(3, v.boot);
+    if (v.hardware != notPresent() || v.application != notPresent())
+        setAdapterRow(4, v.serialIp);
 }
 
 void frmFlash::ShowCGPVersions()
 {
-    std::string hardware = notPresent(), application = notPresent(), serial = notPresent();
-    if (Connection_)
-        CGPConnectAndRead(ctx(), *Connection_, hardware, application, serial);
-    setAdapterRow(1, hardware);
-    setAdapterRow(2, application);
-    setAdapterRow(3, serial);
+    const FlashAdapterValues v = session_->readCompactValues();
+    setAdapterRow(1, v.hardware);
+    setAdapterRow(2, v.application);
+    setAdapterRow(3, v.identity);
+}
+
+FlashAdapterValues frmFlash::shownValues() const
+{
+    FlashAdapterValues v;
+    switch (kind_) {
+    case FlashKind::LP2:
+        v = {adapterRow(1), adapterRow(2), adapterRow(3), adapterRow(4), {}};
+        break;
+    case FlashKind::CGP:
+        v = {adapterRow(1), adapterRow(2), {}, {}, adapterRow(3)};
+        break;
+    case FlashKind::WLP:
+        v = {adapterRow(3), adapterRow(4), {}, {}, adapterRow(1)};
+        break;
+    case FlashKind::None:
+        break;
+    }
+    return v;
 }
 
 void frmFlash::ShowWLPList()
@@ -438,14 +398,9 @@ void frmFlash::cmbWLPList_Click()
         log("wireless adapter " + std::to_string(index) + " is not in the adapter list");
         return;
     }
-    if (wireless_ && wireless_->active()) {
-        // A flash owns the socket until it ends; a read of the adapter
-        // chosen before gives way to the new choice.
-        if (wirelessFlashing_) {
-            log("wireless adapter choice ignored: a flash is running");
-            return;
-        }
-        wireless_->abandon("another wireless adapter was chosen");
+    if (session_->flashing()) {
+        log("wireless adapter choice ignored: a flash is running");
+        return;
     }
     const auto i = static_cast<size_t>(index);
     c.g_intWLPSelectedIndex = static_cast<int16_t>(index);
@@ -456,7 +411,7 @@ void frmFlash::cmbWLPList_Click()
     setAdapterRow(4, notPresent());
     ComboChoices list(*cmbWLPList_);
     WLPSelectAdapter(c, list);
-    if (!wireless_)
+    if (!TCPSocket_)
         return;
     // No screen change and no other choice while the connection is made.
     setMainWindowEnabled(false);
@@ -464,88 +419,10 @@ void frmFlash::cmbWLPList_Click()
     QPointer<frmConnectingDialog> waiting = frmConnectingDialog::Load(c, &mainWindow());
     waiting->lblAdapterName()->setText(qs(adapterRow(1)));
     waiting->show();
-    wirelessFlashing_ = false;
-    wireless_->beginVersionRead(c.g_strWLPSelectedIP);
+    session_->beginWirelessRead(c.g_strWLPSelectedIP);
     frmConnectingDialog::Unload(waiting);
     cmbWLPList_->setEnabled(true);
     setMainWindowEnabled(true);
-}
-
-void frmFlash::afterFlashStep()
-{
-    const bool compactRunning = compact_ && compact_->transferring();
-    const bool wirelessRunning = wireless_ && wireless_->active();
-    if (!inFlash_ && !compactRunning && !wirelessRunning)
-        releaseFlashLock();
-    noteFlashEnd();
-}
-
-void frmFlash::beginFlashLog()
-{
-    Context& c = ctx();
-    FlashLogEntry& e = flashLog_;
-    e = FlashLogEntry{};
-    e.time = FlashLogTimeNow();
-    e.source = "gui";
-    e.adapterKind = FlashKindText(kind_);
-    e.adapterIdentity = kind_ == FlashKind::LP2   ? c.g_strLP2Port
-                        : kind_ == FlashKind::CGP ? adapterRow(3)
-                                                  : adapterRow(1) + " (" + c.g_strWLPSelectedIP + ")";
-    e.hardwareBefore = adapterRow(hardwareRow(kind_));
-    e.applicationBefore = adapterRow(applicationRow(kind_));
-    if (kind_ == FlashKind::LP2)
-        e.bootBefore = adapterRow(3);
-    e.filePath = c.g_strFlashFileName;
-    e.fileSha256 = Sha256OfFile(e.filePath).value_or("");
-    const FirmwareFileHeader header = ReadFirmwareFileHeader(c, e.filePath);
-    e.fileFirmwareVersion = header.FirmwareVersion;
-    e.fileFirmwareType = header.FirmwareType;
-    e.fileReleaseDate = header.ReleaseDate;
-    e.fileHardwareVersions = header.HardwareVersions;
-    flashLogStartTick_ = c.ports.host ? c.ports.host->tickCount() : 0;
-    flashLogOpen_ = true;
-}
-
-void frmFlash::endFlashLog(const std::string& result, int64_t records, std::vector<FlashLogMessage> messages,
-                           const std::string& versionAfter)
-{
-    if (!flashLogOpen_)
-        return;
-    flashLogOpen_ = false;
-    Context& c = ctx();
-    flashLog_.result = result;
-    flashLog_.recordsSent = records;
-    flashLog_.messages = std::move(messages);
-    flashLog_.versionAfter = versionAfter;
-    if (c.ports.host)
-        flashLog_.seconds = (c.ports.host->tickCount() - flashLogStartTick_) / 1000.0;
-    std::string error;
-    // The flash has happened either way; a log that cannot be written is
-    // only worth a line in the trace.
-    if (!AppendFlashLog(flashLog_, FlashLogPath(), &error))
-        log("flash log not written: " + error);
-}
-
-void frmFlash::noteFlashEnd()
-{
-    if (!flashLogOpen_)
-        return;
-    const std::string title = FlashProgramTitle(ctx());
-    if (kind_ == FlashKind::CGP && compact_ && compact_->result().finished) {
-        const CompactFlashResult& r = compact_->result();
-        std::vector<FlashLogMessage> messages;
-        if (r.succeeded)
-            messages.push_back({FlashSucceededText(), title});
-        else if (r.errorCode != 0)
-            messages.push_back({CGPErrorText(r.errorCode), title});
-        endFlashLog(r.succeeded ? "success" : "failure", r.recordsSent, messages, {});
-    } else if (kind_ == FlashKind::WLP && wireless_ && wirelessFlashing_ && wireless_->result().finished()) {
-        const WirelessFlashResult& r = wireless_->result();
-        std::vector<FlashLogMessage> messages;
-        for (const std::string& text : r.messages)
-            messages.push_back({text, title});
-        endFlashLog(r.succeeded() ? "success" : "failure", r.recordsSent, messages, r.versionAfter);
-    }
 }
 
 // ---------------------------------------------------------------- the file
@@ -617,28 +494,11 @@ void frmFlash::cmdSelectFile_Click()
 
 // ---------------------------------------------------------------- the flash
 
-bool frmFlash::flashRunning() const
-{
-    return inFlash_ || (compact_ && compact_->transferring()) || (wireless_ && wireless_->active());
-}
+bool frmFlash::flashRunning() const { return session_ && session_->active(); }
 
-std::string frmFlash::flashState() const { return wireless_ ? wireless_->flashState() : std::string(); }
+std::string frmFlash::flashState() const { return session_ ? session_->flashState() : std::string(); }
 
-bool frmFlash::gbln_FlashVerificationChecks()
-{
-    const FlashCheckValues values{adapterRow(hardwareRow(kind_)), adapterRow(applicationRow(kind_)), fileRow(2),
-                                  fileRow(1)};
-    const FlashCheckOutcome outcome = lp::gbln_FlashVerificationChecks(ctx(), kind_, values);
-    if (outcome.enableSelectFile)
-        cmdSelectFile_->setEnabled(true);
-    if (!outcome.passed) {
-        // An attempt the checks stopped is still an attempt: the workshop's
-        // log shows that the file was refused or declined, not silence.
-        beginFlashLog();
-        endFlashLog("cancelled", 0, {{"Stopped by the pre-flash checks", FlashProgramTitle(ctx())}}, {});
-    }
-    return outcome.passed;
-}
+bool frmFlash::gbln_FlashVerificationChecks() { return session_->checks(shownValues()).passed; }
 
 void frmFlash::cmdBeginFlash_Click()
 {
@@ -651,159 +511,24 @@ void frmFlash::cmdBeginFlash_Click()
     }
     cmdBeginFlash_->setEnabled(false);
     cmdSelectFile_->setEnabled(true);
-    if (wireless_)
-        wireless_->setFlashState({});
+    session_->setFlashState({});
     BeginFlashForAdapterKind();
 }
 
-void frmFlash::BeginFlashForAdapterKind()
+void frmFlash::BeginFlashForAdapterKind() { session_->begin(shownValues()); }
+
+void frmFlash::flashEnded(const FlashAttempt& attempt)
 {
-    Context& c = ctx();
-    if (c.g_blnLP2Selected)
-        FlashLP2();
-    else if (c.g_blnWLPSelected)
-        FlashWLP();
-    else if (c.g_blnCGPSelected)
-        FlashCGP();
-}
-
-void frmFlash::FlashLP2()
-{
-    Context& c = ctx();
-    const std::string path = c.g_strFlashFileName;
-    inFlash_ = true;
-    const std::string port = LP2ReadDeviceParamsPort(c);
-    if (PortIsParallel(port)) {
-        inFlash_ = false;
-        msgBox(LptRefusalText(), MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation);
+    if (attempt.outcome != FlashOutcome::Success || destroying_)
         return;
+    if (attempt.readBack == ReadBackVerdict::Mismatch) {
+        msgBox("The adapter reports application firmware version " + attempt.versionAfter
+                   + " after the flash, not the file's version " + fileRow(1)
+                   + ".\r\nFlash the file again before the adapter is used.",
+               MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation);
     }
-    if (port.empty()) {
-        // No port configured: the Preferences screen has been opened for it.
-        inFlash_ = false;
-        return;
-    }
-    if (!RP1210IsConnected(c) && !LP2ConnectSIP(c, "SIP")) {
-        inFlash_ = false;
-        return;
-    }
-    if (!gbln_FlashVerificationChecks()) {
-        // The client opened for this flash is not left holding the port.
-        RP1210Disconnect(c);
-        inFlash_ = false;
-        return;
-    }
-
-    log("second-generation flash of \"" + path + "\" through the driver on " + port);
-    setMainWindowEnabled(false);
-    int16_t driverResult = 0;
-    const FlashProgressCalls progress{[this] { showProgressDialog(); }, [this] { unloadProgressDialog(); }};
-    beginFlashLog();
-    const bool flashed = LP2SendFlashStart(c, 2, path, port, progress, &driverResult);
-    endFlashLog(flashed ? "success" : "failure", 0,
-                {{flashed ? FlashSucceededText() : LoadResString(109), FlashProgramTitle(c)}}, {});
-    setMainWindowEnabled(true);
-    inFlash_ = false;
-
-    if (!flashed) {
-        log("the driver refused the flash: " + std::to_string(driverResult));
-        LP2ShowRP1210Error(c, LoadResString(109), driverResult, 0);
-        setTitles();
-        returnToReadyState();
-    } else {
-        showExitReturnDialog(FlashSucceededText());
-    }
-    if (c.ports.screens)
-        c.ports.screens->setMousePointer(0);
-    pointer_ = 0;
-}
-
-bool frmFlash::adapterRowsNotPresent(std::initializer_list<int> rows) const
-{
-    for (int row : rows) {
-        if (adapterRow(row) != notPresent())
-            return false;
-    }
-    return true;
-}
-
-void frmFlash::FlashCGP()
-{
-    Context& c = ctx();
-    const std::string path = c.g_strFlashFileName;
-    // An adapter that gave neither version (only its loader answers, or
-    // nothing does) can only be flashed without the checks; one that gave
-    // either is checked.
-    if (!adapterRowsNotPresent({1, 2}) && !gbln_FlashVerificationChecks())
-        return;
-    if (CGPFlashBaudRate(c) == 0) {
-        msgBox(InvalidBaudRateText(), MsgBoxStyle::OkOnly + MsgBoxStyle::Critical);
-        return;
-    }
-    // The configured port, or for a search the one that answered last (this
-    // screen's reading has just looked for it).
-    const std::string configured = CGPReadDeviceParams(c);
-    int16_t port = 0;
-    if (configured != "COMX" && !configured.empty())
-        port = vb::CInt(vb::Val(vb::Mid(configured, 4))).value_or(0);
-    else
-        port = CGPReadLastPort(c);
-    if (port < 1 || !compact_ || !CGPPortExists(c, CGPDeviceName(port))) {
-        log("no compact adapter port to flash on (\"" + configured + "\", COM" + std::to_string(port) + ")");
-        CGPShowError(c, 1);
-        returnToReadyState();
-        return;
-    }
-
-    log("compact flash of \"" + path + "\" on COM" + std::to_string(port));
-    inFlash_ = true;
-    lockForFlash();
-    setPointer(11);
-    beginFlashLog();
-    const bool transferring = compact_->start(port, path);
-    noteFlashEnd();
-    inFlash_ = false;
-    if (!transferring)
-        releaseFlashLock();
-    if (pointer_ == 11)
-        setPointer(0);
-}
-
-void frmFlash::lockForFlash()
-{
-    if (flashLocked_)
-        return;
-    flashLocked_ = true;
-    setMainWindowEnabled(false);
-}
-
-void frmFlash::releaseFlashLock()
-{
-    if (!flashLocked_)
-        return;
-    flashLocked_ = false;
-    setMainWindowEnabled(true);
-}
-
-void frmFlash::FlashWLP()
-{
-    Context& c = ctx();
-    if (!wireless_ || !TCPSocket_)
-        return;
-    wireless_->setFlashState("4");
-    if (!adapterRowsNotPresent({4}) && !gbln_FlashVerificationChecks())
-        return;
-    TCPSocket_->close();
-    log("wireless flash of \"" + c.g_strFlashFileName + "\" to " + c.g_strWLPSelectedIP);
-    inFlash_ = true;
-    lockForFlash();
-    wirelessFlashing_ = true;
-    beginFlashLog();
-    const bool running = wireless_->beginFlash(c.g_strWLPSelectedIP, c.g_strFlashFileName);
-    noteFlashEnd();
-    inFlash_ = false;
-    if (!running)
-        releaseFlashLock();
+    if (!attempt.versionAfter.empty())
+        setAdapterRow(kind_ == FlashKind::WLP ? 4 : 2, attempt.versionAfter);
 }
 
 // ---------------------------------------------------------------- screen side of the flashes
@@ -845,6 +570,9 @@ void frmFlash::showExitReturnDialog(const std::string& text)
 
 void frmFlash::returnToReadyState()
 {
+    if (destroying_)
+        return;
+    setTitles();
     cmdSelectFile_->setEnabled(true);
     setPointer(0);
 }

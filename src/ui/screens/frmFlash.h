@@ -19,7 +19,6 @@
 #include <string>
 
 #include "operations/flash_checks.h"
-#include "firmware/flash_log.h"
 #include "ui/dialogs/frmDownloadProgress.h"
 #include "ports/host.h"
 #include "ports/serial_port.h"
@@ -34,8 +33,9 @@ class QTreeWidget;
 
 namespace lp {
 
-class CompactFlash;
-class WirelessFlash;
+class FlashSession;
+struct FlashAdapterValues;
+struct FlashAttempt;
 class frmFlash;
 
 struct FlashScreenOptions {
@@ -98,9 +98,7 @@ protected:
     bool event(QEvent* event) override;
 
 private:
-    template <class Interface> class ProgressScreen;
-    class CompactScreen;
-    class WirelessScreen;
+    class View;
     // Holds the screen while a handler runs: an unload that comes meanwhile
     // (the exit/return dialog's Toolkit, the window closing in a wait) is
     // carried out once the handler is done.
@@ -116,25 +114,10 @@ private:
     void SelectDefaultFile();
     void clearFileInfo();
     void BeginFlashForAdapterKind();
-    void FlashLP2();
-    void FlashCGP();
-    void FlashWLP();
-    // Menus and toolbar stay locked from the start of a line-by-line flash
-    // to its end, whichever way it ends.
-    void lockForFlash();
-    void releaseFlashLock();
-    bool adapterRowsNotPresent(std::initializer_list<int> rows) const;
-
-    // After a timer tick or a socket event has stepped a flash: an ended
-    // flash frees the menus whatever way it ended.
-    void afterFlashStep();
-
-    // The flash log: an entry opened when a flash starts (the checks
-    // passed) and written when it ends, whichever way.
-    void beginFlashLog();
-    void endFlashLog(const std::string& result, int64_t records, std::vector<FlashLogMessage> messages,
-                     const std::string& versionAfter);
-    void noteFlashEnd();
+    // The adapter's values as the rows show them, for the checks and the log.
+    FlashAdapterValues shownValues() const;
+    // The attempt is over: a read-back that does not match is a warning.
+    void flashEnded(const FlashAttempt& attempt);
 
     void setAdapterRow(int row, const std::string& value);
     void setFileRow(int row, const std::string& value);
@@ -147,14 +130,8 @@ private:
     int pointer_ = 0;
     int lockDepth_ = 0;
     int busyDepth_ = 0;
-    bool inFlash_ = false;
-    bool flashLocked_ = false;
-    bool wirelessFlashing_ = false; // the wireless exchange is a flash, not a read
     bool unloadPending_ = false;
     bool destroying_ = false;
-    bool flashLogOpen_ = false;
-    FlashLogEntry flashLog_;
-    int32_t flashLogStartTick_ = 0;
 
     QGroupBox* grpLP2VersionInfo_ = nullptr;
     QComboBox* cmbWLPList_ = nullptr;
@@ -171,10 +148,8 @@ private:
     std::unique_ptr<lp::TcpSocket> TCPSocket_;
     std::unique_ptr<HostTimer> tmrProgramDevice_;
     std::unique_ptr<HostTimer> tmrWLPHardFlash_;
-    std::unique_ptr<CompactScreen> compactScreen_;
-    std::unique_ptr<CompactFlash> compact_;
-    std::unique_ptr<WirelessScreen> wirelessScreen_;
-    std::unique_ptr<WirelessFlash> wireless_;
+    std::unique_ptr<View> view_;
+    std::unique_ptr<FlashSession> session_;
 };
 
 } // namespace lp
