@@ -27,6 +27,10 @@ public:
     virtual void UnloadMainWindow() = 0;
     // Mouse pointer: 0 default, 11 hourglass.
     virtual void setMousePointer(int pointer) = 0;
+    // The key of the screen shown now ("" when none is).
+    virtual std::string activeScreenKey() const { return {}; }
+    // Closes the Preferences dialog if it is open.
+    virtual void closePreferences() {}
 };
 
 struct Ports {

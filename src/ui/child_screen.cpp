@@ -1,11 +1,11 @@
 #include "ui/child_screen.h"
 
-#include "ui/frmParent.h"
+#include "ui/main_window.h"
 #include "operations/startup.h"
 
 namespace lp {
 
-ChildScreen::ChildScreen(Context& ctx, frmParent& mainWindow, const QString& tag)
+ChildScreen::ChildScreen(Context& ctx, MainWindow& mainWindow, const QString& tag)
     : QWidget(nullptr), ctx_(ctx), main_(mainWindow), tag_(tag)
 {
     setProperty("Tag", tag);
@@ -13,7 +13,7 @@ ChildScreen::ChildScreen(Context& ctx, frmParent& mainWindow, const QString& tag
 
 void ChildScreen::setMainCaption(const std::string& screenName)
 {
-    main_.setWindowTitle(QString::fromStdString(ScreenCaption(ctx_.g_intToolkitMode, screenName)));
+    main_.ownerWidget()->setWindowTitle(QString::fromStdString(ScreenCaption(ctx_.g_intToolkitMode, screenName)));
 }
 
 } // namespace lp

@@ -12,7 +12,7 @@
 
 namespace lp {
 
-class frmParent;
+class MainWindow;
 
 // A screen shown inside the main window, one at a time. It carries its
 // screen key as its tag (also the Qt property "Tag", which the Preferences
@@ -21,7 +21,7 @@ class frmParent;
 class ChildScreen : public QWidget {
     Q_OBJECT
 public:
-    ChildScreen(Context& ctx, frmParent& mainWindow, const QString& tag);
+    ChildScreen(Context& ctx, MainWindow& mainWindow, const QString& tag);
 
     QString Tag() const { return tag_; }
 
@@ -31,13 +31,13 @@ public:
 
 protected:
     Context& ctx() { return ctx_; }
-    frmParent& mainWindow() { return main_; }
+    MainWindow& mainWindow() { return main_; }
     // Main window caption: program title (by edition), " - ", screenName.
     void setMainCaption(const std::string& screenName);
 
 private:
     Context& ctx_;
-    frmParent& main_;
+    MainWindow& main_;
     QString tag_;
 };
 
@@ -46,13 +46,12 @@ private:
 // dialog's result. unloadConnectingDialog, when set, closes the connecting
 // dialog that earlier start-up steps may have opened.
 struct ScreenFactory {
-    std::map<std::string, std::function<ChildScreen*(Context&, frmParent&)>> children;
-    std::function<int(Context&, frmParent&)> preferences;
+    std::map<std::string, std::function<ChildScreen*(Context&, MainWindow&)>> children;
+    std::function<int(Context&, MainWindow&)> preferences;
     std::function<void(Context&)> unloadConnectingDialog;
 };
 
-// The screens of this program. Screens that are not written yet are
-// placeholders; replace an entry here when its screen lands.
+// The screens of this program.
 ScreenFactory defaultScreenFactory();
 
 } // namespace lp

@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QDialog>
 #include <QCloseEvent>
 #include <QDesktopServices>
 #include <QFileInfo>
@@ -482,6 +483,26 @@ void frmParent::setStatusPanelText(int panel, const QString& text)
         panel1_->setText(text);
     else if (panel == 2)
         panel2_->setText(text);
+}
+
+std::string frmParent::activeScreenKey() const
+{
+    const ChildScreen* active = activeChild();
+    return active ? active->Tag().toStdString() : std::string();
+}
+
+void frmParent::closePreferences()
+{
+    if (preferences_ && preferences_->isVisible())
+        preferences_->close();
+}
+
+void frmParent::setMenusEnabled(bool enabled)
+{
+    if (QMenuBar* menus = menuBar())
+        menus->setEnabled(enabled);
+    for (QToolBar* bar : findChildren<QToolBar*>())
+        bar->setEnabled(enabled);
 }
 
 void frmParent::restorePanelText()

@@ -2,6 +2,7 @@
 // The program's one top-level window: menus, toolbar and status bar around
 // one child screen at a time. Its load is the program's start-up, and every
 // screen change goes through SelectScreen.
+#include <QDialog>
 #include <QHash>
 #include <QIcon>
 #include <QMainWindow>
@@ -16,6 +17,7 @@
 #include "core/context.h"
 #include "ui/child_screen.h"
 #include "ui/help_window.h"
+#include "ui/main_window.h"
 
 class QAction;
 class QLabel;
@@ -38,7 +40,7 @@ struct ShellOptions {
     std::function<bool(const QUrl&)> openUrl;
 };
 
-class frmParent : public QMainWindow, public ScreenCalls {
+class frmParent : public QMainWindow, public ScreenCalls, public MainWindow {
     Q_OBJECT
 public:
     explicit frmParent(Context& ctx, ShellOptions options = {});
@@ -53,13 +55,22 @@ public:
     void SelectScreen(const std::string& screenKey) override;
     void UnloadMainWindow() override;
     void setMousePointer(int pointer) override;
+    std::string activeScreenKey() const override;
+    void closePreferences() override;
+
+    // MainWindow.
+    QWidget* ownerWidget() override { return this; }
+    void setMenusEnabled(bool enabled) override;
+    void setWindowEnabled(bool enabled) override { setEnabled(enabled); }
+    void unloadActiveScreen() override { unloadScreen(activeChild()); }
+    void setOpenPreferences(QDialog* dialog) override { preferences_ = dialog; }
 
     // The shown child screen (the one shown last), or null.
-    ChildScreen* activeChild() const;
+    ChildScreen* activeChild() const override;
     // Shows the screen of `key`: the active child when it carries that tag,
     // else a newly loaded one, which becomes active. No initialisation and no
     // unloading of the previous screen; null for an unknown key.
-    ChildScreen* showScreen(const std::string& key);
+    ChildScreen* showScreen(const std::string& key) override;
     // Unloads a child screen: it is hidden at once and deleted when control
     // returns to the event loop, so a screen may unload itself from its own
     // handlers (but must not pump messages after that).
@@ -67,9 +78,9 @@ public:
 
     // Status bar panels 1 and 2.
     QString statusPanelText(int panel) const;
-    void setStatusPanelText(int panel, const QString& text);
+    void setStatusPanelText(int panel, const QString& text) override;
     // Panel 1 from the caption: the current screen's name.
-    void restorePanelText();
+    void restorePanelText() override;
 
     // F1 and Help Topics.
     void showHelp();
@@ -150,6 +161,7 @@ private:
 
     std::vector<QPointer<ChildScreen>> children_; // loaded, in order shown
     QPointer<ChildScreen> g_frmPrevious;
+    QPointer<QDialog> preferences_; // while the Preferences dialog is open
 };
 
 } // namespace lp

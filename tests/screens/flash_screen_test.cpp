@@ -31,7 +31,7 @@
 #include "qt_app.h"
 #include "ui/dialogs/frmExitReturnDialog.h"
 #include "ui/frmParent.h"
-#include "ui/placeholder_screens.h"
+#include "stand_in_screen.h"
 #include "core/string_table.h"
 #include "support/test_context.h"
 
@@ -107,14 +107,14 @@ struct FlashScreen : test::TestContext {
     {
         ShellOptions options;
         options.instanceLockPath = file("instance");
-        options.screens.preferences = [this](Context&, frmParent&) {
+        options.screens.preferences = [this](Context&, MainWindow&) {
             ++preferencesShown;
             return 0;
         };
-        options.screens.children["Summary"] = [](Context& c, frmParent& m) -> ChildScreen* {
-            return new PlaceholderScreen(c, m, "Summary", "frmVersion", "Summary");
+        options.screens.children["Summary"] = [](Context& c, MainWindow& m) -> ChildScreen* {
+            return new StandInScreen(c, m, "Summary", "frmVersion", "Summary");
         };
-        options.screens.children["Application Flash"] = [this](Context& c, frmParent& m) -> ChildScreen* {
+        options.screens.children["Application Flash"] = [this](Context& c, MainWindow& m) -> ChildScreen* {
             FlashScreenOptions flash;
             flash.selectFile = [this](frmFlash& s) {
                 ++selectFileCalls;

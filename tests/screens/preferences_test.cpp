@@ -13,7 +13,7 @@
 #include "qt_app.h"
 #include "ui/screens/frmPreferences.h"
 #include "ui/frmParent.h"
-#include "ui/placeholder_screens.h"
+#include "stand_in_screen.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -224,8 +224,8 @@ TEST(PreferencesScreen, OkReturnsToTheActiveScreenOrToSummary)
     ShellOptions options;
     options.instanceLockPath = t.file("instance");
     for (const char* key : {"Summary", "Application Flash", "LPTest"})
-        options.screens.children[key] = [key](Context& c, frmParent& m) -> ChildScreen* {
-            return new PlaceholderScreen(c, m, key, "frmPlaceholder", key);
+        options.screens.children[key] = [key](Context& c, MainWindow& m) -> ChildScreen* {
+            return new StandInScreen(c, m, key, "frmPlaceholder", key);
         };
     frmParent main(t.ctx, options);
     t.serialPorts.addPort(7);
@@ -234,7 +234,7 @@ TEST(PreferencesScreen, OkReturnsToTheActiveScreenOrToSummary)
     EXPECT_EQ(main.activeChild()->Tag(), "Summary");
     EXPECT_EQ(t.registryText(kKey, "PrevAdapter"), "LPII SIP");
 
-    auto* summary = static_cast<PlaceholderScreen*>(main.activeChild());
+    auto* summary = static_cast<StandInScreen*>(main.activeChild());
     onModal([&] { main.SelectScreen("Preferences"); }, [](QDialog& d) { d.reject(); });
     EXPECT_EQ(summary->initialiseCount(), 1);
     onModal([&] { main.SelectScreen("Preferences"); },

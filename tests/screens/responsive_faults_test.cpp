@@ -33,7 +33,7 @@
 #include "qt_support/pty_serial_rig.h"
 #include "ui/dialogs/frmExitReturnDialog.h"
 #include "ui/frmParent.h"
-#include "ui/placeholder_screens.h"
+#include "stand_in_screen.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -115,10 +115,10 @@ struct RealRig : test::TestContext {
         ShellOptions options;
         options.instanceLockPath = file("instance");
         if (!pick.empty()) {
-            options.screens.children["Summary"] = [](Context& c, frmParent& m) -> ChildScreen* {
-                return new PlaceholderScreen(c, m, "Summary", "frmVersion", "Summary");
+            options.screens.children["Summary"] = [](Context& c, MainWindow& m) -> ChildScreen* {
+                return new StandInScreen(c, m, "Summary", "frmVersion", "Summary");
             };
-            options.screens.children["Application Flash"] = [pick](Context& c, frmParent& m) -> ChildScreen* {
+            options.screens.children["Application Flash"] = [pick](Context& c, MainWindow& m) -> ChildScreen* {
                 FlashScreenOptions flash;
                 flash.selectFile = [pick](frmFlash& s) { s.SetFileName(pick); };
                 return new frmFlash(c, m, flash);

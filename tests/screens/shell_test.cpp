@@ -20,7 +20,7 @@
 #include "ui/dialogs/frmAboutDialog.h"
 #include "ui/dialogs/frmExitReturnDialog.h"
 #include "ui/frmParent.h"
-#include "ui/placeholder_screens.h"
+#include "stand_in_screen.h"
 #include "ui/res_picture.h"
 #include "ui/window_buttons.h"
 #include "platform/single_instance.h"
@@ -38,7 +38,7 @@ const std::string kKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
 // A screen that lets a test act inside its initialisation.
 class ProbeScreen : public ChildScreen {
 public:
-    ProbeScreen(Context& ctx, frmParent& main, const QString& tag, std::function<void(ProbeScreen&)> onInit)
+    ProbeScreen(Context& ctx, MainWindow& main, const QString& tag, std::function<void(ProbeScreen&)> onInit)
         : ChildScreen(ctx, main, tag), onInit_(std::move(onInit))
     {
     }
@@ -58,7 +58,7 @@ ScreenFactory probes(std::function<void(ProbeScreen&)> onInit)
 {
     ScreenFactory f = defaultScreenFactory();
     for (const char* key : {"Summary", "Application Flash", "LPTest"}) {
-        f.children[key] = [key, onInit](Context& ctx, frmParent& main) -> ChildScreen* {
+        f.children[key] = [key, onInit](Context& ctx, MainWindow& main) -> ChildScreen* {
             return new ProbeScreen(ctx, main, key, onInit);
         };
     }
@@ -70,8 +70,8 @@ ScreenFactory probes(std::function<void(ProbeScreen&)> onInit)
 ShellOptions withFlashStandIn()
 {
     ShellOptions options;
-    options.screens.children["Application Flash"] = [](Context& ctx, frmParent& main) -> ChildScreen* {
-        return new PlaceholderScreen(ctx, main, "Application Flash", "frmFlash", LoadResString(510));
+    options.screens.children["Application Flash"] = [](Context& ctx, MainWindow& main) -> ChildScreen* {
+        return new StandInScreen(ctx, main, "Application Flash", "frmFlash", LoadResString(510));
     };
     return options;
 }
@@ -95,8 +95,8 @@ struct Shell : test::TestContext {
         // reads an adapter.
         auto& summary = options.screens.children[ScreenKey::Summary];
         if (summary.target_type() == defaultScreenFactory().children[ScreenKey::Summary].target_type())
-            summary = [](Context& c, frmParent& m) -> ChildScreen* {
-                return new PlaceholderScreen(c, m, ScreenKey::Summary, "frmVersion", LoadResString(511));
+            summary = [](Context& c, MainWindow& m) -> ChildScreen* {
+                return new StandInScreen(c, m, ScreenKey::Summary, "frmVersion", LoadResString(511));
             };
         main = std::make_unique<frmParent>(ctx, std::move(options));
         main->MDIForm_Load();
@@ -184,7 +184,7 @@ TEST(Shell, FirstScreenFollowsTheStoredKindAndTheUpgradeSwitch)
         Shell s;
         s.load("/sipupgrade file.apf");
         EXPECT_EQ(s.tag(), "Application Flash");
-        EXPECT_EQ(static_cast<PlaceholderScreen*>(s.main->activeChild())->initialiseCount(), 1);
+        EXPECT_EQ(static_cast<StandInScreen*>(s.main->activeChild())->initialiseCount(), 1);
         EXPECT_EQ(s.main->windowTitle(), "HVN Linkport Toolkit - Application Firmware Flash");
     }
 }
@@ -218,7 +218,7 @@ TEST(Shell, SelectScreenSwitchesRefreshesAndRefuses)
     // Summary again: the same screen, initialised once more.
     m.SelectScreen("Summary");
     EXPECT_EQ(m.activeChild(), summary.data());
-    EXPECT_EQ(static_cast<PlaceholderScreen*>(summary.data())->initialiseCount(), 2);
+    EXPECT_EQ(static_cast<StandInScreen*>(summary.data())->initialiseCount(), 2);
 
     // Driver 1.9 refuses the flash screen; the toolbar is enabled again.
     s.ctx.g_strLP2DriverVersion = "1.9";
@@ -386,7 +386,7 @@ TEST(ShellDialogs, ExitReturnDialogGrowsWithItsMessageAndLeadsOn)
     m.toolbarButton("Summary")->setEnabled(false);
     dialog.findChild<QPushButton*>("cmdToolkit")->click();
     EXPECT_EQ(s.tag(), "Summary");
-    EXPECT_EQ(static_cast<PlaceholderScreen*>(m.activeChild())->initialiseCount(), 1);
+    EXPECT_EQ(static_cast<StandInScreen*>(m.activeChild())->initialiseCount(), 1);
     EXPECT_FALSE(m.toolbarButton("Summary")->isEnabled());
 
     frmExitReturnDialog again(s.ctx, m);

@@ -10,7 +10,7 @@
 #include "ui/dialogs/frmWirelessPickerDialog.h"
 #include "qt_app.h"
 #include "ui/frmParent.h"
-#include "ui/placeholder_screens.h"
+#include "stand_in_screen.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -105,19 +105,19 @@ TEST(WirelessPickerDialog, SelectWritesAndReturnsToTheActiveScreenOrToSummary)
         int summaryInits = 0;
         ShellOptions options;
         options.instanceLockPath = p.file("instance");
-        options.screens.children["Summary"] = [&summaryInits](Context& ctx, frmParent& main) -> ChildScreen* {
+        options.screens.children["Summary"] = [&summaryInits](Context& ctx, MainWindow& main) -> ChildScreen* {
             ++summaryInits;
-            return new PlaceholderScreen(ctx, main, "Summary", "frmVersion", "Summary");
+            return new StandInScreen(ctx, main, "Summary", "frmVersion", "Summary");
         };
         frmParent main(p.ctx, options);
         main.MDIForm_Load();
-        auto* summary = static_cast<PlaceholderScreen*>(main.activeChild());
+        auto* summary = static_cast<StandInScreen*>(main.activeChild());
         ASSERT_NE(summary, nullptr);
         ASSERT_EQ(summary->initialiseCount(), 1);
 
         QDialog preferences(&main);
-        preferences.setProperty("Tag", "Preferences");
         preferences.show();
+        main.setOpenPreferences(&preferences);
         frmWirelessPickerDialog d(p.ctx, &preferences);
         Picker::click(d, "cmdSelect");
         EXPECT_FALSE(preferences.isVisible());

@@ -4,7 +4,8 @@
 #include <QPushButton>
 
 #include "settings/modLibrary.h"
-#include "ui/frmParent.h"
+#include "ui/child_screen.h"
+#include "ui/main_window.h"
 #include "ui/res_picture.h"
 #include "operations/startup.h"
 #include "core/string_table.h"
@@ -22,8 +23,8 @@ constexpr int kButtonHeight = 375;
 
 } // namespace
 
-frmExitReturnDialog::frmExitReturnDialog(Context& ctx, frmParent& mainWindow)
-    : QDialog(&mainWindow), ctx_(ctx), main_(mainWindow)
+frmExitReturnDialog::frmExitReturnDialog(Context& ctx, MainWindow& mainWindow)
+    : QDialog(mainWindow.ownerWidget()), ctx_(ctx), main_(mainWindow)
 {
     setObjectName("frmExitReturnDialog");
     setWindowTitle(QString::fromStdString(LoadResString(502)));
@@ -87,7 +88,7 @@ void frmExitReturnDialog::toolkit()
 {
     // Not through SelectScreen: the toolbar and menus stay as they are.
     accept();
-    main_.unloadScreen(main_.activeChild());
+    main_.unloadActiveScreen();
     if (ChildScreen* summary = main_.showScreen("Summary"))
         summary->initialise();
 }

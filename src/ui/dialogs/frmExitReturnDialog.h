@@ -11,12 +11,12 @@ class QPushButton;
 
 namespace lp {
 
-class frmParent;
+class MainWindow;
 
 class frmExitReturnDialog : public QDialog {
     Q_OBJECT
 public:
-    frmExitReturnDialog(Context& ctx, frmParent& mainWindow);
+    frmExitReturnDialog(Context& ctx, MainWindow& mainWindow);
 
     // Puts the text into lblMessage; the dialog becomes the label's height
     // plus 1500 twips, so the buttons below it stay visible for any text.
@@ -29,7 +29,7 @@ private:
     void exitProgram();
 
     Context& ctx_;
-    frmParent& main_;
+    MainWindow& main_;
     QLabel* lblMessage_;
     QPushButton* cmdToolkit_;
     QPushButton* cmdFlash_;

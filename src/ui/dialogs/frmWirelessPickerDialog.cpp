@@ -14,7 +14,6 @@
 
 #include "ports/logger.h"
 #include "ports/prompts.h"
-#include "ui/frmParent.h"
 #include "ui/res_picture.h"
 #include "operations/startup.h"
 #include "core/string_table.h"
@@ -25,19 +24,6 @@ namespace {
 
 QString qs(const std::string& s) { return QString::fromStdString(s); }
 
-// The main window, if the screens port is one.
-frmParent* mainWindowOf(Context& ctx) { return dynamic_cast<frmParent*>(ctx.ports.screens); }
-
-// The Preferences dialog, wherever it is open.
-QDialog* openPreferences()
-{
-    for (QWidget* w : QApplication::topLevelWidgets()) {
-        auto* d = qobject_cast<QDialog*>(w);
-        if (d && d->isVisible() && d->property("Tag").toString() == ScreenKey::Preferences)
-            return d;
-    }
-    return nullptr;
-}
 
 } // namespace
 
@@ -254,12 +240,8 @@ void frmWirelessPickerDialog::cmdSelect_Click()
         ctx_.ports.screens->SelectScreen(ScreenKey::Summary);
         return;
     }
-    if (QDialog* preferences = openPreferences())
-        preferences->close();
-    std::string tag;
-    if (frmParent* main = mainWindowOf(ctx_); main && main->activeChild())
-        tag = main->activeChild()->Tag().toStdString();
-    ctx_.ports.screens->SelectScreen(tag);
+    ctx_.ports.screens->closePreferences();
+    ctx_.ports.screens->SelectScreen(ctx_.ports.screens->activeScreenKey());
 }
 
 void frmWirelessPickerDialog::cmdCancel_Click() { done(QDialog::Rejected); }

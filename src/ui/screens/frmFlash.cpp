@@ -6,9 +6,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
-#include <QMenuBar>
 #include <QPushButton>
-#include <QToolBar>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -25,7 +23,7 @@
 #include "ui/dialogs/frmDownloadProgress.h"
 #include "ui/dialogs/frmExitReturnDialog.h"
 #include "ui/dialogs/frmSelectFile.h"
-#include "ui/frmParent.h"
+#include "ui/main_window.h"
 
 namespace lp {
 
@@ -170,7 +168,7 @@ private:
 
 // ---------------------------------------------------------------- the form
 
-frmFlash::frmFlash(Context& ctx, frmParent& mainWindow, FlashScreenOptions options)
+frmFlash::frmFlash(Context& ctx, MainWindow& mainWindow, FlashScreenOptions options)
     : ChildScreen(ctx, mainWindow, "Application Flash"), options_(std::move(options))
 {
     setObjectName("frmFlash");
@@ -416,7 +414,7 @@ void frmFlash::cmbWLPList_Click()
     // No screen change and no other choice while the connection is made.
     setMainWindowEnabled(false);
     cmbWLPList_->setEnabled(false);
-    QPointer<frmConnectingDialog> waiting = frmConnectingDialog::Load(c, &mainWindow());
+    QPointer<frmConnectingDialog> waiting = frmConnectingDialog::Load(c, mainWindow().ownerWidget());
     waiting->lblAdapterName()->setText(qs(adapterRow(1)));
     waiting->show();
     session_->beginWirelessRead(c.g_strWLPSelectedIP);
@@ -488,7 +486,8 @@ void frmFlash::cmdSelectFile_Click()
         options_.selectFile(*this);
         return;
     }
-    frmSelectFile dialog(ctx(), kind_, [this](const std::string& path) { SetFileName(path); }, &mainWindow());
+    frmSelectFile dialog(ctx(), kind_, [this](const std::string& path) { SetFileName(path); },
+                         mainWindow().ownerWidget());
     dialog.exec();
 }
 
@@ -540,7 +539,7 @@ void frmFlash::showProgressDialog()
     if (destroying_)
         return;
     if (!progress_) {
-        progress_ = new frmDownloadProgress(kind_, &mainWindow());
+        progress_ = new frmDownloadProgress(kind_, mainWindow().ownerWidget());
         progress_->setAttribute(Qt::WA_DeleteOnClose, false);
     }
     progress_->show();
@@ -585,11 +584,7 @@ void frmFlash::setMainWindowEnabled(bool enabled)
     if (lockDepth_ < 0)
         lockDepth_ = 0;
     const bool on = lockDepth_ == 0;
-    frmParent& main = mainWindow();
-    if (QMenuBar* menus = main.menuBar())
-        menus->setEnabled(on);
-    for (QToolBar* bar : main.findChildren<QToolBar*>())
-        bar->setEnabled(on);
+    mainWindow().setMenusEnabled(on);
 }
 
 // ---------------------------------------------------------------- small things

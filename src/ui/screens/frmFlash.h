@@ -47,7 +47,7 @@ struct FlashScreenOptions {
 class frmFlash : public ChildScreen {
     Q_OBJECT
 public:
-    frmFlash(Context& ctx, frmParent& mainWindow, FlashScreenOptions options = {});
+    frmFlash(Context& ctx, MainWindow& mainWindow, FlashScreenOptions options = {});
     ~frmFlash() override;
 
     // The shell's initialisation runs Initialize.

@@ -7,7 +7,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "ui/frmParent.h"
+#include "ui/main_window.h"
 #include "operations/startup.h"
 #include "core/string_table.h"
 
@@ -31,7 +31,7 @@ private:
 
 } // namespace
 
-frmLPTest::frmLPTest(Context& ctx, frmParent& mainWindow) : ChildScreen(ctx, mainWindow, ScreenKey::LPTest)
+frmLPTest::frmLPTest(Context& ctx, MainWindow& mainWindow) : ChildScreen(ctx, mainWindow, ScreenKey::LPTest)
 {
     setObjectName("frmLPTest");
 

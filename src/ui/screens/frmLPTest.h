@@ -12,7 +12,7 @@ namespace lp {
 class frmLPTest : public ChildScreen, public AdapterTestReport {
     Q_OBJECT
 public:
-    frmLPTest(Context& ctx, frmParent& mainWindow);
+    frmLPTest(Context& ctx, MainWindow& mainWindow);
 
     // Index 1 to 5 as the test numbers its results; "Red", "Green" or
     // "White" as the background (another word keeps the colour).

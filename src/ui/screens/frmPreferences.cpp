@@ -10,7 +10,8 @@
 
 #include "ui/dialogs/frmWirelessPickerDialog.h"
 #include "ports/prompts.h"
-#include "ui/frmParent.h"
+#include "ui/child_screen.h"
+#include "ui/main_window.h"
 #include "ui/res_picture.h"
 #include "operations/startup.h"
 #include "core/string_table.h"
@@ -228,10 +229,12 @@ void frmPreferences::cmdWirelessAdapters_Click()
         cmdOK_Click();
 }
 
-int frmPreferences::ShowPreferences(Context& ctx, frmParent& mainWindow, WirelessPickerCall picker)
+int frmPreferences::ShowPreferences(Context& ctx, MainWindow& mainWindow, WirelessPickerCall picker)
 {
-    frmPreferences dialog(ctx, &mainWindow, std::move(picker));
+    frmPreferences dialog(ctx, mainWindow.ownerWidget(), std::move(picker));
+    mainWindow.setOpenPreferences(&dialog);
     const int result = dialog.exec();
+    mainWindow.setOpenPreferences(nullptr);
     if (result == QDialog::Accepted) {
         ChildScreen* active = mainWindow.activeChild();
         mainWindow.SelectScreen(PreferencesReturnScreen(active ? active->Tag().toStdString() : std::string()));

@@ -18,7 +18,7 @@ class QPushButton;
 
 namespace lp {
 
-class frmParent;
+class MainWindow;
 
 // Opens the wireless picker modally over `owner`; QDialog::Accepted after
 // the user selected an adapter.
@@ -34,7 +34,7 @@ public:
     // returns to the screen named by the active screen's tag, or to Summary
     // when no screen is open yet (Preferences at start-up). The result is
     // the dialog's.
-    static int ShowPreferences(Context& ctx, frmParent& mainWindow, WirelessPickerCall picker = {});
+    static int ShowPreferences(Context& ctx, MainWindow& mainWindow, WirelessPickerCall picker = {});
 
     const Preferences& preferences() const { return model_; }
 

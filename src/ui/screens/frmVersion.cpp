@@ -11,7 +11,7 @@
 #include "adapters/wireless/modWLP.h"
 #include "ports/logger.h"
 #include "ports/prompts.h"
-#include "ui/frmParent.h"
+#include "ui/main_window.h"
 #include "operations/startup.h"
 #include "core/string_table.h"
 
@@ -42,7 +42,7 @@ private:
 
 } // namespace
 
-frmVersion::frmVersion(Context& ctx, frmParent& mainWindow) : ChildScreen(ctx, mainWindow, ScreenKey::Summary)
+frmVersion::frmVersion(Context& ctx, MainWindow& mainWindow) : ChildScreen(ctx, mainWindow, ScreenKey::Summary)
 {
     setObjectName("frmVersion");
 
@@ -92,7 +92,7 @@ frmVersion::~frmVersion()
     frmConnectingDialog::Unload(connecting_);
     // A screen that goes while it waits must not leave the window locked.
     if (mainDisabled_)
-        mainWindow().setEnabled(true);
+        mainWindow().setWindowEnabled(true);
 }
 
 void frmVersion::Initialize()
@@ -238,13 +238,13 @@ void frmVersion::setRowValue(int row, const std::string& value)
 void frmVersion::setMainWindowEnabled(bool enabled)
 {
     mainDisabled_ = !enabled;
-    mainWindow().setEnabled(enabled);
+    mainWindow().setWindowEnabled(enabled);
 }
 
 void frmVersion::showConnectingDialog(const std::string& adapterName)
 {
     frmConnectingDialog::Unload(connecting_);
-    connecting_ = frmConnectingDialog::Load(ctx(), &mainWindow());
+    connecting_ = frmConnectingDialog::Load(ctx(), mainWindow().ownerWidget());
     connecting_->lblAdapterName()->setText(qs(adapterName));
     connecting_->show();
 }

@@ -22,7 +22,7 @@ class frmConnectingDialog;
 class frmVersion : public ChildScreen, private SummaryView {
     Q_OBJECT
 public:
-    frmVersion(Context& ctx, frmParent& mainWindow);
+    frmVersion(Context& ctx, MainWindow& mainWindow);
     ~frmVersion() override;
 
     // The main window's "initialise": Initialize.
