@@ -74,9 +74,18 @@ int runSummary(Session& s)
     if (layout.captions.empty())
         return fail(s, kExitUsage, "no adapter is configured: linkport config set device lp2|compact|wireless");
     RowsView view(layout.captions.size());
+    std::string silence;
     if (c.g_strDeviceKind == kKindWireless) {
         if (!readWireless(s, view))
             return fail(s, kExitUsage, s.prompts.messages().back().text);
+        // The screen shows "Not Present" rows and stays; a script needs to
+        // know that nothing answered.
+        const std::string none = LoadResString(508);
+        if (view.rowValue(WLPRow::Hardware) == none && view.rowValue(WLPRow::Application) == none
+            && view.rowValue(WLPRow::Boot) == none)
+            silence = "the wireless adapter " + view.rowValue(WLPRow::Adapter) + " at "
+                      + view.rowValue(WLPRow::Address) + " did not answer: check that it is powered and on this "
+                      + "network";
     } else if (c.ports.serialPorts) {
         std::unique_ptr<SerialPort> connection = c.ports.serialPorts->create();
         if (c.g_strDeviceKind == kKindLP2)
@@ -92,9 +101,14 @@ int runSummary(Session& s)
         s.json.beginObject().member("description", layout.captions[i]).member("value", view.values[i]).endObject();
         s.text += "  " + layout.captions[i] + "\t" + view.values[i] + "\n";
     }
-    s.json.endArray().endObject();
+    s.json.endArray();
+    if (!silence.empty()) {
+        s.json.member("error", silence);
+        std::fprintf(stderr, "linkport: %s\n", silence.c_str());
+    }
+    s.json.endObject();
     // An error box means the adapter could not be read as it should.
-    return s.prompts.messages().empty() ? kExitDone : kExitFailed;
+    return s.prompts.messages().empty() && silence.empty() ? kExitDone : kExitFailed;
 }
 
 } // namespace lp::cli

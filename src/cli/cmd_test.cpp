@@ -4,6 +4,8 @@
 
 #include "adapters/lp2/adapter_test.h"
 #include "cli/session.h"
+#include "core/string_table.h"
+#include "operations/preferences.h"
 
 namespace lp::cli {
 
@@ -37,10 +39,20 @@ int runTest(Session& s)
 {
     if (!s.args.operands.empty())
         return fail(s, kExitUsage, "test takes no operands");
+    // The test always goes through the second-generation adapter's driver,
+    // whichever adapter is selected: say so, so that a pass is not taken
+    // for the selected adapter's.
+    const std::string tested = DeviceKindName("LPII SIP");
+    s.text = tested + " adapter test, through its RP1210 driver (LP2RP32)\n";
+    const std::string selected = s.ctx.g_strDeviceKind;
+    if (selected != "LPII SIP" && !selected.empty())
+        s.text += "Note: the selected adapter is the " + DeviceKindName(selected) + "; this test checks the "
+                  + tested + " and its driver only.\n";
     ResultsReport report;
     RunAdapterTest(s.ctx, report);
     bool allPassed = true;
-    s.json.beginObject().key("results").beginArray();
+    s.json.beginObject().member("adapter", tested).member("selected", DeviceKindName(selected));
+    s.json.key("results").beginArray();
     for (size_t i = 0; i < report.results.size(); ++i) {
         const Result& r = report.results[i];
         allPassed = allPassed && r.text == "Passed";

@@ -14,6 +14,21 @@
 namespace lp::cli {
 
 bool stdinIsTerminal() { return isatty(fileno(stdin)) != 0; }
+
+std::string TerminalText(const std::string& text)
+{
+    // The boxes' texts break lines with CR LF, and some with a bare CR,
+    // which on a terminal would write over the start of the line.
+    std::string out;
+    out.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\r')
+            out += text[i];
+        else if (i + 1 >= text.size() || text[i + 1] != '\n')
+            out += '\n';
+    }
+    return out;
+}
 bool stderrIsTerminal() { return isatty(fileno(stderr)) != 0; }
 
 int TerminalPrompts::msgBox(const std::string& prompt, int style, const std::string& title)
@@ -29,7 +44,7 @@ int TerminalPrompts::ask(const std::string& prompt, int style, const std::string
     messages_.push_back({prompt, title});
     const int buttons = style & 0x0F;
     const bool question = buttons == MsgBoxStyle::YesNo || buttons == MsgBoxStyle::YesNoCancel;
-    std::fprintf(stderr, "%s: %s\n", title.c_str(), prompt.c_str());
+    std::fprintf(stderr, "%s: %s\n", title.c_str(), TerminalText(prompt).c_str());
     if (!question) {
         // Boxes with OK (and Cancel, Retry ...) only tell something here.
         return buttons == MsgBoxStyle::AbortRetryIgnore ? MsgBoxResult::Abort

@@ -36,6 +36,8 @@ private:
 
 // True when standard input / standard error are terminals.
 bool stdinIsTerminal();
+// A message's text with its line ends as a terminal wants them.
+std::string TerminalText(const std::string& text);
 bool stderrIsTerminal();
 
 } // namespace lp::cli

@@ -161,6 +161,8 @@ TEST(Cli, OlderFileQuestionAndRefusedFlash)
     EXPECT_EQ(outcome(yes), "1 success") << yes.err;
     EXPECT_EQ(str(yes.json["read_back"]), "mismatch");
     EXPECT_EQ(str(yes.json["version_after"]), "1.9");
+    // The boxes' CR LF line ends reach the terminal as plain line ends.
+    EXPECT_EQ(yes.err.find('\r'), std::string::npos) << yes.err;
     // Nobody to ask: the question is the error.
     const CliRun unasked = linkport(home, {"--demo", "--json", "flash", path});
     EXPECT_EQ(unasked.code, 2);
@@ -208,11 +210,23 @@ TEST(Cli, RefusedRecordEndsTheFlash)
     EXPECT_EQ(str(log.json["entries"].toArray()[1].toObject()["result"]), "failure");
 }
 
+TEST(Cli, WirelessAdapterThatDoesNotAnswerFailsTheSummary)
+{
+    TempDir home;
+    auto sim = simulator({"--wireless", "--wireless-garbage", "--select=wireless"});
+    ASSERT_TRUE(sim);
+    const CliRun r = linkport(home, {"--json", "summary"});
+    EXPECT_EQ(r.code, 1) << r.err;
+    EXPECT_NE(str(r.json["error"]).find("did not answer"), std::string::npos) << str(r.json["error"]);
+    EXPECT_EQ(r.json["rows"].toArray().size(), 7);
+}
+
 TEST(Cli, AdapterTestResults)
 {
     TempDir home;
     const CliRun passed = linkport(home, {"--demo", "test", "--json"});
     EXPECT_EQ(passed.code, 0) << passed.err;
+    EXPECT_EQ(str(passed.json["adapter"]), "Linkport II");
     const QJsonArray all = passed.json["results"].toArray();
     ASSERT_EQ(all.size(), 5);
     for (const QJsonValue& r : all) {
