@@ -323,6 +323,21 @@ FlashCheckOutcome FlashSession::checks(const FlashAdapterValues& shown)
     return outcome;
 }
 
+// An adapter whose versions could not be read (one that sits in its loader
+// after a broken flash, or one that answers nothing) skips the checks, but
+// is flashed only on the user's own yes.
+bool FlashSession::flashUnreadAdapter(const FlashAdapterValues& shown)
+{
+    const int answer = ctx_.ports.prompts->msgBox(NoHardwareVersionText(),
+                                                  MsgBoxStyle::YesNoCancel + MsgBoxStyle::Question,
+                                                  FlashProgramTitle(ctx_));
+    if (answer == MsgBoxResult::Yes)
+        return true;
+    openAttempt(shown);
+    concludeAttempt(FlashOutcome::Cancelled, 0, 0);
+    return false;
+}
+
 // ---------------------------------------------------------------- the flash
 
 bool FlashSession::begin(const FlashAdapterValues& shown)
@@ -423,7 +438,7 @@ bool FlashSession::FlashCGP(const FlashAdapterValues& shown)
     // nothing does) can only be flashed without the checks; one that gave
     // either is checked.
     const bool unread = shown.hardware == notPresent() && shown.application == notPresent();
-    if (!unread && !checks(shown))
+    if (unread ? !flashUnreadAdapter(shown) : !checks(shown))
         return false;
     if (CGPFlashBaudRate(ctx_) == 0) {
         ctx_.ports.prompts->msgBox(InvalidBaudRateText(), MsgBoxStyle::OkOnly + MsgBoxStyle::Critical,
@@ -470,7 +485,8 @@ bool FlashSession::FlashWLP(const FlashAdapterValues& shown)
         return false;
     }
     wireless_->setFlashState("4");
-    if (shown.application != notPresent() && !checks(shown))
+    const bool unread = shown.application == notPresent();
+    if (unread ? !flashUnreadAdapter(shown) : !checks(shown))
         return false;
     socket_->close();
     log("wireless flash of \"" + ctx_.g_strFlashFileName + "\" to " + ctx_.g_strWLPSelectedIP);

@@ -140,6 +140,7 @@ private:
     bool FlashLP2(const FlashAdapterValues& shown);
     bool FlashCGP(const FlashAdapterValues& shown);
     bool FlashWLP(const FlashAdapterValues& shown);
+    bool flashUnreadAdapter(const FlashAdapterValues& shown);
 
     void openAttempt(const FlashAdapterValues& shown);
     // Called once the flash object says it has ended (or at the success

@@ -289,7 +289,9 @@ TEST(FlashScreen, SecondGenerationFailuresAndRefusals)
     EXPECT_EQ(f.prompts.boxes()[0].style, MsgBoxStyle::Exclamation);
     EXPECT_EQ(f.main->windowTitle(), "HVN Linkport Toolkit - Application Firmware Flash");
     EXPECT_TRUE(f.selectEnabled());
-    EXPECT_FALSE(f.beginEnabled());
+    // The file is still the chosen one: another try needs no new choice.
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(f.beginEnabled());
 
     // Older file, answered No: Select File again, nothing sent.
     s.SetFileName(f.firmwareFile("old.apf", firmware("Application", "1.2", "3.0")));
@@ -299,6 +301,8 @@ TEST(FlashScreen, SecondGenerationFailuresAndRefusals)
     EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{LoadResString(105)});
     EXPECT_EQ(f.flashCommands(), 1u);
     EXPECT_FALSE(f.driver.core().clientOpen(0)); // the client opened for the flash is closed again
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(f.beginEnabled());
 
     // A parallel port: refused before anything is sent.
     s.SetFileName(fw);
@@ -401,11 +405,18 @@ TEST(FlashScreen, ReturningChecksTheChosenFileAgainstTheKind)
     f.prompts.clear();
     s.Initialize();
     EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"Not Present", "Not Present", "Not Present"}));
+    // No 104 for the list that does not hold the adapter, but nothing goes
+    // to an adapter nobody could read without the user's yes.
+    f.prompts.clear();
+    f.prompts.answer(MsgBoxResult::No);
+    f.clickBeginFlash();
+    EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{NoHardwareVersionText()});
+    EXPECT_EQ(f.preferencesShown, 0);
+    EXPECT_EQ(f.compact.mode(), sim::CompactModel::Mode::Application);
+    // Yes: the flash itself runs and finds no loader.
     f.prompts.clear();
     f.clickBeginFlash();
-    // No 104 for the list that does not hold the adapter: the flash itself
-    // runs and finds no loader.
-    EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{CGPErrorText(2)});
+    EXPECT_EQ(f.prompts.prompts(), (std::vector<std::string>{NoHardwareVersionText(), CGPErrorText(2)}));
     EXPECT_EQ(f.preferencesShown, 1);
     EXPECT_FALSE(s.flashRunning());
     EXPECT_TRUE(f.main->menuBar()->isEnabled());

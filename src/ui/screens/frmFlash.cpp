@@ -514,11 +514,27 @@ void frmFlash::cmdBeginFlash_Click()
     BeginFlashForAdapterKind();
 }
 
-void frmFlash::BeginFlashForAdapterKind() { session_->begin(shownValues()); }
+void frmFlash::BeginFlashForAdapterKind()
+{
+    if (!session_->begin(shownValues()))
+        offerAnotherAttempt();
+}
+
+// The file is still the chosen one: after an attempt that a question, a
+// refusal or a failure ended, it can be flashed again without choosing it anew.
+void frmFlash::offerAnotherAttempt()
+{
+    if (!destroying_ && !flashRunning())
+        cmdBeginFlash_->setEnabled(ctx().gbln_FileSelected);
+}
 
 void frmFlash::flashEnded(const FlashAttempt& attempt)
 {
-    if (attempt.outcome != FlashOutcome::Success || destroying_)
+    if (destroying_)
+        return;
+    // The session may still be inside the call that ended the attempt.
+    QMetaObject::invokeMethod(this, [this] { offerAnotherAttempt(); }, Qt::QueuedConnection);
+    if (attempt.outcome != FlashOutcome::Success)
         return;
     if (attempt.readBack == ReadBackVerdict::Mismatch) {
         msgBox("The adapter reports application firmware version " + attempt.versionAfter

@@ -118,6 +118,7 @@ private:
     FlashAdapterValues shownValues() const;
     // The attempt is over: a read-back that does not match is a warning.
     void flashEnded(const FlashAttempt& attempt);
+    void offerAnotherAttempt();
 
     void setAdapterRow(int row, const std::string& value);
     void setFileRow(int row, const std::string& value);
