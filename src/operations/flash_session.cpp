@@ -484,7 +484,7 @@ bool FlashSession::FlashWLP(const FlashAdapterValues& shown)
         view_.returnToReadyState();
         return false;
     }
-    wireless_->setFlashState("4");
+    wireless_->setFlashState(WirelessFlashStateText(WirelessFlashState::Connecting));
     const bool unread = shown.application == notPresent();
     if (unread ? !flashUnreadAdapter(shown) : !checks(shown))
         return false;

@@ -2,13 +2,14 @@
 
 #include <algorithm>
 
+#include "adapters/frames.h"
+#include "core/string_table.h"
 #include "core/vb_text.h"
 #include "firmware/modFileInformation.h"
-#include "adapters/frames.h"
+#include "platform/windows_directory.h"
+#include "ports/host.h"
 #include "ports/logger.h"
 #include "ports/profile_files.h"
-#include "platform/windows_directory.h"
-#include "core/string_table.h"
 
 namespace lp {
 
@@ -194,6 +195,36 @@ std::string WLPParseIdentityText(const Bytes& reply)
     for (size_t i = 4; i + 1 < reply.size(); ++i)
         appendAnsiChar(text, reply[i]);
     return text;
+}
+
+bool WLPConnect(Context& ctx, TcpSocket& socket, const std::string& address, int32_t timeoutMs)
+{
+    // A socket left in error (state 9) refuses Connect just as a connected
+    // one does, so anything but closed is closed first.
+    if (socket.state() != TcpState::Closed)
+        socket.close();
+    socket.setRemoteHost(address);
+    socket.setRemotePort(kWLPTcpPort);
+    if (!socket.connect()) {
+        if (ctx.ports.log)
+            ctx.ports.log->warning(LogSubsystem::Flash, "connect to " + address + " refused: " + socket.lastError());
+        return false;
+    }
+    if (!ctx.ports.host) {
+        socket.close();
+        return false;
+    }
+    ctx.ports.host->waitUntil(
+        [&] { return socket.state() == TcpState::Connected || socket.state() == TcpState::Error; }, timeoutMs);
+    if (socket.state() == TcpState::Connected)
+        return true;
+    if (socket.state() != TcpState::Error) {
+        // The socket never said: stop it rather than leave it connecting.
+        socket.close();
+        if (ctx.ports.log)
+            ctx.ports.log->warning(LogSubsystem::Flash, "connect to " + address + " gave no answer");
+    }
+    return false;
 }
 
 } // namespace lp

@@ -60,4 +60,10 @@ std::string WLPParseHexVersion(const Bytes& reply);
 // page, here written as UTF-8).
 std::string WLPParseIdentityText(const Bytes& reply);
 
+// Connect: closes the socket when it is connected, sets the remote host to
+// `address` and the port to 12321, connects and waits, letting messages
+// run, until the socket is connected or in error (or `timeoutMs` passed,
+// which closes it). True when connected. The flash screen uses it too.
+bool WLPConnect(Context& ctx, TcpSocket& socket, const std::string& address, int32_t timeoutMs = 30000);
+
 } // namespace lp

@@ -109,36 +109,6 @@ template <typename Step> void WirelessFlash::runGuarded(Step&& stepFn)
 
 // ---------------------------------------------------------------- starts
 
-bool WLPConnect(Context& ctx, TcpSocket& socket, const std::string& address, int32_t timeoutMs)
-{
-    // A socket left in error (state 9) refuses Connect just as a connected
-    // one does, so anything but closed is closed first.
-    if (socket.state() != TcpState::Closed)
-        socket.close();
-    socket.setRemoteHost(address);
-    socket.setRemotePort(kWLPTcpPort);
-    if (!socket.connect()) {
-        if (ctx.ports.log)
-            ctx.ports.log->warning(LogSubsystem::Flash, "connect to " + address + " refused: " + socket.lastError());
-        return false;
-    }
-    if (!ctx.ports.host) {
-        socket.close();
-        return false;
-    }
-    ctx.ports.host->waitUntil(
-        [&] { return socket.state() == TcpState::Connected || socket.state() == TcpState::Error; }, timeoutMs);
-    if (socket.state() == TcpState::Connected)
-        return true;
-    if (socket.state() != TcpState::Error) {
-        // The socket never said: stop it rather than leave it connecting.
-        socket.close();
-        if (ctx.ports.log)
-            ctx.ports.log->warning(LogSubsystem::Flash, "connect to " + address + " gave no answer");
-    }
-    return false;
-}
-
 bool WirelessFlash::beginVersionRead(const std::string& address)
 {
     if (active_ || busy_) {
@@ -162,7 +132,7 @@ bool WirelessFlash::beginVersionRead(const std::string& address)
                 endVersionRead("no connection to " + address_);
             return;
         }
-        setState("1");
+        setState(WirelessFlashState::IdentityAsked);
         screen_.setHardFlashTimerEnabled(true);
         send(kAskIdentity, "identity query");
         reading = true;
@@ -195,7 +165,7 @@ bool WirelessFlash::beginFlash(const std::string& address, const std::string& pa
     }
     startTick_ = ctx_.ports.host->tickCount();
     active_ = true;
-    setState("4");
+    setState(WirelessFlashState::Connecting);
     log(Info, "flash of " + path + " into " + address);
     screen_.setMousePointer(kHourglass);
     bool running = false;
@@ -240,7 +210,7 @@ void WirelessFlash::dataArrival()
 
 void WirelessFlash::socketError(int32_t number, const std::string& description)
 {
-    log(Warning, "socket error " + std::to_string(number) + " (" + description + ") in state " + state_);
+    log(Warning, "socket error " + std::to_string(number) + " (" + description + ") in state " + flashState());
     if (reconnecting_) {
         // The reconnect tries again while the adapter restarts; it shows the
         // last error itself if the adapter never comes back.
@@ -252,7 +222,7 @@ void WirelessFlash::socketError(int32_t number, const std::string& description)
         // The flash is done; a version that does not come is "Not Present".
         return;
     }
-    if (active_ && !busy_ && job_ == Job::Flash && state_ == "12" && number == TcpError::ConnectionReset) {
+    if (active_ && !busy_ && job_ == Job::Flash && state_ == WirelessFlashState::Restarting && number == TcpError::ConnectionReset) {
         // The adapter took the closing frame and restarted before its
         // answer got out: that is the end of file the state waits for.
         log(Info, "the adapter restarted without answering the closing frame");
@@ -263,7 +233,7 @@ void WirelessFlash::socketError(int32_t number, const std::string& description)
             LoadResString(502));
     if (!active_)
         return;
-    const std::string why = "socket error " + std::to_string(number) + " in state " + state_;
+    const std::string why = "socket error " + std::to_string(number) + " in state " + flashState();
     if (busy_) {
         errorPending_ = true;
         pendingErrorText_ = why;
@@ -276,7 +246,7 @@ void WirelessFlash::hardFlashTick()
 {
     if (busy_ || !active_ || !ctx_.ports.host)
         return;
-    if (recordOwed_ && job_ == Job::Flash && state_ == "6") {
+    if (recordOwed_ && job_ == Job::Flash && state_ == WirelessFlashState::SendingRecords) {
         runGuarded([&] { sendNextRecord(); });
         return;
     }
@@ -285,7 +255,7 @@ void WirelessFlash::hardFlashTick()
     if (resendsLeft_ > 0) {
         --resendsLeft_;
         ++result_.resends;
-        log(Warning, "no answer in state " + state_ + " for " + std::to_string(std::llround(secondsSinceSend() * 1000))
+        log(Warning, "no answer in state " + flashState() + " for " + std::to_string(std::llround(secondsSinceSend() * 1000))
                          + " ms: sending the last " + std::to_string(lastSent_.size()) + " bytes again");
         if (!TCPSocket.sendData(lastSent_))
             log(Warning, "the socket refused the re-send: " + TCPSocket.lastError());
@@ -294,7 +264,7 @@ void WirelessFlash::hardFlashTick()
     }
     runGuarded([&] {
         if (job_ == Job::VersionRead)
-            endVersionRead("no answer in state " + state_);
+            endVersionRead("no answer in state " + flashState());
         else
             endTimedOut();
     });
@@ -304,7 +274,7 @@ void WirelessFlash::abandon(const std::string& why)
 {
     if (!active_)
         return;
-    log(Warning, "abandoned in state " + state_ + ": " + why);
+    log(Warning, "abandoned in state " + flashState() + ": " + why);
     deactivate();
     TCPSocket.close();
     if (job_ == Job::Flash) {
@@ -320,28 +290,28 @@ void WirelessFlash::abandon(const std::string& why)
 
 void WirelessFlash::step(const Bytes& data)
 {
-    if (state_ == "1" || state_ == "2" || state_ == "3") {
+    if (state_ == WirelessFlashState::IdentityAsked || state_ == WirelessFlashState::ApplicationVersionAsked || state_ == WirelessFlashState::HardwareVersionAsked) {
         stepVersionRead(data);
-    } else if (state_ == "5") {
+    } else if (state_ == WirelessFlashState::ReadyAsked) {
         stepReadyAnswer(data);
-    } else if (state_ == "8") {
+    } else if (state_ == WirelessFlashState::ClosingForSwitch) {
         send(kSwitchFrame8, "switch frame 05 04");
-        setState("7");
-    } else if (state_ == "7") {
+        setState(WirelessFlashState::SwitchRequested);
+    } else if (state_ == WirelessFlashState::SwitchRequested) {
         send(kSwitchFrame7, "switch frame 01 03");
-        setState("10");
-    } else if (state_ == "10") {
+        setState(WirelessFlashState::LoaderStarting);
+    } else if (state_ == WirelessFlashState::LoaderStarting) {
         stepLoaderRestart(data);
-    } else if (state_ == "9") {
+    } else if (state_ == WirelessFlashState::LoaderReady) {
         stepTransferPrepared();
-    } else if (state_ == "6") {
+    } else if (state_ == WirelessFlashState::SendingRecords) {
         stepRecordAnswer(data);
-    } else if (state_ == "12") {
+    } else if (state_ == WirelessFlashState::Restarting) {
         stepRestart();
-    } else if (state_ == "11") {
+    } else if (state_ == WirelessFlashState::ClosingAfterRestart) {
         stepSucceeded();
     } else {
-        log(Debug, "data in state \"" + state_ + "\" ignored: " + replyText(data));
+        log(Debug, "data in state \"" + flashState() + "\" ignored: " + replyText(data));
     }
 }
 
@@ -352,19 +322,19 @@ void WirelessFlash::stepFour()
     pending_.clear();
     TCPSocket.getData();
     send(kReadyAsk, "!!!!");
-    setState("5");
+    setState(WirelessFlashState::ReadyAsked);
 }
 
 void WirelessFlash::stepVersionRead(const Bytes& data)
 {
-    if (state_ == "1") {
+    if (state_ == WirelessFlashState::IdentityAsked) {
         showRow(WirelessValue::Identity, WLPParseIdentityText(data));
         send(kAskApplicationVersion, "application version query");
-        setState("2");
-    } else if (state_ == "2") {
+        setState(WirelessFlashState::ApplicationVersionAsked);
+    } else if (state_ == WirelessFlashState::ApplicationVersionAsked) {
         showRow(WirelessValue::ApplicationVersion, WLPParseHexVersion(data));
         send(kAskHardwareVersion, "hardware version query");
-        setState("3");
+        setState(WirelessFlashState::HardwareVersionAsked);
     } else {
         showRow(WirelessValue::HardwareVersion, WLPParseDecimalVersion(data));
         endVersionRead({});
@@ -378,14 +348,14 @@ void WirelessFlash::stepReadyAnswer(const Bytes& data)
         result_.bootSwitched = true;
         log(Info, "answer to !!!! was " + replyText(data) + ", not ????: switching the adapter to its loader");
         send(kClosingFrame, "closing frame 01 01");
-        setState("8");
+        setState(WirelessFlashState::ClosingForSwitch);
         return;
     }
     log(Info, "the loader answered ???? and is ready");
     send(Bytes(kStartArray.begin(), kStartArray.begin() + kStartTextLength), "####");
     if (!prepareTransfer())
         return;
-    setState("6");
+    setState(WirelessFlashState::SendingRecords);
 }
 
 void WirelessFlash::stepLoaderRestart(const Bytes& data)
@@ -402,7 +372,7 @@ void WirelessFlash::stepLoaderRestart(const Bytes& data)
     if (isReadyAnswer(data)) {
         log(Info, "the loader answered ???? after the switch");
         send(Bytes(kStartArray.begin(), kStartArray.begin() + kStartTextLength), "####");
-        setState("9");
+        setState(WirelessFlashState::LoaderReady);
         return;
     }
     // Something the application said on its way down; the loader's "????"
@@ -412,12 +382,12 @@ void WirelessFlash::stepLoaderRestart(const Bytes& data)
 
 void WirelessFlash::stepTransferPrepared()
 {
-    setState("6");
+    setState(WirelessFlashState::SendingRecords);
     screen_.setProgressValue(++progressValue_);
     raiseCounter();
     if (!prepareTransfer())
         return;
-    // "9" sends nothing; the next tick of the hard-flash timer sends the
+    // LoaderReady sends nothing; the next tick of the hard-flash timer sends the
     // first record.
     recordOwed_ = true;
 }
@@ -458,7 +428,7 @@ void WirelessFlash::stepRestart()
         finish(WirelessFlashOutcome::ReconnectFailed, why);
         return;
     }
-    setState("11");
+    setState(WirelessFlashState::ClosingAfterRestart);
     send(kClosingFrame, "closing frame 01 01 after the restart");
 }
 
@@ -533,7 +503,7 @@ void WirelessFlash::sendNextRecord()
                     transferStartTick_ = ctx_.ports.host->tickCount();
                 }
                 send(bytes, "record");
-                setState("6");
+                setState(WirelessFlashState::SendingRecords);
                 if (result_.recordsSent == 1 || result_.recordsSent % kProgressLogEvery == 0)
                     log(Debug, "record " + std::to_string(result_.recordsSent) + " sent (line "
                                    + std::to_string(file_.lineNumber()) + ")");
@@ -549,7 +519,7 @@ void WirelessFlash::sendNextRecord()
         if (transferStarted_ && ctx_.ports.host)
             result_.transferMs = FlashTicksSince(*ctx_.ports.host, transferStartTick_);
         send(kClosingFrame, "closing frame 01 01");
-        setState("12");
+        setState(WirelessFlashState::Restarting);
     }
 }
 
@@ -611,12 +581,29 @@ bool WirelessFlash::send(const Bytes& bytes, const char* what)
     return false;
 }
 
-void WirelessFlash::setState(const char* state)
+void WirelessFlash::setState(WirelessFlashState state)
 {
     if (state_ == state)
         return;
-    log(Debug, "state \"" + state_ + "\" -> \"" + state + "\"");
+    log(Debug, "state \"" + flashState() + "\" -> \"" + WirelessFlashStateText(state) + "\"");
     state_ = state;
+}
+
+std::string WirelessFlashStateText(WirelessFlashState state)
+{
+    return state == WirelessFlashState::None ? std::string() : std::to_string(static_cast<int>(state));
+}
+
+void WirelessFlash::setFlashState(const std::string& state)
+{
+    int number = 0;
+    for (char c : state) {
+        if (c < '0' || c > '9' || number > 12)
+            return;
+        number = number * 10 + (c - '0');
+    }
+    if (number <= 12)
+        state_ = static_cast<WirelessFlashState>(number);
 }
 
 double WirelessFlash::secondsSinceSend()
@@ -693,7 +680,7 @@ void WirelessFlash::endTimedOut()
 {
     if (!active_)
         return;
-    const std::string why = "no answer in state " + state_ + " after " + std::to_string(kMaxResends)
+    const std::string why = "no answer in state " + flashState() + " after " + std::to_string(kMaxResends)
                             + " re-sends (" + std::to_string(result_.recordsSent) + " records sent)";
     log(Warning, why);
     deactivate();
@@ -750,10 +737,10 @@ void WirelessFlash::finish(WirelessFlashOutcome outcome, const std::string& why)
     if (ctx_.ports.host)
         result_.durationMs = FlashTicksSince(*ctx_.ports.host, startTick_);
     if (job_ == Job::VersionRead) {
-        log(why.empty() ? Info : Warning, "version read ended in state " + state_ + (why.empty() ? "" : ": " + why));
+        log(why.empty() ? Info : Warning, "version read ended in state " + flashState() + (why.empty() ? "" : ": " + why));
     } else {
         log(outcome == WirelessFlashOutcome::Succeeded ? Info : Warning,
-            std::string(outcome == WirelessFlashOutcome::Succeeded ? "succeeded" : "ended") + " in state " + state_
+            std::string(outcome == WirelessFlashOutcome::Succeeded ? "succeeded" : "ended") + " in state " + flashState()
                 + ": " + std::to_string(result_.recordsSent) + " records sent, " + std::to_string(result_.resends)
                 + " re-sends, " + std::to_string(result_.durationMs) + " ms" + (why.empty() ? "" : "; " + why));
     }

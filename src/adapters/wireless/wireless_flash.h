@@ -45,9 +45,28 @@
 #include "ports/flash_progress_screen.h"
 #include "adapters/flash_timing.h"
 #include "firmware/firmware_line_reader.h"
+#include "adapters/wireless/modWLP.h"
 #include "ports/tcp_socket.h"
 
 namespace lp {
+
+// The steps of the exchange; the screen's flash state text is the number.
+enum class WirelessFlashState {
+    None = 0,
+    IdentityAsked = 1,           // version read: the identity text was asked for
+    ApplicationVersionAsked = 2,
+    HardwareVersionAsked = 3,
+    Connecting = 4,              // a flash connects, then asks "!!!!"
+    ReadyAsked = 5,              // "????" from the loader, or the application's answer
+    SendingRecords = 6,          // each record waits for its "#"
+    SwitchRequested = 7,         // 05 04 sent: 01 03 follows
+    ClosingForSwitch = 8,        // 01 01 sent before the switch to the loader
+    LoaderReady = 9,             // the switched-to loader answered: "####" sent
+    LoaderStarting = 10,         // 01 03 answered: the loader is starting
+    ClosingAfterRestart = 11,    // the adapter is back: 01 01 ends the exchange
+    Restarting = 12,             // the last record is in: the adapter restarts
+};
+std::string WirelessFlashStateText(WirelessFlashState state);
 
 // The flash screen's adapter rows that the version read fills.
 enum class WirelessValue {
@@ -151,8 +170,9 @@ public:
 
     // The flash state text ("" before anything ran); the screen clears it
     // when Begin Flash is clicked.
-    const std::string& flashState() const { return state_; }
-    void setFlashState(const std::string& state) { state_ = state; }
+    std::string flashState() const { return WirelessFlashStateText(state_); }
+    // "" and "1".."12"; other texts are ignored.
+    void setFlashState(const std::string& state);
 
     bool active() const { return active_; }
     bool bootSwitchFlag() const { return bootSwitch_; }
@@ -182,7 +202,7 @@ private:
     std::string readVersionAfter();
 
     bool send(const Bytes& bytes, const char* what);
-    void setState(const char* state);
+    void setState(WirelessFlashState state);
     double secondsSinceSend();
     void showRow(WirelessValue which, const std::string& text);
     void raiseCounter();
@@ -204,7 +224,7 @@ private:
     FirmwareLineReader file_;
     WirelessFlashResult result_;
 
-    std::string state_;
+    WirelessFlashState state_ = WirelessFlashState::None;
     std::string address_;
     std::string path_;
     Job job_ = Job::None;
@@ -231,12 +251,6 @@ private:
     std::vector<WirelessValue> rowsShown_;
     std::function<void()> after_;
 };
-
-// Connect: closes the socket when it is connected, sets the remote host to
-// `address` and the port to 12321, connects and waits, letting messages
-// run, until the socket is connected or in error (or `timeoutMs` passed,
-// which closes it). True when connected. The flash screen uses it too.
-bool WLPConnect(Context& ctx, TcpSocket& socket, const std::string& address, int32_t timeoutMs = 30000);
 
 // The whole flash at once, for the command line: beginFlash(), then
 // messages run (and the hard-flash tick is called every interval) until the
