@@ -9,6 +9,7 @@
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
 #include "qt_support/pty_serial_rig.h"
+#include "support/require.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -21,8 +22,7 @@ TEST(CompactFlashEndToEnd, FlashesA64KiBImageThroughAPseudoTerminal)
     bridge.setFollowProgramOpens(true); // the application sleeps again when the port closes
     test::TempDir dir;
     test::PtyComPort com5(bridge, dir.path(), 5);
-    if (com5.noPty)
-        GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
+    LP_REQUIRE(!com5.noPty, "a pseudo-terminal: " << com5.error);
     ASSERT_TRUE(com5.linked) << com5.error;
     test::writeFile(dir.file("CLPRP32.INI"), "[DeviceInformation3]\r\nDeviceParams=COM5,P1\r\n");
     const std::vector<uint8_t> image = pseudoRandomImage(64 * 1024, 7);

@@ -14,6 +14,7 @@
 #include "doubles/memory_logger.h"
 #include "qt_support/pty_serial_rig.h"
 #include "doubles/scripted_prompts.h"
+#include "support/require.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -49,8 +50,7 @@ TEST_F(Lp2EndToEnd, VersionsThroughTheDriverLibraryAndTheSerialLine)
     Lp2Model adapter({.versions = {3, 1, 2, 4, 255, 255}, .serialVersion = {0x02, 0x05, 0x31}});
     PtyBridge bridge(adapter);
     test::PtyComPort com5(bridge, dir.path(), 5);
-    if (com5.noPty)
-        GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
+    LP_REQUIRE(!com5.noPty, "a pseudo-terminal: " << com5.error);
     ASSERT_TRUE(com5.linked) << com5.error;
     installDriver(LP_TEST_DRIVER_LIBRARY, "LibLp2Rp32.so"); // found whatever its case
     test::writeFile(windows + "/lp2sim.ini", "[Driver]\r\nDLLMajorVersion=2\r\nDLLMinorVersion=07\r\n"

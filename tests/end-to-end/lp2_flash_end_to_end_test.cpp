@@ -26,6 +26,7 @@
 #include "doubles/scripted_prompts.h"
 #include "ui/dialogs/frmExitReturnDialog.h"
 #include "ui/frmParent.h"
+#include "support/require.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -53,8 +54,7 @@ TEST(Lp2FlashEndToEnd, ApplicationFlashThroughTheDriverLibraryEndsInTheExitRetur
     adapter.config().applicationAfterFlash = std::array<uint8_t, 2>{2, 5};
     PtyBridge bridge(adapter);
     test::PtyComPort com5(bridge, dir.path(), 5);
-    if (com5.noPty)
-        GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
+    LP_REQUIRE(!com5.noPty, "a pseudo-terminal: " << com5.error);
     ASSERT_TRUE(com5.linked) << com5.error;
 
     std::filesystem::copy_file(LP_TEST_DRIVER_LIBRARY, windows + "/libLP2RP32.so");

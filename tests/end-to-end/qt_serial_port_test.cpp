@@ -8,6 +8,7 @@
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_serial_port.h"
 #include "qt_support/pty_serial_rig.h"
+#include "support/require.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -35,8 +36,7 @@ TEST(QtSerialPortOnPty, CountsBytesThatArrivedDuringADelay)
     PtyBridge bridge(adapter);
     test::TempDir dir;
     test::PtyComPort com5(bridge, dir.path(), 5);
-    if (com5.noPty)
-        GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
+    LP_REQUIRE(!com5.noPty, "a pseudo-terminal: " << com5.error);
     ASSERT_TRUE(com5.linked) << com5.error;
 
     QtHost host;

@@ -34,6 +34,7 @@
 #include "ui/dialogs/frmExitReturnDialog.h"
 #include "ui/frmParent.h"
 #include "stand_in_screen.h"
+#include "support/require.h"
 #include "support/test_context.h"
 
 using namespace lp;
@@ -191,8 +192,7 @@ TEST(ResponsiveFaults, SecondGenerationSummary)
         Lp2Model adapter(config);
         PtyBridge bridge(adapter);
         test::PtyComPort com5(bridge, r.dir.path(), 5);
-        if (com5.noPty)
-            GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
+        LP_REQUIRE(!com5.noPty, "a pseudo-terminal: " << com5.error);
         ASSERT_TRUE(com5.linked) << com5.error;
         Lp2InProcessDriver driver(adapter);
         driver.setAdapterCall([&bridge](const std::function<void()>& fn) { bridge.scheduler().call(fn); });
@@ -235,8 +235,7 @@ TEST(ResponsiveFaults, CompactSummary)
         adapter.setFault(c.inject);
         PtyBridge bridge(adapter);
         test::PtyComPort com3(bridge, r.dir.path(), 3);
-        if (com3.noPty)
-            GTEST_SKIP() << "no pseudo-terminal: " << com3.error;
+        LP_REQUIRE(!com3.noPty, "a pseudo-terminal: " << com3.error);
         ASSERT_TRUE(com3.linked) << com3.error;
         r.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM3,DEFAULT\r\n");
         if (c.pullAfterMs)
