@@ -152,21 +152,12 @@ TEST(ShellStartup, TwipsBecomePixelsAtTheScreensResolution)
 
 TEST(MenuStatus, TextsByRunningIndexWithTheTestItemUncounted)
 {
-    const std::pair<const char*, std::string> expected[] = {
-        {"mnuFile", ""},
-        {"mnuFileExit", "Exit HVN Linkport Toolkit"},
-        {"mnuInformation", ""},
-        {"mnuInformationSummary", "View Summary Information"},
-        {"mnuUtilities", ""},
-        {"mnuUtilitiesApplicationFirmwareFlash", "Flash the adapter"},
-        {"mnuLPTest", ""},
-        {"mnuPreferences", "View/ Modify Preferences"},
-        {"mnuHelp", ""},
-        {"mnuHelpTopics", "Help Topics"},
-        {"mnuHelpAbout", "About HVN Linkport Toolkit"},
-    };
-    for (const auto& [name, text] : expected)
-        EXPECT_EQ(MenuStatusText(MenuRunningIndex(name)), text) << name;
+    // The test item is not counted: an off-by-one there shifts every text
+    // after it by one item.
+    EXPECT_EQ(MenuStatusText(MenuRunningIndex("mnuLPTest")), "");
+    EXPECT_EQ(MenuStatusText(MenuRunningIndex("mnuPreferences")), "View/ Modify Preferences");
+    EXPECT_EQ(MenuStatusText(MenuRunningIndex("mnuHelpAbout")), "About HVN Linkport Toolkit");
+    EXPECT_EQ(MenuStatusText(MenuRunningIndex("mnuUtilities")), "");
     EXPECT_EQ(MenuRunningIndex("mnuPreferences"), 7);
     EXPECT_EQ(MenuStatusText(11), "");
     EXPECT_EQ(MenuStatusText(-1), "");
