@@ -11,7 +11,7 @@
 
 #include "core/context.h"
 #include "platform/qt/qt_host.h"
-#include "settings/modLibrary.h"
+#include "core/delays.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "firmware/firmware_header.h"
 #include "firmware/firmware_record.h"
-#include "settings/modLibrary.h"
+#include "core/delays.h"
 
 namespace lp {
 

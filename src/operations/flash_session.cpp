@@ -17,7 +17,7 @@
 #include "ports/host.h"
 #include "ports/logger.h"
 #include "ports/prompts.h"
-#include "settings/modLibrary.h"
+#include "core/delays.h"
 
 namespace lp {
 

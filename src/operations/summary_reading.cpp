@@ -13,6 +13,7 @@
 #include "ports/profile_files.h"
 #include "ports/prompts.h"
 #include "platform/windows_directory.h"
+#include "core/delays.h"
 #include "settings/modLibrary.h"
 #include "core/string_table.h"
 

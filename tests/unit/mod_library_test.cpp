@@ -10,6 +10,7 @@
 #include "doubles/memory_logger.h"
 #include "doubles/recording_screens.h"
 #include "doubles/virtual_clock.h"
+#include "core/delays.h"
 #include "settings/modLibrary.h"
 #include "settings/modRegistry.h"
 #include "support/temp_dir.h"
@@ -116,11 +117,6 @@ TEST(ModLibrary, SerialProbeFlagsAndMainWindow)
     EXPECT_TRUE(!ctx.g_blnLP2Selected && ctx.g_blnCGPSelected && !ctx.g_blnWLPSelected);
     SetDeviceFlags(ctx, false, false, true);
     EXPECT_TRUE(!ctx.g_blnLP2Selected && !ctx.g_blnCGPSelected && ctx.g_blnWLPSelected);
-
-    UnloadMainWindow(ctx); // no screens yet: nothing happens
-    ctx.ports.screens = &screens;
-    UnloadMainWindow(ctx);
-    EXPECT_EQ(screens.unloadRequests, 1);
 }
 
 TEST(ModLibrary, StoredDeviceKindIsReadUnderTheProgramsOwnKey)

@@ -7,7 +7,7 @@
 #include "ports/logger.h"
 #include "ports/profile_files.h"
 #include "ports/prompts.h"
-#include "settings/modLibrary.h"
+#include "core/delays.h"
 #include "core/string_table.h"
 
 namespace lp {

@@ -6,7 +6,7 @@
 #include "ports/logger.h"
 #include "ports/profile_files.h"
 #include "ports/rp1210_driver.h"
-#include "settings/modLibrary.h"
+#include "core/delays.h"
 
 namespace lp {
 

@@ -13,7 +13,7 @@
 #include "ports/host.h"
 #include "ports/logger.h"
 #include "ports/prompts.h"
-#include "settings/modLibrary.h"
+#include "core/delays.h"
 #include "core/string_table.h"
 
 namespace lp {

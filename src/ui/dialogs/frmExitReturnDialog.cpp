@@ -3,7 +3,6 @@
 #include <QLabel>
 #include <QPushButton>
 
-#include "settings/modLibrary.h"
 #include "ui/child_screen.h"
 #include "ui/main_window.h"
 #include "ui/res_picture.h"
@@ -103,7 +102,8 @@ void frmExitReturnDialog::flash()
 void frmExitReturnDialog::exitProgram()
 {
     accept();
-    UnloadMainWindow(ctx_);
+    if (ctx_.ports.screens)
+        ctx_.ports.screens->UnloadMainWindow();
 }
 
 } // namespace lp
