@@ -350,6 +350,11 @@ bool Preferences::save(Context& ctx, std::string& message)
         return false;
 
     RegWriteValue(ctx, HKEY_LOCAL_MACHINE, ctx.g_strRegistryKey, "PrevAdapter", deviceKind);
+    // The close that ends the write hides its result: the value read back
+    // says whether it was stored.
+    const int32_t written = ctx.g_lngRegResult;
+    if (written == 0 && RegReadValue(ctx, HKEY_LOCAL_MACHINE, ctx.g_strRegistryKey, "PrevAdapter").text() != deviceKind)
+        ctx.g_lngRegResult = ERROR_WRITE_FAULT;
     if (ctx.g_lngRegResult != 0) {
         const std::string why = ctx.ports.registry ? ctx.ports.registry->lastError() : std::string();
         log(ctx, LogLevel::Warning, "PrevAdapter could not be written: " + std::to_string(ctx.g_lngRegResult) + " " + why);
