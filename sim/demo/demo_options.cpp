@@ -781,6 +781,8 @@ bool demoOptionsFor(const std::string& select, DemoOptions& options, std::string
     if (parseSimArguments({"--lp2", "--compact", "--wireless", "--select", select}, command, error) != 0)
         return false;
     options = std::move(command.demo);
+    // A person's demo: its own addresses rather than a wait for another's.
+    options.takeFreeAddresses = true;
     return true;
 }
 

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -281,6 +282,19 @@ std::string shellQuote(const std::string& text)
     return out + "'";
 }
 
+// The loopback address after `address` that no adapter of the session has
+// yet; empty past 127.0.0.254.
+static std::string nextFreeLoopback(const std::string& address, const std::vector<std::string>& used)
+{
+    int last = std::atoi(address.c_str() + address.rfind('.') + 1);
+    while (++last <= 254) {
+        const std::string next = "127.0.0." + std::to_string(last);
+        if (std::find(used.begin(), used.end(), next) == used.end())
+            return next;
+    }
+    return {};
+}
+
 DemoWireless demoWirelessAdapter(const std::string& address, size_t index)
 {
     DemoWireless w;
@@ -511,25 +525,38 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
 
     if (!options.wireless.empty()) {
         std::string names, params, serials;
+        std::vector<std::string> used;
+        for (const DemoWireless& o : options.wireless)
+            used.push_back(o.address);
         for (const DemoWireless& o : options.wireless) {
             auto model = std::make_unique<WirelessModel>(o.model);
-            model->config().address = o.address;
+            std::string address = o.address;
+            model->config().address = address;
             // A flash installs what the demo firmware file says it holds, so
             // the read-back after a demo flash verifies.
             if (!model->config().hexVersionAfterFlash)
                 model->config().hexVersionAfterFlash = kDemoWirelessVersionAfterFlash;
             for (const auto& f : o.setup)
                 f(*model);
+            std::unique_ptr<TcpModelServer> server;
+            for (;;) {
+                model->config().address = address;
+                server = std::make_unique<TcpModelServer>(*model, address, kWLPTcpPort);
+                if (server->start(&error, options.takeFreeAddresses ? 0 : options.addressWaitMs))
+                    break;
+                server.reset();
+                address = options.takeFreeAddresses ? nextFreeLoopback(address, used) : std::string();
+                if (address.empty())
+                    return nullptr;
+                used.push_back(address);
+            }
             const WirelessAdapterConfig& c = model->config();
             names += c.name + ";";
-            params += o.address + ":" + std::to_string(kWLPTcpPort) + ";";
+            params += address + ":" + std::to_string(kWLPTcpPort) + ";";
             serials += c.serial + ";";
-            auto server = std::make_unique<TcpModelServer>(*model, o.address, kWLPTcpPort);
             parts.wireless.push_back(std::move(model));
-            if (!server->start(&error, options.addressWaitMs))
-                return nullptr;
             parts.servers.push_back(std::move(server));
-            out << "  wireless: " << c.name << " at " << o.address << ":" << kWLPTcpPort << ", serial " << c.serial
+            out << "  wireless: " << c.name << " at " << address << ":" << kWLPTcpPort << ", serial " << c.serial
                 << "; hardware " << versionText(c.decimalMajor, c.decimalMinor) << ", firmware "
                 << hexVersionText(c.hexVersion) << ", identity " << c.identityText << faultsText(o.faults) << "\n";
         }

@@ -95,6 +95,10 @@ struct DemoOptions {
     // How long a wireless address may be held by another simulator (or test)
     // before the session gives up.
     int addressWaitMs = 10000;
+    // Instead of waiting, serve a wireless adapter whose address is taken
+    // (by another demo, another user's included) on the next free loopback
+    // address: each person's demo gets addresses of its own.
+    bool takeFreeAddresses = false;
     // Puts demo firmware files into the folder that "FlashDir" names. None
     // yet; the folder is made and named either way.
     std::function<bool(const std::string& folder, std::string& error)> writeFirmwareFiles;

@@ -20,7 +20,8 @@ sigset_t stopSet()
 
 } // namespace
 
-StopSignals::StopSignals(std::function<void(int)> onStop) : onStop_(std::move(onStop))
+StopSignals::StopSignals(std::function<void(int)> onStop, std::function<void()> onForcedStop)
+    : onStop_(std::move(onStop)), onForcedStop_(std::move(onForcedStop))
 {
     sigset_t set = stopSet();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
@@ -32,9 +33,16 @@ StopSignals::StopSignals(std::function<void(int)> onStop) : onStop_(std::move(on
                 continue;
             if (closing_.load())
                 return;
-            if (stopAsked)
+            if (stopAsked) {
+                // The clean-up must not keep a stuck program alive: the
+                // alarm's default action ends it.
+                ::alarm(2);
+                if (onForcedStop_)
+                    onForcedStop_();
                 ::_exit(128 + signal);
+            }
             stopAsked = true;
+            signal_.store(signal);
             if (onStop_)
                 onStop_(signal);
         }

@@ -6,6 +6,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -90,6 +91,31 @@ bool TcpModelServer::isServableAddress(const std::string& address)
     return b[0] == 127 && b[1] == 0 && b[2] == 0 && b[3] >= 1 && b[3] <= 254;
 }
 
+bool TcpModelServer::userLockFolder(std::string& folder, std::string* error)
+{
+    // Per user: a lock file that one user made in the shared temporary
+    // folder could not be opened by the next. Servers of different users
+    // meet at bind() instead, which refuses an address in use.
+    std::error_code ec;
+    std::filesystem::path base = std::filesystem::temp_directory_path(ec);
+    if (ec)
+        base = "/tmp";
+    folder = (base / ("linkport-toolkit-" + std::to_string(::getuid()))).string();
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+        if (error)
+            *error = "cannot make " + folder + ": " + std::strerror(errno);
+        return false;
+    }
+    struct stat st {};
+    if (::lstat(folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode) || st.st_uid != ::getuid()
+        || (st.st_mode & 0077) != 0) {
+        if (error)
+            *error = folder + " is not a folder of this user's alone";
+        return false;
+    }
+    return true;
+}
+
 bool TcpModelServer::bindAddress(int timeoutMs, std::string* error)
 {
     sockaddr_in where{};
@@ -136,12 +162,11 @@ bool TcpModelServer::start(std::string* error, int waitMs)
         return false;
     }
     const auto started = std::chrono::steady_clock::now();
-    std::error_code ec;
-    std::filesystem::path lockPath = std::filesystem::temp_directory_path(ec);
-    if (ec)
-        lockPath = "/tmp";
-    lockPath /= "linkport-toolkit-model-" + address_ + "-" + std::to_string(port_);
-    addressLock_ = std::make_unique<FileLock>(lockPath.string(), std::chrono::milliseconds(waitMs));
+    std::string lockFolder;
+    if (!userLockFolder(lockFolder, error))
+        return false;
+    const std::string lockPath = lockFolder + "/model-" + address_ + "-" + std::to_string(port_);
+    addressLock_ = std::make_unique<FileLock>(lockPath, std::chrono::milliseconds(waitMs));
     if (!addressLock_->locked()) {
         if (error)
             *error = "another server keeps " + address_ + ":" + std::to_string(port_) + ": " + addressLock_->error();
@@ -155,7 +180,7 @@ bool TcpModelServer::start(std::string* error, int waitMs)
         return false;
     }
     const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
-    if (!bindAddress(std::max<int>(1000, waitMs - static_cast<int>(waited.count())), error)) {
+    if (!bindAddress(waitMs <= 0 ? 0 : std::max<int>(1000, waitMs - static_cast<int>(waited.count())), error)) {
         closeFd(wakePipe_[0]);
         closeFd(wakePipe_[1]);
         addressLock_.reset();

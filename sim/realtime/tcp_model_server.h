@@ -13,7 +13,10 @@
 // a server holds a cross-process lock on its address from start() to
 // stop(), so a second server for the same address waits its turn instead of
 // sharing the port (a bound socket that does not listen would not keep
-// another one from listening).
+// another one from listening). The lock is the user's own (in a folder of
+// the user's in the temporary folder); another user's server is met at
+// bind(). start() with a wait of 0 tries once, for a caller that would take
+// another address rather than wait.
 //
 // The device runs on the scheduler's thread only. Change it while the server
 // runs through call(), which also brings the listener in line with the
@@ -64,6 +67,7 @@ private:
 
     void ioLoop();
     bool bindAddress(int timeoutMs, std::string* error);
+    static bool userLockFolder(std::string& folder, std::string* error);
     void followDevice();
     void acceptClient();
     void readClient();

@@ -15,6 +15,7 @@
 #include "platform/qt/qt_logger.h"
 #include "platform/qt/qt_prompts.h"
 #include "platform/qt/real_ports.h"
+#include "ports/registry_store.h"
 #include "ui/frmParent.h"
 #include "ui/built_in_resources.h"
 #include "ui/res_picture.h"
@@ -117,15 +118,27 @@ int main(int argc, char* argv[])
     if (!demoKind.empty()) {
         // Ctrl-C ends the program the normal way, so the demo removes what
         // it made.
-        stopSignals = std::make_unique<lp::sim::StopSignals>([](int) {
-            if (QCoreApplication* app = QCoreApplication::instance())
-                QMetaObject::invokeMethod(app, &QCoreApplication::quit, Qt::QueuedConnection);
-        });
+        // A signal before the event loop runs is kept by stopSignals and
+        // looked at below; a second one removes the demo's files and ends.
+        stopSignals = std::make_unique<lp::sim::StopSignals>(
+            [](int) {
+                if (QCoreApplication* app = QCoreApplication::instance())
+                    QMetaObject::invokeMethod(app, &QCoreApplication::quit, Qt::QueuedConnection);
+            },
+            [&demo] {
+                if (demo)
+                    demo->stop();
+            });
         lp::sim::DemoOptions options;
         std::string error;
         if (lp::sim::demoOptionsFor(demoKind, options, error)) {
             options.writeFirmwareFiles = lp::WriteDemoFirmwareFiles;
             demo = lp::sim::startDemo(options, error);
+        }
+        if (const int signal = stopSignals->stopAsked()) {
+            stopSignals.reset();
+            demo.reset();
+            return 128 + signal;
         }
         if (!demo) {
             std::fprintf(stderr, "linkport-toolkit: the demo cannot start: %s\n", error.c_str());
@@ -156,6 +169,10 @@ int main(int argc, char* argv[])
     lp::Context ctx;
     realPorts.attach(ctx, &prompts);
     ctx.commandLine = classicCommandLine(argc, argv);
+    // Settings that cannot be read would otherwise look like a first start.
+    if (const std::string problem = ctx.ports.registry ? ctx.ports.registry->readProblem() : std::string();
+        !problem.empty())
+        prompts.msgBox(problem, lp::MsgBoxStyle::Exclamation, "Linkport Toolkit");
 
     int rc = 0;
     {
@@ -167,7 +184,16 @@ int main(int argc, char* argv[])
         QObject::connect(&mainWindow, &lp::frmParent::mainWindowUnloaded, &app, &QCoreApplication::quit,
                          Qt::QueuedConnection);
         mainWindow.MDIForm_Load();
-        if (!mainWindow.unloaded())
+#ifdef LP_HAVE_DEMO
+        // Asked to stop during the load, whose own waits may have taken the
+        // quit for theirs.
+        const int stopSignal = stopSignals ? stopSignals->stopAsked() : 0;
+#else
+        const int stopSignal = 0;
+#endif
+        if (stopSignal)
+            rc = 128 + stopSignal;
+        else if (!mainWindow.unloaded())
             rc = app.exec();
         prompts.setParent(nullptr);
     }

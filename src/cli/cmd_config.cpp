@@ -87,11 +87,20 @@ int runConfig(Session& s)
         p.compactPort = value;
     else if (key == "compact-rate")
         p.compactRate = value;
-    if (p.deviceKind.empty())
-        return fail(s, kExitUsage, "no adapter is configured: linkport config set device lp2|compact|wireless");
+    std::string message;
+    if (key != "device") {
+        // A port or rate belongs to its adapter, chosen or not: it is saved
+        // for when that adapter is chosen, and the chosen one stays.
+        const std::string owner = key == "lp2-port" ? kKindLP2 : kKindCompact;
+        if (const std::string problem = p.problemFor(s.ctx, owner); !problem.empty())
+            return fail(s, kExitUsage, problem);
+        if (!p.savePorts(s.ctx, owner, message))
+            return fail(s, kExitUsage, message);
+        describe(s, p, {});
+        return kExitDone;
+    }
     if (const std::string problem = p.problem(s.ctx); !problem.empty())
         return fail(s, kExitUsage, problem);
-    std::string message;
     if (!p.save(s.ctx, message))
         return fail(s, kExitUsage, message);
     describe(s, p, {});

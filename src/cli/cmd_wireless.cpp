@@ -80,6 +80,10 @@ int runWireless(Session& s)
         const int index = findAdapter(list, ops[1]);
         if (index < 0)
             return fail(s, kExitUsage, "no wireless adapter \"" + ops[1] + "\" in the list");
+        const WirelessAdapterEntry& entry = list.adapters()[static_cast<size_t>(index)];
+        if (action == "select" && !WirelessAddressProblem(entry.address).empty())
+            return fail(s, kExitUsage, "the wireless adapter \"" + entry.name + "\" has no usable network address (\""
+                                           + entry.address + "\"): remove it and add it again with its address");
         if (action == "remove")
             list.remove(index);
         else
@@ -88,7 +92,8 @@ int runWireless(Session& s)
         return fail(s, kExitUsage, "unknown wireless action \"" + action + "\" (list, add, remove, select)");
     }
     if (!list.apply(s.ctx))
-        return fail(s, kExitUsage, "the wireless adapter list could not be written to LPIPRP32.INI");
+        return fail(s, kExitUsage, "the wireless adapter list could not be written to LPIPRP32.INI: "
+                                        + (list.lastError().empty() ? std::string("reason unknown") : list.lastError()));
     describe(s, list);
     return kExitDone;
 }

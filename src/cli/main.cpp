@@ -2,7 +2,10 @@
 // real ports as the windows.
 #include <QCoreApplication>
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <thread>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -12,6 +15,7 @@
 #include "operations/summary_reading.h"
 #include "platform/qt/qt_logger.h"
 #include "platform/qt/real_ports.h"
+#include "ports/registry_store.h"
 #include "settings/modLibrary.h"
 #include "operations/startup.h"
 #include "core/string_table.h"
@@ -106,9 +110,15 @@ int main(int argc, char* argv[])
     if (!args.demo.empty()) {
         // Ctrl-C: the demo removes its links and folders before the end.
         // There is no event loop to return through, so the end is here.
+        // While the demo starts, a signal is only noted (stopSignals keeps
+        // it) and this thread ends the start-up; once it runs, the signal's
+        // thread stops it. `phase` says who may touch the session.
+        static std::atomic<int> phase{0}; // 0 starting, 1 running, 2 stopping
         stopSignals = std::make_unique<lp::sim::StopSignals>([&demo](int signal) {
-            if (demo)
-                demo->stop();
+            int running = 1;
+            if (!phase.compare_exchange_strong(running, 2))
+                return;
+            demo->stop();
             std::_Exit(128 + signal);
         });
         lp::sim::DemoOptions options;
@@ -119,6 +129,15 @@ int main(int argc, char* argv[])
         if (!demo) {
             printUsageError(args, "the demo cannot start: " + error);
             return kExitFailed;
+        }
+        phase.store(1);
+        if (const int signal = stopSignals->stopAsked()) {
+            int running = 1;
+            if (!phase.compare_exchange_strong(running, 2))
+                for (;;)
+                    std::this_thread::sleep_for(std::chrono::seconds(1)); // the signal's thread ends us
+            demo->stop();
+            return 128 + signal;
         }
     }
 #else
@@ -139,10 +158,20 @@ int main(int argc, char* argv[])
     TerminalPrompts prompts(args.answer);
     lp::Context ctx;
     ports.attach(ctx, &prompts);
+    // Settings that cannot be read must not pass for no settings at all: a
+    // command that uses them says so and stops; the others warn.
+    const std::string settingsProblem = ctx.ports.registry ? ctx.ports.registry->readProblem() : std::string();
     PrepareContext(ctx);
 
     Session session{ctx, args, prompts, {}, {}};
-    int rc = runCommand(session);
+    int rc = kExitUsage;
+    if (settingsProblem.empty() || args.command == "log" || args.command == "ports") {
+        if (!settingsProblem.empty())
+            std::fprintf(stderr, "linkport: warning: %s\n", settingsProblem.c_str());
+        rc = runCommand(session);
+    } else {
+        rc = fail(session, kExitUsage, settingsProblem);
+    }
     if (prompts.unanswered() && rc != kExitDone) {
         rc = fail(session, kExitUsage,
                   "a question needs an answer (--yes or --no): " + *prompts.unanswered());

@@ -258,10 +258,15 @@ std::string Preferences::problem(Context& ctx) const
 {
     if (std::find(kinds_.begin(), kinds_.end(), deviceKind) == kinds_.end())
         return "Please choose an interface device.";
+    return problemFor(ctx, deviceKind);
+}
+
+std::string Preferences::problemFor(Context& ctx, const std::string& kind) const
+{
     const bool anyPresent = !present_.empty();
-    if (deviceKind == kLP2)
+    if (kind == kLP2)
         return portProblem(lp2Ports_, lp2Port, anyPresent, DeviceKindName(kLP2));
-    if (deviceKind == kCompact) {
+    if (kind == kCompact) {
         if (compactPort == kCompactSearchAllPorts) {
             if (!anyPresent)
                 return portProblem(compactPorts_, std::string(), false, DeviceKindName(kCompact));
@@ -281,47 +286,81 @@ std::string Preferences::problem(Context& ctx) const
     return {};
 }
 
-std::string Preferences::lp2DeviceParams() const
+std::string Preferences::lp2DeviceParams() const { return lp2DeviceParams(lp2Params_); }
+
+std::string Preferences::compactDeviceParams() const { return compactDeviceParams(compactParams_); }
+
+std::string Preferences::lp2DeviceParams(const std::string& current) const
 {
     // Only the port changes; the driver's further parameters stay as they are.
-    if (samePort(lp2Port, portPart(lp2Params_)))
-        return lp2Params_;
-    return lp2Port + restAfterPort(lp2Params_);
+    if (samePort(lp2Port, portPart(lp2Params_)) || samePort(lp2Port, portPart(current)))
+        return current;
+    return lp2Port + restAfterPort(current);
 }
 
-std::string Preferences::compactDeviceParams() const
+std::string Preferences::compactDeviceParams(const std::string& current) const
 {
-    if (samePort(compactPort, portPart(compactParams_)) && compactRate == ratePart(compactParams_))
-        return compactParams_;
-    return compactPort + "," + compactRate;
+    const bool portChanged = !samePort(compactPort, portPart(compactParams_));
+    const bool rateChanged = compactRate != ratePart(compactParams_);
+    if (!portChanged && !rateChanged)
+        return current;
+    const std::string port = portChanged ? compactPort : portPart(current);
+    std::string rate = rateChanged ? compactRate : ratePart(current);
+    if (rate.empty())
+        rate = "DEFAULT";
+    const std::string value = port + "," + rate;
+    return samePort(port, portPart(current)) && rate == ratePart(current) ? current : value;
+}
+
+bool Preferences::savePorts(Context& ctx, const std::string& kind, std::string& message)
+{
+    message.clear();
+    if (kind != kLP2 && kind != kCompact)
+        return true;
+    const bool lp2 = kind == kLP2;
+    const std::string file = lp2 ? kLP2IniFile : kCGPIniFile;
+    const std::string section = lp2 ? kLP2IniSection : kCGPIniSection;
+    auto failed = [&](const std::string& why) {
+        log(ctx, LogLevel::Warning, file + " DeviceParams could not be written: " + why);
+        message = "The port settings could not be saved in " + file + ".  "
+                  + (why.empty() ? std::string("Check that the Windows directory can be written, then try again.")
+                                 : why + ".");
+        return false;
+    };
+    // Read and written under one lock: another program's change of the
+    // other part of the value, made since load(), is kept.
+    ProfileChange change(ctx.ports.profiles, {file});
+    if (!change.begun())
+        return failed(ctx.ports.profiles ? ctx.ports.profiles->lastError() : std::string());
+    const std::string current = readValue(ctx, section, "DeviceParams", lp2 ? "" : kCompactDefault, file);
+    const std::string value = lp2 ? lp2DeviceParams(current) : compactDeviceParams(current);
+    if (value == current)
+        return true;
+    if (!ctx.ports.profiles->writePrivateProfileString(section, "DeviceParams", value, file) || !change.commit())
+        return failed(ctx.ports.profiles->lastError());
+    log(ctx, LogLevel::Info, file + " DeviceParams: \"" + current + "\" -> \"" + value + "\"");
+    (lp2 ? lp2Params_ : compactParams_) = value;
+    return true;
 }
 
 bool Preferences::save(Context& ctx, std::string& message)
 {
     message.clear();
-    auto write = [&](const std::string& section, const std::string& value, const std::string& before,
-                     const std::string& file) {
-        if (value == before)
-            return true;
-        if (ctx.ports.profiles && ctx.ports.profiles->writePrivateProfileString(section, "DeviceParams", value, file)) {
-            log(ctx, LogLevel::Info, file + " DeviceParams: \"" + before + "\" -> \"" + value + "\"");
-            return true;
-        }
-        log(ctx, LogLevel::Warning, file + " DeviceParams could not be written");
-        message = "The port settings could not be saved in " + file
-                  + ".  Check that the Windows directory can be written, then try again.";
-        return false;
-    };
-    if (deviceKind == kLP2 && !write(kLP2IniSection, lp2DeviceParams(), lp2Params_, kLP2IniFile))
-        return false;
-    if (deviceKind == kCompact && !write(kCGPIniSection, compactDeviceParams(), compactParams_, kCGPIniFile))
+    if (!savePorts(ctx, deviceKind, message))
         return false;
 
     RegWriteValue(ctx, HKEY_LOCAL_MACHINE, ctx.g_strRegistryKey, "PrevAdapter", deviceKind);
+    // The close that ends the write hides its result: the value read back
+    // says whether it was stored.
+    const int32_t written = ctx.g_lngRegResult;
+    if (written == 0 && RegReadValue(ctx, HKEY_LOCAL_MACHINE, ctx.g_strRegistryKey, "PrevAdapter").text() != deviceKind)
+        ctx.g_lngRegResult = ERROR_WRITE_FAULT;
     if (ctx.g_lngRegResult != 0) {
-        log(ctx, LogLevel::Warning, "PrevAdapter could not be written: " + std::to_string(ctx.g_lngRegResult));
-        message = "The interface device could not be saved in the registry (error "
-                  + std::to_string(ctx.g_lngRegResult) + ").  Please try again.";
+        const std::string why = ctx.ports.registry ? ctx.ports.registry->lastError() : std::string();
+        log(ctx, LogLevel::Warning, "PrevAdapter could not be written: " + std::to_string(ctx.g_lngRegResult) + " " + why);
+        message = why.empty() ? "The interface device could not be saved in the registry (error "
+                                    + std::to_string(ctx.g_lngRegResult) + ").  Please try again."
+                              : "The interface device could not be saved: " + why;
         return false;
     }
     ctx.g_strDeviceKind = deviceKind;

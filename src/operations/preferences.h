@@ -101,16 +101,28 @@ public:
     // not and what to do (no port there, no wireless adapter listed, an
     // unknown rate, a device the edition does not offer).
     std::string problem(Context& ctx) const;
+    // The same for the settings of one device kind, whichever is chosen.
+    std::string problemFor(Context& ctx, const std::string& kind) const;
 
     // Writes the chosen device's port settings (only when they differ from
     // the file's) and "PrevAdapter", and makes the choice the running device
-    // kind. False with a message when something could not be written; what
-    // was written stays written.
+    // kind. The port settings go first: a program killed in between leaves
+    // the device as it was, with the other adapter's new port stored. False
+    // with a message when something could not be written; what was written
+    // stays written.
     bool save(Context& ctx, std::string& message);
+    // Writes the port settings of one device kind alone ("LPII SIP" or
+    // "B&B SIP"); the chosen device stays as it is.
+    bool savePorts(Context& ctx, const std::string& kind, std::string& message);
 
-    // The "DeviceParams" value that save() writes for each adapter.
+    // The "DeviceParams" value that save() writes for each adapter, when the
+    // file holds what load() read. What the user changed goes over what the
+    // file holds at the save (`current`), so that a port and a rate set at
+    // once by two programs both stay.
     std::string lp2DeviceParams() const;
     std::string compactDeviceParams() const;
+    std::string lp2DeviceParams(const std::string& current) const;
+    std::string compactDeviceParams(const std::string& current) const;
 
 private:
     void listPorts(Context& ctx);

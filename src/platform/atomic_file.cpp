@@ -150,6 +150,10 @@ bool writeTemporaryBeside(const std::string& path, std::string_view contents, st
         setError(error, target + ": is a folder");
         return false;
     }
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY)) {
+        setError(error, target + " is read-only");
+        return false;
+    }
     HANDLE h = INVALID_HANDLE_VALUE;
     std::string temp;
     for (int attempt = 0; attempt < 100 && h == INVALID_HANDLE_VALUE; ++attempt) {
@@ -196,6 +200,13 @@ bool writeTemporaryBeside(const std::string& path, std::string_view contents, st
             return false;
         }
         keepMode = S_ISREG(old.st_mode);
+        // A rename would replace a file its owner made read-only, as long as
+        // the folder is ours; Windows refuses, and so do we. The mode bits
+        // decide even for root, as the read-only attribute does on Windows.
+        if (keepMode && ((old.st_mode & 0222) == 0 || ::access(target.c_str(), W_OK) != 0)) {
+            setError(error, target + " is read-only");
+            return false;
+        }
     }
     int fd = -1;
     std::string temp;

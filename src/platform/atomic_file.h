@@ -13,7 +13,8 @@
 namespace lp {
 
 // Replaces `path` with `contents`. The file keeps its permission bits (a new
-// file gets 0666 less the umask). A symlink is followed, so the link stays a
+// file gets 0666 less the umask). A file that is read-only (no write bit at
+// all, or not writable by us; the read-only attribute on Windows) is refused. A symlink is followed, so the link stays a
 // link. On failure the old file is untouched, no temporary is left behind,
 // false is returned and `error` (if given) says why.
 bool replaceFileAtomically(const std::string& path, std::string_view contents, std::string* error);

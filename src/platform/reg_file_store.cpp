@@ -68,7 +68,9 @@ void RegFileStore::load()
         becomeEmpty(FileState::Missing);
         return;
     }
+    loadError_.clear();
     if (std::filesystem::is_directory(status)) {
+        loadError_ = "it is a folder";
         becomeEmpty(FileState::Unreadable);
         return;
     }
@@ -77,11 +79,16 @@ void RegFileStore::load()
         return;
     }
     std::string text;
-    if (!readWholeFile(path_, text, kMaxFileBytes, nullptr)) {
+    if (!readWholeFile(path_, text, kMaxFileBytes, &loadError_)) {
         // Gone between the look and the read, grown past the limit, or not
         // readable by us: nothing to show, and nothing we may overwrite.
         bool gone = !std::filesystem::exists(path_, ec);
         becomeEmpty(gone ? FileState::Missing : FileState::Unreadable);
+        return;
+    }
+    if (text.find_first_not_of(" \t\r\n") == std::string::npos) {
+        // An empty file holds no settings and nothing to lose.
+        becomeEmpty(FileState::Missing);
         return;
     }
     if ((state_ == FileState::Registry || state_ == FileState::NotARegistry) && text == loadedText_)
@@ -208,6 +215,27 @@ int32_t RegFileStore::regSetValueEx(HKEY key, const std::string& valueName, uint
     });
 }
 
+std::string RegFileStore::readProblem()
+{
+    refresh(false);
+    const std::string what = path_.empty() ? std::string("the registry file (no settings folder)") : path_;
+    const std::string leftAlone = ".  Linkport Toolkit cannot read its settings and leaves the file as it is: "
+                                  "correct it, or move it away to start afresh.";
+    switch (state_) {
+    case FileState::NotARegistry:
+        return what + " is not a registry file (its first line is not \"Windows Registry Editor Version 5.00\")"
+               + leftAlone;
+    case FileState::TooLarge:
+        return what + " is larger than " + std::to_string(kMaxFileBytes >> 20) + " MiB" + leftAlone;
+    case FileState::Unreadable:
+        return what + " cannot be read" + (loadError_.empty() ? std::string() : " (" + loadError_ + ")") + leftAlone;
+    case FileState::Missing:
+    case FileState::Registry:
+        break;
+    }
+    return {};
+}
+
 int32_t RegFileStore::regCloseKey(HKEY key)
 {
     return handles_.erase(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
@@ -215,28 +243,41 @@ int32_t RegFileStore::regCloseKey(HKEY key)
 
 int32_t RegFileStore::modify(const std::function<bool(RegDocument&)>& change)
 {
-    if (path_.empty())
+    lastError_.clear();
+    if (path_.empty()) {
+        lastError_ = "there is no folder for the registry file";
         return ERROR_WRITE_FAULT;
+    }
     std::filesystem::path parent = std::filesystem::path(path_).parent_path();
-    if (!parent.empty() && !makeFolders(parent.string()))
+    if (!parent.empty() && !makeFolders(parent.string())) {
+        lastError_ = "cannot make the folder " + parent.string();
         return ERROR_WRITE_FAULT;
+    }
     FileLock lock(path_);
-    if (!lock.locked())
+    if (!lock.locked()) {
+        lastError_ = lock.error();
         return ERROR_WRITE_FAULT;
+    }
     // Another process may have written since we last looked.
     stamp_ = stampNow();
     load();
-    if (state_ != FileState::Missing && state_ != FileState::Registry)
+    if (state_ != FileState::Missing && state_ != FileState::Registry) {
+        lastError_ = readProblem();
         return ERROR_ACCESS_DENIED;
+    }
     if (!change(doc_))
         return ERROR_SUCCESS;
     std::string text = doc_.text();
-    if (text.size() > kMaxFileBytes || !replaceFileAtomically(path_, text, nullptr)) {
+    const bool tooLarge = text.size() > kMaxFileBytes;
+    if (tooLarge || !replaceFileAtomically(path_, text, &lastError_)) {
+        if (tooLarge)
+            lastError_ = path_ + " would grow past " + std::to_string(kMaxFileBytes >> 20) + " MiB";
+        const bool readOnly = lastError_.find("read-only") != std::string::npos;
         // Back to what the file holds: the failed change must not linger.
         stamp_ = stampNow();
         state_ = FileState::Unreadable;
         load();
-        return text.size() > kMaxFileBytes ? ERROR_ACCESS_DENIED : ERROR_WRITE_FAULT;
+        return tooLarge || readOnly ? ERROR_ACCESS_DENIED : ERROR_WRITE_FAULT;
     }
     state_ = FileState::Registry;
     loadedText_ = std::move(text);

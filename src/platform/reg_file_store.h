@@ -38,6 +38,8 @@ public:
     int32_t regSetValueEx(HKEY key, const std::string& valueName, uint32_t type, const uint8_t* data,
                           uint32_t size) override;
     int32_t regCloseKey(HKEY key) override;
+    std::string readProblem() override;
+    std::string lastError() const override { return lastError_; }
 
     const std::string& path() const { return path_; }
 
@@ -67,6 +69,8 @@ private:
     std::string loadedText_; // the bytes doc_ was read from, to skip needless parses
     Stamp stamp_;
     std::map<HKEY, std::string> handles_;
+    std::string loadError_; // why the file could not be read, when it could not
+    std::string lastError_;
 };
 
 } // namespace lp

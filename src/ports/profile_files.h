@@ -4,6 +4,7 @@
 // rules the emulation keeps).
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace lp {
 
@@ -28,6 +29,63 @@ public:
     // The Windows directory (GetWindowsDirectoryA / %windir%), without a
     // trailing separator.
     virtual std::string windowsDirectory() = 0;
+
+    // Several writes as one change of the settings. From beginChange until
+    // endChange the named files are locked against other writers, other
+    // programs included, so a read-modify-write cannot lose another's
+    // update; reads of them see the files as they were at the start plus
+    // the writes made since. endChange(true) writes each changed file once,
+    // atomically, in the order the files were named, so that a program
+    // killed at any moment leaves each file wholly old or wholly new;
+    // endChange(false) drops the writes. A change inside a change joins it
+    // (adding any file not yet in it); only the outermost end writes. False
+    // when a file cannot be locked or written (lastError() says why).
+    // Without files of its own a port writes at once: these do nothing.
+    virtual bool beginChange(const std::vector<std::string>& fileNames)
+    {
+        (void)fileNames;
+        return true;
+    }
+    virtual bool endChange(bool commit)
+    {
+        (void)commit;
+        return true;
+    }
+
+    // Why the last write or change failed, naming the file; empty when the
+    // port knows no reason.
+    virtual std::string lastError() const { return {}; }
+};
+
+// A change (see beginChange) for as long as the object lives: commit()
+// writes it, anything else drops it.
+class ProfileChange {
+public:
+    ProfileChange(ProfileFiles* files, const std::vector<std::string>& fileNames)
+        : files_(files), open_(files && files->beginChange(fileNames))
+    {
+    }
+    ~ProfileChange()
+    {
+        if (open_)
+            files_->endChange(false);
+    }
+    ProfileChange(const ProfileChange&) = delete;
+    ProfileChange& operator=(const ProfileChange&) = delete;
+
+    // False when the files could not be locked; nothing may be written then.
+    bool begun() const { return open_; }
+    bool commit()
+    {
+        if (!open_)
+            return false;
+        open_ = false;
+        return files_->endChange(true);
+    }
+
+private:
+    ProfileFiles* files_;
+    bool open_;
 };
 
 } // namespace lp

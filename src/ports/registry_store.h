@@ -48,6 +48,14 @@ public:
                                   const uint8_t* data, uint32_t size) = 0;
     // Closing 0 is harmless and fails with ERROR_INVALID_HANDLE, as on Windows.
     virtual int32_t regCloseKey(HKEY key) = 0;
+
+    // Why the stored settings cannot be read (naming where they are kept),
+    // empty when they can: a store that reads as empty for that reason must
+    // not pass for one that holds nothing.
+    virtual std::string readProblem() { return {}; }
+    // Why the last write failed, naming where; empty when the store knows no
+    // more than its result code.
+    virtual std::string lastError() const { return {}; }
 };
 
 } // namespace lp

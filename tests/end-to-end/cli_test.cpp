@@ -8,15 +8,22 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QElapsedTimer>
 #include <QProcess>
+#include <QThread>
+
+#include <signal.h>
+#include <sys/stat.h>
 
 #include <functional>
+#include <random>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "demo/demo_options.h"
 #include "demo/demo_session.h"
+#include "platform/ini_profile_files.h"
 #include "support/temp_dir.h"
 
 #if defined(LP_CLI_PROGRAM) && defined(LP_DEMO_FIRMWARE_DIR)
@@ -31,18 +38,23 @@ struct CliRun {
     std::string err;
 };
 
-// Runs linkport with the flash log and user folders in `home`; stdin is
+// Starts linkport with the flash log and user folders in `home`; stdin is
 // not a terminal, as in a script.
-CliRun linkport(const TempDir& home, QStringList args)
+std::unique_ptr<QProcess> startLinkport(const TempDir& home, const QStringList& args)
 {
-    QProcess p;
+    auto p = std::make_unique<QProcess>();
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.remove("LINKPORT_FLASH_LOG");
     env.insert("XDG_DATA_HOME", QString::fromStdString(home.file("data")));
     env.insert("XDG_CONFIG_HOME", QString::fromStdString(home.file("config")));
-    p.setProcessEnvironment(env);
-    p.start(LP_CLI_PROGRAM, args);
-    p.closeWriteChannel();
+    p->setProcessEnvironment(env);
+    p->start(LP_CLI_PROGRAM, args);
+    p->closeWriteChannel();
+    return p;
+}
+
+CliRun finish(QProcess& p)
+{
     if (!p.waitForFinished(60000)) {
         p.kill();
         p.waitForFinished();
@@ -51,6 +63,8 @@ CliRun linkport(const TempDir& home, QStringList args)
     return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
             QJsonDocument::fromJson(p.readAllStandardOutput()).object(), p.readAllStandardError().toStdString()};
 }
+
+CliRun linkport(const TempDir& home, QStringList args) { return finish(*startLinkport(home, args)); }
 
 QString demoFile(const char* name) { return QStringLiteral(LP_DEMO_FIRMWARE_DIR "/") + name; }
 
@@ -285,6 +299,150 @@ TEST(Cli, UsageErrorsAndSettings)
     r = linkport(home, {"summary", "--json"});
     EXPECT_EQ(str(r.json["device_kind"]), "WLP") << r.err;
     EXPECT_EQ(str(r.json["rows"].toArray()[1].toObject()["value"]), "127.0.0.3");
+}
+
+// The wireless list of LPIPRP32.INI as a driver reads it: one entry per
+// name, each with an address, and the chosen adapter one of them, whole.
+std::string wirelessListProblem(const std::string& windir)
+{
+    lp::IniProfileFiles ini(windir);
+    auto get = [&](const char* section, const char* key) {
+        std::string v;
+        ini.getPrivateProfileString(section, key, "", v, 4096, "LPIPRP32.INI");
+        return v;
+    };
+    auto items = [](const std::string& list) {
+        std::vector<std::string> out;
+        for (size_t start = 0, end; (end = list.find(';', start)) != std::string::npos; start = end + 1)
+            out.push_back(list.substr(start, end - start));
+        return out;
+    };
+    const auto names = items(get("AdditionalDevices", "DeviceNames"));
+    const auto params = items(get("AdditionalDevices", "DeviceParams"));
+    const auto serials = items(get("AdditionalDevices", "SerialNumbers"));
+    if (names.size() != params.size() || names.size() != serials.size())
+        return "lists of " + std::to_string(names.size()) + ", " + std::to_string(params.size()) + " and "
+               + std::to_string(serials.size()) + " items";
+    for (const std::string& p : params)
+        if (p.size() <= 6 || p.substr(p.size() - 6) != ":12321")
+            return "an adapter without an address: \"" + p + "\"";
+    const std::string chosen = get("DeviceInformation1", "DeviceName");
+    for (size_t i = 0; i < names.size(); ++i)
+        if (names[i] == chosen)
+            return params[i] == get("DeviceInformation1", "DeviceParams") && serials[i] == get("DeviceInformation1", "SerialNumber")
+                       ? std::string()
+                       : "the chosen adapter " + chosen + " mixed with another's address or serial";
+    return "the chosen adapter \"" + chosen + "\" is not in the list";
+}
+
+TEST(Cli, SettingsFilesAreNeverLeftWorse)
+{
+    TempDir home;
+    auto sim = simulator({"--lp2", "--compact", "--wireless", "--select=lp2"});
+    ASSERT_TRUE(sim);
+    const std::string ini = sim->windowsDirectory() + "/LPIPRP32.INI";
+    const std::string reg = sim->registryFile();
+    const std::string iniBefore = lp::test::readFile(ini), regBefore = lp::test::readFile(reg);
+
+    // A file the program cannot read or may not write is named, and stays as it is.
+    std::string random(2048, '\0');
+    unsigned seed = 7;
+    for (char& c : random)
+        c = static_cast<char>((seed = seed * 1103515245u + 12345u) >> 16);
+    const QStringList add{"wireless", "add", "Shop 7", "10.0.0.7", "--json"};
+    struct Bad {
+        const char* what;
+        std::string file, contents;
+        bool readOnly;
+        QStringList args;
+        const char* says;
+    };
+    const Bad bad[] = {
+        {"registry of garbage, config get", reg, random, false, {"config", "get", "--json"}, "is not a registry file"},
+        {"registry of garbage, wireless list", reg, "[x]\n", false, {"wireless", "list", "--json"}, "cannot read"},
+        {"registry read-only", reg, regBefore, true, {"config", "set", "device", "wireless", "--json"}, "read-only"},
+        {"wireless list of garbage", ini, random, false, add, "is not a text file"},
+        {"wireless list read-only", ini, iniBefore, true, add, "read-only"},
+    };
+    for (const Bad& b : bad) {
+        SCOPED_TRACE(b.what);
+        lp::test::writeFile(b.file, b.contents);
+        ::chmod(b.file.c_str(), b.readOnly ? 0444 : 0644);
+        const CliRun r = linkport(home, b.args);
+        EXPECT_EQ(r.code, 2);
+        EXPECT_NE(str(r.json["error"]).find(b.says), std::string::npos) << str(r.json["error"]);
+        EXPECT_NE(str(r.json["error"]).find(b.file), std::string::npos) << str(r.json["error"]);
+        EXPECT_EQ(lp::test::readFile(b.file), b.contents);
+        ::chmod(b.file.c_str(), 0644);
+        lp::test::writeFile(reg, regBefore);
+        lp::test::writeFile(ini, iniBefore);
+    }
+
+    // A UTF-16 list is read, and written back in UTF-16.
+    std::string utf16 = "\xFF\xFE";
+    for (char c : iniBefore)
+        utf16 += std::string{c, '\0'};
+    lp::test::writeFile(ini, utf16);
+    CliRun r = linkport(home, add);
+    ASSERT_EQ(r.code, 0) << str(r.json["error"]);
+    EXPECT_EQ(r.json["adapters"].toArray().size(), 3);
+    const std::string written = lp::test::readFile(ini);
+    EXPECT_EQ(written.substr(0, 2), "\xFF\xFE");
+    EXPECT_EQ(written.size() % 2, 0u);
+    EXPECT_EQ(written.find("Shop 7"), std::string::npos) << "no 8-bit line after the UTF-16 text";
+    EXPECT_EQ(linkport(home, {"wireless", "list", "--json"}).json["adapters"].toArray().size(), 3);
+    lp::test::writeFile(ini, iniBefore);
+
+    // A port of the adapter not chosen is saved for it; the choice stays.
+    r = linkport(home, {"config", "set", "compact-port", "COM7", "--json"});
+    EXPECT_EQ(r.code, 0) << str(r.json["error"]);
+    r = linkport(home, {"config", "get", "--json"});
+    EXPECT_EQ(str(r.json["compact-port"]), "COM7");
+    EXPECT_EQ(str(r.json["device"]), "LPII SIP");
+
+    // Two commands at once: each keeps the other's change.
+    for (int round = 0; round < 6; ++round) {
+        SCOPED_TRACE(round);
+        const QString port = round % 2 ? "COM7" : "COMX", rate = round % 2 ? "N1" : "N2";
+        const QString n = QString::number(round);
+        auto a = startLinkport(home, {"config", "set", "compact-port", port});
+        auto b = startLinkport(home, {"config", "set", "compact-rate", rate});
+        auto c = startLinkport(home, {"wireless", "add", "P" + n, "10.0.2." + QString::number(round + 1)});
+        auto d = startLinkport(home, {"wireless", "add", "Q" + n, "10.0.3." + QString::number(round + 1)});
+        for (QProcess* p : {a.get(), b.get(), c.get(), d.get()})
+            EXPECT_EQ(finish(*p).code, 0);
+        r = linkport(home, {"config", "get", "--json"});
+        EXPECT_EQ(str(r.json["compact-port"]) + "," + str(r.json["compact-rate"]), (port + "," + rate).toStdString());
+        std::string names;
+        for (const QJsonValue& w : linkport(home, {"wireless", "list", "--json"}).json["adapters"].toArray())
+            names += str(w.toObject()["name"]) + ";";
+        EXPECT_NE(names.find(("P" + n + ";").toStdString()), std::string::npos) << names;
+        EXPECT_NE(names.find(("Q" + n + ";").toStdString()), std::string::npos) << names;
+        EXPECT_EQ(wirelessListProblem(sim->windowsDirectory()), "");
+    }
+
+    // Killed at any moment, an add leaves the old list or the new one.
+    lp::test::writeFile(ini, iniBefore);
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(linkport(home, {"wireless", "add", "Timed", "10.0.4.1"}).code, 0);
+    const int runMs = static_cast<int>(clock.elapsed());
+    std::mt19937 random2(20261121);
+    int landed = 0;
+    const int trials = 40;
+    for (int trial = 0; trial < trials; ++trial) {
+        SCOPED_TRACE(trial);
+        lp::test::writeFile(ini, iniBefore);
+        auto p = startLinkport(home, {"wireless", "add", "K" + QString::number(trial), "10.0.5.1"});
+        p->waitForStarted();
+        QThread::msleep(std::uniform_int_distribution<int>(runMs / 2, runMs + runMs / 4)(random2));
+        ::kill(static_cast<pid_t>(p->processId()), SIGKILL);
+        p->waitForFinished();
+        ASSERT_EQ(wirelessListProblem(sim->windowsDirectory()), "");
+        landed += lp::test::readFile(ini) != iniBefore;
+    }
+    std::printf("%d of %d killed adds had written the list (a run takes %d ms)\n", landed, trials, runMs);
+    lp::test::writeFile(ini, iniBefore);
 }
 
 #endif

@@ -342,3 +342,45 @@ TEST(DemoSession, AStartRemovesTheFoldersOfKilledSessionsOnly)
     EXPECT_TRUE(fs::is_symlink(tmp.file("linkport-sim-link")));
     EXPECT_TRUE(test::fileExists(dir.file("elsewhere/.owner.lock")));
 }
+
+#if defined(LP_CLI_PROGRAM) && defined(LP_GUI_PROGRAM)
+TEST(DemoSession, EachDemoHasItsOwnAddressesAndEndsOnTheFirstSignal)
+{
+    test::TempDir home;
+    ScopedEnv data("XDG_DATA_HOME", home.file("data")), config("XDG_CONFIG_HOME", home.file("config")),
+        runtime("XDG_RUNTIME_DIR", home.path()), qpa("QT_QPA_PLATFORM", "offscreen");
+
+    // Another demo holds the usual addresses: this one takes others at once.
+    DemoOptions other;
+    other.wireless = {demoWirelessAdapter("127.0.0.2", 0), demoWirelessAdapter("127.0.0.3", 1)};
+    other.setEnvironment = false;
+    other.takeFreeAddresses = true; // other programs may be using them too
+    std::string error;
+    auto held = startDemo(other, error);
+    ASSERT_TRUE(held) << error;
+    const std::string& heldText = held->description();
+    const size_t at = heldText.find(" at 127.0.0.");
+    ASSERT_NE(at, std::string::npos) << heldText;
+    const std::string heldAddress = heldText.substr(at + 4, heldText.find(':', at) - at - 4);
+    const auto started = std::chrono::steady_clock::now();
+    SimProcess second({"--demo=wireless", "--json", "summary"}, LP_CLI_PROGRAM);
+    EXPECT_EQ(second.finish(30000), 0) << second.err;
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(8)) << "no wait for the other demo";
+    EXPECT_EQ(second.out.find("\"" + heldAddress + "\""), std::string::npos) << heldAddress << second.out;
+    EXPECT_NE(second.out.find("\"127.0.0."), std::string::npos) << second.out;
+    // The address locks are this user's own.
+    struct stat st {};
+    ASSERT_EQ(::stat(("/tmp/linkport-toolkit-" + std::to_string(::getuid())).c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0700u);
+    held.reset();
+
+    // A stop asked while the demo starts or the window loads is not lost.
+    for (int delayMs : {300, 1500}) {
+        SCOPED_TRACE(delayMs);
+        SimProcess gui({"--demo"}, LP_GUI_PROGRAM);
+        std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
+        gui.signal(SIGTERM);
+        EXPECT_EQ(gui.finish(20000), 128 + SIGTERM) << gui.err;
+    }
+}
+#endif

@@ -3,12 +3,14 @@
 // write must change one line and nothing else.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/atomic_file.h"
@@ -135,11 +137,11 @@ TEST_F(ProfileFilesTest, NewLinesFollowTheFilesLineEnds)
     ASSERT_TRUE(ini.writePrivateProfileString("t", "k", "w", "empty.ini"));
     EXPECT_EQ(readFile(dir.file("empty.ini")), "[s]\r\nk=v\r\n\r\n[t]\r\nk=w\r\n");
 
-    // Junk and NUL bytes elsewhere in the file survive a write untouched.
-    const std::string junk = bytes("\x00\xff\r\n[s]\r\nk=\x01\x02\r\n\x7f garbage ]]\r\n");
-    writeFile(dir.file("junk.ini"), junk);
-    ASSERT_TRUE(ini.writePrivateProfileString("s", "n", "1", "junk.ini"));
-    EXPECT_EQ(readFile(dir.file("junk.ini")), junk.substr(0, 15) + "n=1\r\n" + junk.substr(15));
+    // Odd bytes that text may hold survive a write untouched.
+    const std::string odd = "\xff\r\n[s]\r\nk=\x1a\f\r\n\x7f \x80 ]]\r\n";
+    writeFile(dir.file("odd.ini"), odd);
+    ASSERT_TRUE(ini.writePrivateProfileString("s", "n", "1", "odd.ini"));
+    EXPECT_EQ(readFile(dir.file("odd.ini")), odd.substr(0, 14) + "n=1\r\n" + odd.substr(14));
 }
 
 TEST_F(ProfileFilesTest, CreatesFilesOnlyWhereTheyCanBe)
@@ -215,6 +217,98 @@ TEST_F(ProfileFilesTest, ConcurrentWritersLoseNoUpdate)
             EXPECT_EQ(value("s", "k" + std::to_string(w) + "_" + std::to_string(i), "Shared.ini"), "v");
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 2)
         << "one file and its lock, whatever the spelling";
+}
+
+TEST_F(ProfileFilesTest, UnicodeFilesAreKeptAndFilesThatAreNotTextAreNeverWritten)
+{
+    auto utf16 = [](const std::string& ascii, bool bigEndian, bool mark) {
+        std::string out = mark ? (bigEndian ? "\xFE\xFF" : "\xFF\xFE") : "";
+        for (char c : ascii)
+            out += bigEndian ? std::string{'\0', c} : std::string{c, '\0'};
+        return out;
+    };
+    std::string random(4096, '\0');
+    unsigned seed = 20261121;
+    for (char& c : random)
+        c = static_cast<char>((seed = seed * 1103515245u + 12345u) >> 16);
+    const std::string text = "[s]\r\nk=v\r\n";
+    struct Case {
+        const char* what;
+        std::string file;
+        const char* read; // k of [s]
+        bool writable;
+        std::string after; // the file once n=1 is written, when it may be
+    };
+    const Case cases[] = {
+        {"UTF-16LE with its mark", utf16(text, false, true), "v", true, utf16(text + "n=1\r\n", false, true)},
+        {"UTF-16BE with its mark", utf16(text, true, true), "v", true, utf16(text + "n=1\r\n", true, true)},
+        {"UTF-16LE without a mark", utf16(text, false, false), "v", false, {}},
+        {"UTF-16 cut short", utf16(text, false, true) + "k", "v", false, {}},
+        {"a NUL in 8-bit text", bytes("[s]\r\nk=v\0\r\n"), "v", false, {}},
+        {"random bytes", random, "Not Found", false, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        writeFile(dir.file("test.ini"), c.file);
+        EXPECT_EQ(value("s", "k"), c.read);
+        EXPECT_EQ(ini.writePrivateProfileString("s", "n", "1", "test.ini"), c.writable) << ini.lastError();
+        EXPECT_EQ(readFile(dir.file("test.ini")), c.writable ? c.after : c.file);
+        if (!c.writable)
+            EXPECT_NE(ini.lastError().find(dir.file("test.ini")), std::string::npos) << ini.lastError();
+    }
+    // Characters beyond ASCII go both ways.
+    writeFile(dir.file("test.ini"), bytes("\xFF\xFE[\0s\0]\0\n\0k\0=\0\xE9\0\n\0"));
+    EXPECT_EQ(value("s", "k"), "\xC3\xA9");
+    ASSERT_TRUE(ini.writePrivateProfileString("s", "k", "\xE2\x82\xAC", "test.ini"));
+    EXPECT_EQ(readFile(dir.file("test.ini")), bytes("\xFF\xFE[\0s\0]\0\n\0k\0=\0\xAC\x20\n\0"));
+}
+
+TEST_F(ProfileFilesTest, ReadOnlyFilesAreRefusedEvenToRoot)
+{
+    const std::string path = dir.file("test.ini");
+    writeFile(path, "[s]\nk=v\n");
+    ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
+    EXPECT_FALSE(ini.writePrivateProfileString("s", "k", "w", "test.ini"));
+    EXPECT_NE(ini.lastError().find("read-only"), std::string::npos) << ini.lastError();
+    ASSERT_TRUE(ini.beginChange({"test.ini"}));
+    ini.writePrivateProfileString("s", "k", "w", "test.ini");
+    EXPECT_FALSE(ini.endChange(true));
+    EXPECT_EQ(readFile(path), "[s]\nk=v\n");
+    ::chmod(path.c_str(), 0644);
+    EXPECT_TRUE(ini.writePrivateProfileString("s", "k", "w", "test.ini"));
+}
+
+TEST_F(ProfileFilesTest, AChangeIsSeenWholeOrNotAtAll)
+{
+    writeFile(dir.file("a.ini"), "[s]\r\nk=old\r\n");
+    ASSERT_TRUE(ini.beginChange({"A.INI", "b.ini"}));
+    ASSERT_TRUE(ini.beginChange({"a.ini"})); // joins
+    ASSERT_TRUE(ini.writePrivateProfileString("s", "k", "new", "a.ini"));
+    ASSERT_TRUE(ini.writePrivateProfileString("s", "j", "2", "A.ini"));
+    ASSERT_TRUE(ini.writePrivateProfileString("t", "x", "1", "b.ini"));
+    EXPECT_TRUE(ini.endChange(true)); // the inner end writes nothing
+    EXPECT_EQ(value("s", "k", "a.ini"), "new") << "the change reads its own writes";
+    EXPECT_EQ(readFile(dir.file("a.ini")), "[s]\r\nk=old\r\n");
+    EXPECT_FALSE(fs::exists(dir.file("b.ini")));
+
+    // Another writer waits for the change and then writes on top of it.
+    std::thread other([this] {
+        IniProfileFiles own{dir.path()};
+        own.writePrivateProfileString("s", "k2", "other", "a.ini");
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(readFile(dir.file("a.ini")), "[s]\r\nk=old\r\n");
+    ASSERT_TRUE(ini.endChange(true));
+    other.join();
+    EXPECT_EQ(readFile(dir.file("a.ini")), "[s]\r\nk=new\r\nj=2\r\nk2=other\r\n");
+    EXPECT_EQ(value("t", "x", "b.ini"), "1");
+
+    // A dropped change writes nothing.
+    ASSERT_TRUE(ini.beginChange({"a.ini"}));
+    ini.writePrivateProfileString("s", "k", "dropped", "a.ini");
+    EXPECT_TRUE(ini.endChange(false));
+    EXPECT_EQ(value("s", "k", "a.ini"), "new");
+    EXPECT_FALSE(ini.endChange(true)) << "no change is open";
 }
 
 TEST(WindowsDirectory, ComesFromWindirElseTheUserDataFolder)

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <iterator>
 #include <string>
@@ -222,6 +224,21 @@ TEST(RegFileStore, BadFilesNeitherCrashNorGetOverwritten)
     EXPECT_EQ(query(store, "A", "B").result, ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(set(store, "A", "B", REG_SZ, str("x\0", 2)), ERROR_ACCESS_DENIED);
     EXPECT_EQ(readFile(path), junk);
+    // Named, so that nobody takes it for a store that holds nothing.
+    EXPECT_NE(store.readProblem().find(path + " is not a registry file"), std::string::npos) << store.readProblem();
+    EXPECT_EQ(store.lastError(), store.readProblem());
+
+    // A read-only file stays as it is, even for root; an empty one is no problem.
+    writeFile(path, "REGEDIT4\n");
+    ::chmod(path.c_str(), 0444);
+    EXPECT_EQ(store.readProblem(), "");
+    EXPECT_EQ(set(store, "A", "B", REG_SZ, str("x\0", 2)), ERROR_ACCESS_DENIED);
+    EXPECT_NE(store.lastError().find("read-only"), std::string::npos) << store.lastError();
+    EXPECT_EQ(readFile(path), "REGEDIT4\n");
+    ::chmod(path.c_str(), 0644);
+    writeFile(path, "\r\n");
+    EXPECT_EQ(store.readProblem(), "");
+    EXPECT_EQ(set(store, "A", "B", REG_SZ, str("x\0", 2)), ERROR_SUCCESS);
 
     // 10 MB of keys: read and written, nothing lost.
     std::string large = "Windows Registry Editor Version 5.00\n";

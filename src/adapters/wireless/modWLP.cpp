@@ -138,13 +138,20 @@ bool WLPSelectAdapter(Context& ctx, const ChoiceList& list)
         return false;
     const size_t i = static_cast<size_t>(index);
     ProfileFiles& ini = *ctx.ports.profiles;
-    bool written = ini.writePrivateProfileString("DeviceInformation1", "DeviceParams",
-                                                 ctx.g_astrWLPAddresses[i] + ":" + std::to_string(kWLPTcpPort),
-                                                 kWLPIniFile);
-    written = ini.writePrivateProfileString("DeviceInformation1", "SerialNumber", ctx.g_astrWLPSerials[i],
-                                            kWLPIniFile) && written;
-    written = ini.writePrivateProfileString("DeviceInformation1", "DeviceName", ctx.g_astrWLPNames[i],
-                                            kWLPIniFile) && written;
+    // One change: a driver (or a kill) never sees one adapter's name with
+    // another's address.
+    ProfileChange change(&ini, {kWLPIniFile});
+    bool written = change.begun();
+    if (written) {
+        written = ini.writePrivateProfileString("DeviceInformation1", "DeviceParams",
+                                                ctx.g_astrWLPAddresses[i] + ":" + std::to_string(kWLPTcpPort),
+                                                kWLPIniFile);
+        written = ini.writePrivateProfileString("DeviceInformation1", "SerialNumber", ctx.g_astrWLPSerials[i],
+                                                kWLPIniFile) && written;
+        written = ini.writePrivateProfileString("DeviceInformation1", "DeviceName", ctx.g_astrWLPNames[i],
+                                                kWLPIniFile) && written;
+        written = written && change.commit();
+    }
     if (!written)
         logLinks(ctx, LogLevel::Warning, std::string("could not write the selected adapter into ") + kWLPIniFile);
     return true;

@@ -117,6 +117,9 @@ void WirelessAdapterList::load(Context& ctx)
     adapters_.clear();
     selected_ = -1;
     changed_ = false;
+    edits_.clear();
+    loaded_.clear();
+    loadedSelection_ = -1;
 
     std::vector<std::string> names, addresses, serials;
     if (!WLPReadAdditionalDevices(ctx, names, addresses, serials))
@@ -153,6 +156,8 @@ void WirelessAdapterList::load(Context& ctx)
             break;
         }
     }
+    loaded_ = adapters_;
+    loadedSelection_ = selected_;
 }
 
 bool WirelessAdapterList::select(int index)
@@ -160,6 +165,7 @@ bool WirelessAdapterList::select(int index)
     if (index < 0 || index >= size())
         return false;
     selected_ = index;
+    edits_.push_back({Edit::Kind::Select, adapters_[static_cast<size_t>(index)].name, {}});
     return true;
 }
 
@@ -209,6 +215,7 @@ WirelessEditResult WirelessAdapterList::add(const std::string& name, const std::
     adapters_.push_back({n, a, s, paramsFor(a)});
     selected_ = size() - 1;
     changed_ = true;
+    edits_.push_back({Edit::Kind::Add, n, adapters_.back()});
     return result;
 }
 
@@ -223,6 +230,7 @@ WirelessEditResult WirelessAdapterList::edit(int index, const std::string& name,
         return result;
     WirelessAdapterEntry& e = adapters_[static_cast<size_t>(index)];
     if (e.name != n || e.address != a || e.serial != s || e.params != paramsFor(a)) {
+        edits_.push_back({Edit::Kind::Change, e.name, {n, a, s, paramsFor(a)}});
         e = {n, a, s, paramsFor(a)};
         changed_ = true;
     }
@@ -233,6 +241,7 @@ bool WirelessAdapterList::remove(int index)
 {
     if (index < 0 || index >= size())
         return false;
+    edits_.push_back({Edit::Kind::Remove, adapters_[static_cast<size_t>(index)].name, {}});
     adapters_.erase(adapters_.begin() + index);
     changed_ = true;
     if (adapters_.empty())
@@ -266,21 +275,96 @@ std::string WirelessAdapterList::serialsValue() const
     return v;
 }
 
+bool WirelessAdapterList::replay(WirelessAdapterList& fresh) const
+{
+    auto indexOf = [&fresh](const std::string& name) {
+        for (int i = 0; i < fresh.size(); ++i) {
+            if (fresh.adapters_[static_cast<size_t>(i)].name == name)
+                return i;
+        }
+        return -1;
+    };
+    for (const Edit& e : edits_) {
+        const int at = indexOf(e.name);
+        WirelessEditResult r;
+        switch (e.kind) {
+        case Edit::Kind::Add:
+            r = fresh.add(e.entry.name, e.entry.address, e.entry.serial);
+            break;
+        case Edit::Kind::Change:
+            r = fresh.edit(at, e.entry.name, e.entry.address, e.entry.serial);
+            break;
+        case Edit::Kind::Remove:
+            r.accepted = at < 0 || fresh.remove(at); // gone already: nothing to do
+            break;
+        case Edit::Kind::Select:
+            r.accepted = fresh.select(at);
+            break;
+        }
+        if (!r) {
+            fresh.lastError_ = "Another program changed the wireless adapter list meanwhile, and \"" + e.name
+                               + "\" no longer fits it" + (r.message.empty() ? std::string() : ": " + r.message);
+            return false;
+        }
+    }
+    return true;
+}
+
 bool WirelessAdapterList::apply(Context& ctx)
 {
+    lastError_.clear();
     if (!ctx.ports.profiles)
         return false;
+    ProfileChange change(ctx.ports.profiles, {kWLPIniFile});
+    if (!change.begun()) {
+        lastError_ = ctx.ports.profiles->lastError();
+        logInfo(ctx, LogLevel::Warning, "the wireless adapter list is not written: " + lastError_);
+        return false;
+    }
+    // Read again under the lock: what another program wrote since load()
+    // stays, and our edits are made on top of it.
+    WirelessAdapterList fresh;
+    fresh.load(ctx);
+    const bool sameAsLoaded = fresh.adapters_.size() == loaded_.size()
+                              && std::equal(loaded_.begin(), loaded_.end(), fresh.adapters_.begin(),
+                                            [](const WirelessAdapterEntry& a, const WirelessAdapterEntry& b) {
+                                                return a.name == b.name && a.address == b.address
+                                                       && a.serial == b.serial && a.params == b.params;
+                                            });
+    if (!sameAsLoaded) {
+        if (!replay(fresh)) {
+            lastError_ = fresh.lastError_;
+            logInfo(ctx, LogLevel::Warning, lastError_);
+            return false;
+        }
+        logInfo(ctx, LogLevel::Info, "the wireless adapter list changed since it was read; edits made again on it");
+        adapters_ = fresh.adapters_;
+        selected_ = fresh.selected_;
+        changed_ = fresh.changed_;
+    }
+    const bool ok = write(ctx) && change.commit();
+    if (!ok)
+        lastError_ = ctx.ports.profiles->lastError();
+    logInfo(ctx, ok ? LogLevel::Info : LogLevel::Warning,
+            std::string(ok ? "wrote" : "could not write") + " the wireless adapter list (" + std::to_string(size())
+                + " adapters) into " + kWLPIniFile + (ok ? std::string() : ": " + lastError_));
+    if (ok) {
+        changed_ = false;
+        edits_.clear();
+        loaded_ = adapters_;
+        loadedSelection_ = selected_;
+    }
+    return ok;
+}
+
+bool WirelessAdapterList::write(Context& ctx)
+{
     ProfileFiles& ini = *ctx.ports.profiles;
     bool ok = true;
     if (changed_) {
         ok = ini.writePrivateProfileString(kListSection, "DeviceNames", namesValue(), kWLPIniFile) && ok;
         ok = ini.writePrivateProfileString(kListSection, "DeviceParams", paramsValue(), kWLPIniFile) && ok;
         ok = ini.writePrivateProfileString(kListSection, "SerialNumbers", serialsValue(), kWLPIniFile) && ok;
-        if (ok)
-            changed_ = false;
-        logInfo(ctx, ok ? LogLevel::Info : LogLevel::Warning,
-                std::string(ok ? "wrote" : "could not write") + " the wireless adapter list ("
-                    + std::to_string(size()) + " adapters) into " + kWLPIniFile);
     }
 
     ctx.g_astrWLPNames.clear();
@@ -293,9 +377,17 @@ bool WirelessAdapterList::apply(Context& ctx)
         ctx.g_astrWLPSerials.push_back(e.serial);
         list.addItem(e.name + " (" + e.address + ")");
     }
-    if (selected_ >= 0 && selected_ < size()) {
-        list.selected = selected_;
-        WLPSelectAdapter(ctx, list);
+    if (ok && selected_ >= 0 && selected_ < size()) {
+        // An adapter without a usable address (a hand-edited list) is not
+        // made the one the driver connects to: ":12321" leads nowhere.
+        const WirelessAdapterEntry& chosen = adapters_[static_cast<size_t>(selected_)];
+        if (!WirelessAddressProblem(chosen.address).empty()) {
+            logInfo(ctx, LogLevel::Warning,
+                    "\"" + chosen.name + "\" has no usable address; the chosen adapter stays as it was");
+        } else {
+            list.selected = selected_;
+            WLPSelectAdapter(ctx, list);
+        }
     }
     return ok;
 }

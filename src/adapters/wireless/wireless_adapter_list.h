@@ -78,9 +78,16 @@ public:
 
     // Writes the lists into [AdditionalDevices] when they changed, fills the
     // program's adapter arrays from them and writes the chosen adapter into
-    // [DeviceInformation1]. Nothing else in the file is touched. False when
-    // a write failed (logged); what could be written stays written.
+    // [DeviceInformation1], all as one change of the file: whoever reads it,
+    // even after a kill, sees the old lists and choice or the new ones.
+    // Another program's change made since load() is kept: the file is read
+    // again under its lock and this list's edits are made over again on it.
+    // Nothing else in the file is touched. An adapter without an address is
+    // never written as the chosen one. False when the file could not be
+    // written or the edits no longer fit it (lastError() says why; logged);
+    // the file then stays as it was.
     bool apply(Context& ctx);
+    const std::string& lastError() const { return lastError_; }
 
     // The three values of [AdditionalDevices] for the current entries.
     std::string namesValue() const;
@@ -88,11 +95,27 @@ public:
     std::string serialsValue() const;
 
 private:
+    // An edit as made, so that apply() can make it again on a list that
+    // another program changed meanwhile. Adapters are known by name.
+    struct Edit {
+        enum class Kind { Add, Change, Remove, Select } kind;
+        std::string name; // the adapter's name before the edit
+        WirelessAdapterEntry entry;
+    };
+    // Makes the edits again on `fresh`; false with the reason when one no
+    // longer fits.
+    bool replay(WirelessAdapterList& fresh) const;
+    bool write(Context& ctx);
+
     WirelessEditResult check(int index, std::string& name, std::string& address, std::string& serial) const;
 
     std::vector<WirelessAdapterEntry> adapters_;
     int selected_ = -1;
     bool changed_ = false;
+    std::vector<WirelessAdapterEntry> loaded_; // as load() read them
+    int loadedSelection_ = -1;
+    std::vector<Edit> edits_;
+    std::string lastError_;
 };
 
 } // namespace lp

@@ -79,13 +79,58 @@ bool Win32ProfileFiles::writePrivateProfileString(const std::string& section, co
     // lines (or sections) to the file, so it ends at its first line break.
     const std::string ansiValue = toAnsi(value.substr(0, value.find_first_of("\r\n")));
     const std::string ansiFile = toAnsi(fileName);
-    return WritePrivateProfileStringA(ansiSection.c_str(), ansiKey.c_str(), ansiValue.c_str(),
-                                      ansiFile.c_str()) != FALSE;
+    if (WritePrivateProfileStringA(ansiSection.c_str(), ansiKey.c_str(), ansiValue.c_str(), ansiFile.c_str()))
+        return true;
+    const DWORD code = GetLastError();
+    lastError_ = fileName + (code == ERROR_ACCESS_DENIED ? std::string(" is read-only or not ours to write")
+                                                         : ": Windows error " + std::to_string(code));
+    return false;
 }
 
 std::string Win32ProfileFiles::windowsDirectory()
 {
     return defaultWindowsDirectory();
+}
+
+bool Win32ProfileFiles::beginChange(const std::vector<std::string>& fileNames)
+{
+    lastError_.clear();
+    std::vector<std::unique_ptr<FileLock>> taken;
+    std::vector<std::string> paths;
+    for (const std::string& name : fileNames) {
+        std::string path = name.find_first_of("\\/") == std::string::npos ? windowsDirectory() + "\\" + name : name;
+        // Names compare without case, as the file system does.
+        std::transform(path.begin(), path.end(), path.begin(),
+                       [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+        if (std::find(lockedPaths_.begin(), lockedPaths_.end(), path) != lockedPaths_.end()
+            || std::find(paths.begin(), paths.end(), path) != paths.end())
+            continue;
+        auto lock = std::make_unique<FileLock>(path);
+        if (!lock->locked()) {
+            lastError_ = lock->error();
+            return false;
+        }
+        taken.push_back(std::move(lock));
+        paths.push_back(path);
+    }
+    for (size_t i = 0; i < taken.size(); ++i) {
+        locks_.push_back(std::move(taken[i]));
+        lockedPaths_.push_back(paths[i]);
+    }
+    ++changeDepth_;
+    return true;
+}
+
+bool Win32ProfileFiles::endChange(bool commit)
+{
+    (void)commit;
+    if (changeDepth_ == 0)
+        return false;
+    if (--changeDepth_ == 0) {
+        locks_.clear();
+        lockedPaths_.clear();
+    }
+    return true;
 }
 
 } // namespace lp

@@ -4,8 +4,11 @@
 // the ANSI code page at the call and back.
 #ifdef _WIN32
 
+#include <memory>
 #include <string>
+#include <vector>
 
+#include "platform/atomic_file.h"
 #include "ports/profile_files.h"
 
 namespace lp {
@@ -21,6 +24,18 @@ public:
     bool writePrivateProfileString(const std::string& section, const std::string& key, const std::string& value,
                                    const std::string& fileName) override;
     std::string windowsDirectory() override;
+    // The system writes each key by itself, so a change here is the lock
+    // alone: other toolkits wait while it runs, and its writes are made at
+    // once (endChange(false) cannot take them back).
+    bool beginChange(const std::vector<std::string>& fileNames) override;
+    bool endChange(bool commit) override;
+    std::string lastError() const override { return lastError_; }
+
+private:
+    std::vector<std::unique_ptr<FileLock>> locks_;
+    std::vector<std::string> lockedPaths_;
+    int changeDepth_ = 0;
+    std::string lastError_;
 };
 
 } // namespace lp
