@@ -1,4 +1,4 @@
-// How much CPU a 1750 ms DelayMilliseconds costs on the real host (the classic
+// How much CPU a 1750 ms DelayMilliseconds costs on the real host (a
 // busy wait cost a whole core), and how long the event loop goes unturned
 // meanwhile (the window's repaint latency during the delay).
 #include <QGuiApplication>

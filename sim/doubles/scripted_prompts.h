@@ -1,7 +1,7 @@
 #pragma once
 // Prompts for tests: every box is recorded, and answers come from a queue the
 // test fills beforehand. With the queue empty a box is answered with its
-// first button, as pressing Enter on the classic box would.
+// first button, as pressing Enter on a message box would.
 #include <deque>
 #include <string>
 #include <vector>

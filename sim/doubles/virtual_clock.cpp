@@ -160,7 +160,7 @@ private:
         if (id_)
             clock_.stopTimer(id_);
         // An enabled timer with interval 0 stays enabled but never ticks, as
-        // the classic timer control did.
+        // a window timer does.
         id_ = interval_ > 0 ? clock_.startTimer(interval_, onTick_) : 0;
     }
     VirtualClock& clock_;

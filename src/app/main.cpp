@@ -51,8 +51,9 @@ const char* const kUsage =
     "  LINKPORT_PRINT_WHEN_SHOWN=1  print \"shown\" on stdout when the main window\n"
     "                          is first shown (start-up timing; the caller ends it)\n";
 
-// The classic command line: everything after the program name, as one text.
-std::string classicCommandLine(int argc, char* argv[])
+// The command line as the program reads it: everything after the program
+// name, as one text.
+std::string commandLineText(int argc, char* argv[])
 {
     std::string line;
     for (int i = 1; i < argc; ++i) {
@@ -87,7 +88,7 @@ private:
 
 int main(int argc, char* argv[])
 {
-    // --demo is ours, not part of the classic command line: taken out here.
+    // --demo is ours, not part of the command line the shell reads: taken out here.
     std::string demoKind;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--demo") == 0 || std::strncmp(argv[i], "--demo=", 7) == 0) {
@@ -168,7 +169,7 @@ int main(int argc, char* argv[])
     lp::QtPrompts prompts(&realPorts.logger());
     lp::Context ctx;
     realPorts.attach(ctx, &prompts);
-    ctx.commandLine = classicCommandLine(argc, argv);
+    ctx.commandLine = commandLineText(argc, argv);
     // Settings that cannot be read would otherwise look like a first start.
     if (const std::string problem = ctx.ports.registry ? ctx.ports.registry->readProblem() : std::string();
         !problem.empty())

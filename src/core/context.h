@@ -1,5 +1,5 @@
 #pragma once
-// The program-wide values, kept under their classic names, and the ports the
+// The program-wide values, kept under their established names, and the ports the
 // procedures talk through. Every run (and every test) builds its own context;
 // nothing here is a global.
 #include <cstdint>
@@ -68,7 +68,7 @@ struct Context {
     bool g_blnRP1210Connected = false;
 
     // Serial links. The port-name text is shared by the second-generation and
-    // compact links, as it always was.
+    // compact links.
     std::string g_strLP2Port;
     std::string g_strLP2ReplyHex;
 

@@ -7,7 +7,7 @@
 namespace lp {
 
 // The running number of a menu item: the items of the menu bar and its
-// submenus counted in order from 1, the way the classic menu stood:
+// submenus counted in order from 1, the way the menu stands:
 //
 //    1 File            2 Exit
 //    3 Information     4 Summary

@@ -1,5 +1,5 @@
 #pragma once
-// The classic text and number rules that the adapter links, the registry and
+// The text and number rules that the adapter links, the registry and
 // the firmware checks are defined by. One place, so that every module reads
 // "the numeric value of a text" the same way.
 #include <cstdint>

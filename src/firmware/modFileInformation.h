@@ -17,7 +17,7 @@ std::string GetFileVersion(Context& ctx, const std::string& path);
 // The formatting alone, over the fixed block's two values.
 std::string FormatFileVersion(int32_t fileVersionMS, int32_t fileVersionLS);
 
-// The classic word helpers. HiWord divides by 65535, not 65536, and takes one
+// The word helpers. HiWord divides by 65535, not 65536, and takes one
 // off a negative value: the shown versions have always been computed so, and
 // they must not change under the users' feet.
 int32_t HiWord(int32_t value);

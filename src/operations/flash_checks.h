@@ -48,7 +48,7 @@ std::optional<std::string> DefaultFlashFile(Context& ctx, FlashKind kind);
 // numeric value is rounded half to even. 1.2.3 reads 120.3 and gives 120,
 // 3.12 gives 31212, 1.0 gives 100.
 //
-// Where the classic arithmetic had no answer:
+// Where the arithmetic has no answer of its own:
 //  - the empty text gives 0;
 //  - a text without "." is all major, minor and tail are 0: "3" reads as
 //    "3.0" (300), and "Not Present" gives 0;

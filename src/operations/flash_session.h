@@ -7,7 +7,7 @@
 // command line simply runs the whole attempt with run().
 //
 // Qt-free. Every message box of the attempt goes through the context's
-// Prompts as before and is also kept for the log.
+// Prompts and is also kept for the log.
 #include <cstdint>
 #include <memory>
 #include <string>

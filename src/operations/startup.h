@@ -59,7 +59,7 @@ std::string ScreenCaption(int16_t toolkitMode, const std::string& screenName);
 
 // Status panel 1 restored from the main window's caption: the text from two
 // characters after its first "-" to the end. A caption without "-" loses its
-// first character, as the classic Mid$(caption, InStr(caption, "-") + 2)
+// first character, as Mid$(caption, InStr(caption, "-") + 2)
 // did.
 std::string PanelTextFromCaption(const std::string& caption);
 

@@ -22,7 +22,7 @@ namespace lp {
 namespace {
 
 constexpr int16_t kNotPresent = 508;
-// The port the wireless adapters listen on, as the classic code wrote it.
+// The port the wireless adapters listen on.
 constexpr const char* kWirelessPortText = ":12321";
 // The connection wait checks its conditions after every message anyway; the
 // slice only bounds how long one waitUntil call lasts.
@@ -188,8 +188,8 @@ void WirelessSummaryReader::select(const ChoiceList& list)
         log("no network socket: the wireless adapter is not read");
         return;
     }
-    // The old connection goes first. Only a connected socket used to be
-    // closed; one still connecting or failed would refuse the new attempt.
+    // The old connection goes first, whatever its state: a socket still
+    // connecting or failed would refuse the new attempt.
     if (socket_->state() != TcpState::Closed)
         socket_->close();
     step_.clear();

@@ -65,7 +65,7 @@ std::string fromDriverText(const std::string& text) { return text; }
 
 // A caller's buffer as the driver gets it: the caller's bytes, then zeros up
 // to the room the call may use; afterwards the caller's length is copied
-// back, as the classic by-value text kept its length.
+// back, as a text passed by value keeps its length.
 class CallBuffer {
 public:
     CallBuffer(const std::string& bytes, size_t room)

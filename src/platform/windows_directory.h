@@ -1,5 +1,5 @@
 #pragma once
-// Where the driver INI files live: the classic Windows directory.
+// Where the driver INI files live: the Windows directory.
 #include <string>
 
 namespace lp {

@@ -14,7 +14,7 @@
 
 namespace lp {
 
-// A window timer (the classic timer control): its ticks are messages, so they
+// A window timer (a timer control): its ticks are messages, so they
 // run only while messages run, and a tick that falls due during a delay is
 // delivered once, afterwards.
 class HostTimer {

@@ -1,5 +1,5 @@
 #pragma once
-// The Prompts port: message boxes with the classic button/icon flags, so that
+// The Prompts port: message boxes with the Windows button/icon flags, so that
 // procedures can state exactly what the user is shown and tests can answer.
 #include <string>
 

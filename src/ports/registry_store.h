@@ -1,6 +1,6 @@
 #pragma once
 // The RegistryStore port: the five registry calls the program makes, with the
-// Win32 result codes, so that the registry module can follow the classic
+// Win32 result codes, so that the registry module can follow the Windows
 // algorithm step by step. Texts are UTF-8 in the program; the Windows
 // implementation converts them to the ANSI code page at the call.
 #include <cstdint>

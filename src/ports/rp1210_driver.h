@@ -11,7 +11,7 @@
 //
 // Buffers are passed in and out as std::string, each byte a character. The
 // driver reads and writes them in place and their length stays what the
-// caller gave, as a classic text passed by value kept its length: a driver
+// caller gave, as a text passed by value keeps its length: a driver
 // that writes a terminating NUL leaves it in the text. Command, message and
 // record buffers are bytes; the protocol name, error and status texts are
 // text (converted to and from the ANSI code page on Windows).

@@ -1,5 +1,5 @@
 #pragma once
-// The SerialPort port: the properties of the classic serial-port control that
+// The SerialPort port: the properties of a serial-port control that
 // the adapter links use. Every call that the control could refuse returns
 // false and leaves a reason in lastError(); the procedures treat a refusal
 // the way the control's run-time error was treated (their fault guards).

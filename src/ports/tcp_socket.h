@@ -2,14 +2,14 @@
 // The TcpSocket port: the client socket control that the screens use to talk
 // to a wireless adapter (port 12321).
 //
-// State keeps the classic numbers, because screens compare against them:
+// State keeps the socket control's numbers, because screens compare against them:
 //   0 closed, 6 connecting, 7 connected, 9 error.
 // Everything after Connect happens as messages: the state moves to 7 or 9,
 // DataArrival and Error fire only while the program lets messages run (a
 // wait or a pump), never inside a plain delay and never inside a call to the
 // socket itself.
 //
-// Error numbers are the classic socket-control numbers, so that the user's
+// Error numbers are the Windows socket-control numbers, so that the user's
 // "Error# n" box reads as it always did:
 //   10061 the adapter refused the connection (nothing listens there)
 //   10060 the connection attempt timed out
@@ -70,7 +70,7 @@ public:
     virtual int16_t state() const = 0;
 
     // Starts connecting (state 6). Refused (false, nothing started) unless
-    // the socket is closed and a host and port are set; the classic control
+    // the socket is closed and a host and port are set; a socket control
     // raised a run-time error there.
     virtual bool connect() = 0;
 

@@ -89,7 +89,7 @@ public:
     const std::string& helpFile() const { return helpFile_; }
 
     // The toolbar button of a key, and the images of ilsToolBar (1-based as
-    // the classic image list).
+    // as the toolbar's image list counts them).
     QAction* toolbarButton(const QString& key) const;
     const std::vector<QIcon>& ilsToolBar() const { return ilsToolBar_; }
 

@@ -8,7 +8,7 @@
 
 namespace lp {
 
-// The picture kinds of the classic resource call.
+// The picture kinds a resource picture can be.
 enum class ResPictureKind { Bitmap = 0, Icon = 1, Cursor = 2 };
 
 // Icon 101: the adapter emblem (window icon, dialog picture).

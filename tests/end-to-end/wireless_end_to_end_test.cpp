@@ -112,7 +112,7 @@ TEST(WirelessEndToEnd, TwoAdaptersAnswerTheQtSocketOnLoopback)
     EXPECT_EQ(framesA, 3);
 }
 
-TEST(WirelessEndToEnd, RefusedAndDroppedConnectionsReportClassicErrors)
+TEST(WirelessEndToEnd, RefusedAndDroppedConnectionsReportWindowsSocketErrors)
 {
     WirelessModel model;
     model.setFault(WirelessFault::RefuseConnections);

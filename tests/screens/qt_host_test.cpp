@@ -1,4 +1,4 @@
-// The real host must keep the classic split: a delay runs none of the
+// The real host must keep the split: a delay runs none of the
 // program (no clicks, no timer ticks) yet lets the window repaint; a wait runs
 // everything and wakes as soon as its condition holds. Neither may burn a core.
 #include <gtest/gtest.h>

@@ -53,10 +53,10 @@ TEST(FlashChecks, DefaultFileOnlyForTheSecondGenerationAdapterUnderTheToolkitKey
     EXPECT_FALSE(DefaultFlashFile(t.ctx, FlashKind::WLP));
 }
 
-TEST(FlashChecks, VersionTextToNumberKeepsTheClassicArithmetic)
+TEST(FlashChecks, VersionTextToNumberKeepsItsArithmetic)
 {
     // 1.2.3 is 120.3; 2.5.5 is 250.5, half to even; 12.3 has d = 3: minor "3",
-    // tail "2.3", so 1232.3. The last four are where the classic gave no answer.
+    // tail "2.3", so 1232.3. The last four are where the arithmetic has no answer of its own.
     const std::pair<const char*, int> cases[] = {{"1.2.3", 120}, {"1.2.4", 120}, {"3.12", 31212}, {"1.0", 100},
                                                  {"2.5.5", 250}, {"2.7.5", 270}, {"12.3", 1232},   {"", 0},
                                                  {"3", 300},     {"Not Present", 0}, {".5", 55}};

@@ -72,7 +72,7 @@ TEST(ModLibrary, DelayWaitsOnTheTickCountWithoutMessagesAndRefusesOverflow)
     EXPECT_DOUBLE_EQ(clock.nowMs(), 1750);
 
     // A deadline of exactly the largest tick count is fine; one more is the
-    // classic overflow: no wait at all, and a line in the log.
+    // tick count overflow: no wait at all, and a line in the log.
     VirtualClock edge;
     edge.setTickCountAtStart(std::numeric_limits<int32_t>::max() - 1000);
     ctx.ports.host = &edge;

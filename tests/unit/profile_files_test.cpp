@@ -253,8 +253,9 @@ TEST_F(ProfileFilesTest, UnicodeFilesAreKeptAndFilesThatAreNotTextAreNeverWritte
         EXPECT_EQ(value("s", "k"), c.read);
         EXPECT_EQ(ini.writePrivateProfileString("s", "n", "1", "test.ini"), c.writable) << ini.lastError();
         EXPECT_EQ(readFile(dir.file("test.ini")), c.writable ? c.after : c.file);
-        if (!c.writable)
+        if (!c.writable) {
             EXPECT_NE(ini.lastError().find(dir.file("test.ini")), std::string::npos) << ini.lastError();
+        }
     }
     // Characters beyond ASCII go both ways.
     writeFile(dir.file("test.ini"), bytes("\xFF\xFE[\0s\0]\0\n\0k\0=\0\xE9\0\n\0"));

@@ -5,7 +5,7 @@
 //
 // `Connection` is the calling screen's serial port (made from
 // ctx.ports.serialPorts). Every operation opens and closes it itself; a call
-// that the port refuses (the classic control's run-time error) ends the
+// that the port refuses (a serial control's run-time error) ends the
 // operation with the port closed.
 #include <cstdint>
 #include <string>

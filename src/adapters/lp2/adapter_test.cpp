@@ -97,7 +97,7 @@ bool TestDriverAvailable(Context& ctx) { return RP1210MarkDisconnected(ctx); }
 
 bool HardwareStatusAboveZero(const std::string& status)
 {
-    // The classic comparison of a text with the number 0: a text that reads
+    // A comparison of a text with the number 0: a text that reads
     // as a number compares by its value, any other text (the empty one of a
     // short status too) is greater than every number.
     const std::string fifth = vb::Mid(status, 5, 1);

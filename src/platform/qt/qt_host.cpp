@@ -151,7 +151,7 @@ private:
     void restart()
     {
         pending_ = false;
-        // An interval of 0 leaves a classic timer enabled but idle.
+        // An interval of 0 leaves a window timer enabled but idle.
         if (interval_ > 0)
             timer_.start(interval_);
         else

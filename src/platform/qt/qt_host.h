@@ -1,7 +1,7 @@
 #pragma once
 // The Host on the Qt event loop.
 //
-// A delay sleeps instead of spinning. The classic busy wait kept the window
+// A delay sleeps instead of spinning. A busy wait would keep the window
 // from handling anything, so nothing of the program ran during it; sleeping
 // keeps that result without burning a core. Between short sleeps the delay
 // lets Qt repaint (posted paint and layout events) but holds back clicks and
@@ -10,7 +10,7 @@
 // see what a busy wait saw.
 //
 // A wait blocks in the event loop with everything running, the way the
-// classic DoEvents loop did, and wakes at least every few milliseconds to
+// a message-pumping loop does, and wakes at least every few milliseconds to
 // re-check conditions that are polled (serial input counts).
 #include <QObject>
 #include <QPointer>

@@ -49,7 +49,7 @@ int64_t sendToSystem(qintptr descriptor, const uint8_t* data, size_t size)
 }
 } // namespace
 
-int32_t classicSocketError(QAbstractSocket::SocketError error, bool wasConnected)
+int32_t windowsSocketError(QAbstractSocket::SocketError error, bool wasConnected)
 {
     switch (error) {
     case QAbstractSocket::ConnectionRefusedError:
@@ -129,7 +129,7 @@ bool QtTcpSocket::connect()
     QObject::connect(socket_, &QTcpSocket::errorOccurred, signalContext_,
                      [this](QAbstractSocket::SocketError error) {
                          takeBytes(); // what arrived before the error comes first
-                         const int32_t number = classicSocketError(error, qtConnected_);
+                         const int32_t number = windowsSocketError(error, qtConnected_);
                          enqueue([this, number] { onError(number); });
                      });
     QObject::connect(socket_, &QTcpSocket::disconnected, signalContext_, [this] {
@@ -167,7 +167,7 @@ bool QtTcpSocket::sendData(const Bytes& bytes)
                                     static_cast<qint64>(bytes.size() - sent));
     if (written < 0)
         return refuse(socket_->errorString().toStdString());
-    // Hand the bytes to the system now, as the classic control did; Qt would
+    // Hand the bytes to the system now, as a Windows socket control does; Qt would
     // otherwise wait for the event loop, which a delay holds back.
     socket_->flush();
     return true;

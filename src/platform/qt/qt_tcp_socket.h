@@ -8,7 +8,7 @@
 // bytes are taken from Qt at once, so getData() sees them before the
 // DataArrival message runs.
 //
-// Qt's socket errors become the classic numbers (see ports/tcp_socket.h):
+// Qt's socket errors become the Windows socket numbers (see ports/tcp_socket.h):
 //   ConnectionRefusedError       10061
 //   SocketTimeoutError           10060 (also our own connect time-out)
 //   RemoteHostClosedError        10054 (and a disconnection we did not ask for)
@@ -35,8 +35,8 @@ namespace lp {
 
 class QtHost;
 
-// The classic error number for a Qt socket error.
-int32_t classicSocketError(QAbstractSocket::SocketError error, bool wasConnected);
+// The Windows socket error number for a Qt socket error.
+int32_t windowsSocketError(QAbstractSocket::SocketError error, bool wasConnected);
 
 class QtTcpSocket final : public TcpSocket {
 public:
@@ -59,7 +59,7 @@ public:
     std::string lastError() const override { return lastError_; }
 
     // How long a connection attempt may take before Error 10060 (default
-    // 21 s, about what the classic control waited on a PC).
+    // 21 s, about what a Windows socket waits).
     void setConnectTimeoutMs(int ms) { connectTimeoutMs_ = ms; }
 
     // Bytes held for the program at most; Qt stops reading from the network
