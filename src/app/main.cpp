@@ -21,9 +21,9 @@
 #include "ui/res_picture.h"
 #include "version.h"
 #ifdef LP_HAVE_DEMO
+#include "demo/demo_firmware.h"
 #include "demo/demo_options.h"
 #include "demo/stop_signals.h"
-#include "firmware/demo_firmware.h"
 #endif
 
 namespace {

@@ -21,7 +21,7 @@
 #include "core/string_table.h"
 #include "version.h"
 #ifdef LP_HAVE_DEMO
-#include "firmware/demo_firmware.h"
+#include "demo/demo_firmware.h"
 #include "demo/demo_options.h"
 #include "demo/demo_session.h"
 #include "demo/stop_signals.h"

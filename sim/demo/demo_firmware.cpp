@@ -1,4 +1,4 @@
-#include "firmware/demo_firmware.h"
+#include "demo/demo_firmware.h"
 
 #include <algorithm>
 #include <cctype>
