@@ -76,9 +76,11 @@ set(CPACK_NSIS_INSTALL_ROOT "$PROGRAMFILES64")
 set(CPACK_NSIS_EXECUTABLES_DIRECTORY .)
 set(CPACK_PACKAGE_EXECUTABLES linkport-toolkit "Linkport Toolkit")
 set(CPACK_NSIS_INSTALLED_ICON_NAME linkport-toolkit.exe)
-# The manual is Markdown, which Windows opens with nothing by default: Notepad.
+# The manual is Markdown, which Windows opens with nothing by default:
+# Notepad (which takes the rest of its command line, blanks and all, as the
+# file name).
 set(CPACK_NSIS_CREATE_ICONS_EXTRA
-    "CreateShortCut '$SMPROGRAMS\\\\$STARTMENU_FOLDER\\\\Linkport Toolkit Manual.lnk' '$WINDIR\\\\notepad.exe' '$\\\\\"$INSTDIR\\\\doc\\\\manual.md$\\\\\"'")
+    "CreateShortCut '$SMPROGRAMS\\\\$STARTMENU_FOLDER\\\\Linkport Toolkit Manual.lnk' '$WINDIR\\\\notepad.exe' '$INSTDIR\\\\doc\\\\manual.md'")
 set(CPACK_NSIS_DELETE_ICONS_EXTRA
     "Delete '$SMPROGRAMS\\\\$MUI_TEMP\\\\Linkport Toolkit Manual.lnk'")
 set(CPACK_NSIS_ENABLE_UNINSTALL_BEFORE_INSTALL ON)
