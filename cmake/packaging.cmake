@@ -1,4 +1,5 @@
 # Install rules and the Debian package (cpack -G DEB; scripts/package).
+# Windows: packaging-windows.cmake (one folder, the NSIS installer).
 #
 # Installed layout, relative to the prefix (/usr in the package):
 #   bin/linkport-toolkit, bin/linkport, bin/linkport-sim
@@ -10,7 +11,11 @@
 # The programs find the library and the demo firmware from their own folder
 # in this layout and in the build tree alike (src/platform/shipped_files.cpp);
 # keep the two in step.
-if(NOT LP_BUILD_GUI OR WIN32)
+if(NOT LP_BUILD_GUI)
+  return()
+endif()
+if(WIN32)
+  include(${CMAKE_CURRENT_LIST_DIR}/packaging-windows.cmake)
   return()
 endif()
 

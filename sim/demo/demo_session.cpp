@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -467,7 +468,12 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
         // Replaced, not overwritten: a program that has the old copy loaded
         // keeps its mapping.
         std::string bytes;
-        const std::string installed = (fs::path(session->windir_) / kDriverLibraryName).string();
+        // A Windows build of the library (for Windows programs under Wine,
+        // whose Windows folder this is) goes in under its Windows name.
+        std::string ext = fs::path(library).extension().string();
+        std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+        const std::string installed =
+            (fs::path(session->windir_) / (ext == ".dll" ? "LP2RP32.dll" : kDriverLibraryName)).string();
         if (!readWholeFile(library, bytes, kMaxDriverLibraryBytes, &error)
             || !replaceFileAtomically(installed, bytes, &error)
             || !replaceFileAtomically((fs::path(session->windir_) / kLp2SimIni).string(),

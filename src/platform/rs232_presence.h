@@ -4,7 +4,10 @@
 // nothing is left open.
 //  - Windows: "\\.\COMn" opened for query only (CreateFileA, access 0) and
 //    GetCommProperties' dwProvSubType == PST_RS232. A negative n is never
-//    asked; COM0 is asked and is normally absent.
+//    asked; COM0 is asked and is normally absent. Where the system opens
+//    the port for query but refuses GetCommProperties on that handle
+//    (ERROR_ACCESS_DENIED: Wine, never Windows), it is asked again on a
+//    handle opened for reading.
 //  - Elsewhere: the device that COMn maps to (platform/serial_port_map.h)
 //    takes terminal settings and nobody holds its exclusive lock, as the
 //    open of a port held by another program fails on Windows.

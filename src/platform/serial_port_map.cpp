@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/user_folders.h"
+#include "platform/rs232_presence.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -155,7 +156,9 @@ std::map<int, std::string> listPorts()
     char target[512];
     for (int n = kFirstComPort; n <= kLastComPort; ++n) {
         std::string name = "COM" + std::to_string(n);
-        if (QueryDosDeviceA(name.c_str(), target, sizeof target) != 0)
+        // Wine answers QueryDosDevice only for the ports in its registry,
+        // not for the links in its dosdevices folder; the probe finds those.
+        if (QueryDosDeviceA(name.c_str(), target, sizeof target) != 0 || isRs232PortPresent(n))
             ports.emplace(n, devicePathForPort(n));
     }
     return ports;

@@ -17,6 +17,16 @@ namespace {
 // run from a build must not pick up an older installed copy.
 std::vector<fs::path> relativePlaces(ShippedFile file)
 {
+#ifdef _WIN32
+    // Windows installs one folder: the programs, LP2RP32.dll and
+    // demo-firmware\ side by side; a build has the firmware one level up.
+    switch (file) {
+    case ShippedFile::DriverLibrary:
+        return {fs::path("LP2RP32.dll")};
+    case ShippedFile::DemoFirmware:
+        return {fs::path("..") / "demo-firmware", fs::path("demo-firmware")};
+    }
+#else
     switch (file) {
     case ShippedFile::DriverLibrary:
         return {fs::path("..") / "lib" / "libLP2RP32.so",
@@ -24,6 +34,7 @@ std::vector<fs::path> relativePlaces(ShippedFile file)
     case ShippedFile::DemoFirmware:
         return {fs::path("..") / "demo-firmware", fs::path("..") / "share" / "linkport-toolkit" / "demo-firmware"};
     }
+#endif
     return {};
 }
 

@@ -3,6 +3,8 @@
 // firmware. They sit in one of two places relative to the running program's
 // folder: the build tree (bin/../lib, bin/../demo-firmware) or an installed
 // tree (bin/../lib/linkport-toolkit, bin/../share/linkport-toolkit/...).
+// On Windows the installed copy is one folder (LP2RP32.dll and
+// demo-firmware\ beside the programs).
 // Every place that looks for one of them goes through here, so a package and
 // a build find the same things.
 #include <string>

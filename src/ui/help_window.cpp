@@ -34,7 +34,8 @@ QString HelpWindow::findManual()
     if (QCoreApplication::instance()) {
         const QDir programs(QCoreApplication::applicationDirPath());
         candidates << programs.absoluteFilePath("../share/linkport-toolkit/manual.md")
-                   << programs.absoluteFilePath("../share/doc/linkport-toolkit/manual.md"); // the package's place
+                   << programs.absoluteFilePath("../share/doc/linkport-toolkit/manual.md") // the package's place
+                   << programs.absoluteFilePath("doc/manual.md"); // the Windows installer's
     }
     // This file lives in src/ui/ of the source tree.
     candidates << QFileInfo(QString::fromUtf8(__FILE__)).absoluteDir().absoluteFilePath("../../docs/manual.md");

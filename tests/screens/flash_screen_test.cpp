@@ -427,7 +427,8 @@ TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
     test::TestContext t;
     test::qtApp();
     t.ctx.g_strRegistryKey = kProgramKey;
-    const std::string folder = t.file("firmware");
+    // The dialog names files with the system's separators (\ on Windows).
+    const std::string folder = std::filesystem::path(t.file("firmware")).make_preferred().string();
     std::filesystem::create_directories(folder + "/older");
     test::writeFile(folder + "/b.APF", firmware("Application", "2.1", "3.0"));
     test::writeFile(folder + "/a.apf", firmware("Application", "2.0", "2.0,3.0"));
@@ -466,7 +467,7 @@ TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
 
     ok("a.apf");
     ASSERT_EQ(chosen.size(), 1u);
-    EXPECT_EQ(chosen[0], folder + "/a.apf");
+    EXPECT_EQ(chosen[0], (std::filesystem::path(folder) / "a.apf").string());
     EXPECT_EQ(dialog.result(), QDialog::Accepted);
     EXPECT_EQ(t.registryText(kProgramKey, "LastFlashDir"), folder);
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QDir>
+
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
@@ -350,7 +352,8 @@ TEST(Shell, HelpOpensTheManualOrTheServiceToolsHelpFile)
         QKeyEvent f1(QEvent::KeyPress, Qt::Key_F1, Qt::NoModifier);
         QCoreApplication::sendEvent(&m, &f1);
         ASSERT_EQ(opened.size(), 1);
-        EXPECT_EQ(opened[0].toLocalFile().toStdString(), folder + "/index.html");
+        EXPECT_EQ(QDir::toNativeSeparators(opened[0].toLocalFile()).toStdString(),
+                  std::filesystem::path(folder + "/index.html").make_preferred().string());
         EXPECT_EQ(m.helpWindow(), nullptr);
     }
 }

@@ -9,14 +9,25 @@
 #include "platform/reg_file_store.h"
 #include "platform/rp1210_library.h"
 #include "platform/windows_directory.h"
+#ifdef _WIN32
+#include "platform/win32/win32_profile_files.h"
+#include "platform/win32/win32_registry_store.h"
+#endif
 
 namespace lp {
 
 struct RealPorts::Parts {
     QtLogger logger;
     QtHost host;
+#ifdef _WIN32
+    // The system's own: drivers' INI files in the Windows folder, settings
+    // in the registry, where a driver's installer and other tools see them.
+    Win32ProfileFiles profiles;
+    Win32RegistryStore registry;
+#else
     IniProfileFiles profiles{defaultWindowsDirectory()};
     RegFileStore registry{defaultRegistryFilePath()};
+#endif
     // The serial ports of this machine; a different implementation (a
     // simulator, another platform's) plugs in here.
     QtSerialPorts serialPorts{&logger};

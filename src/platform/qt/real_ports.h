@@ -1,7 +1,7 @@
 #pragma once
 // The ports of a real run, built once for the GUI and the command line alike:
 // Qt host, logger, serial ports and sockets, the INI files of the Windows
-// directory, the registry file, the RP1210 driver library and the file
+// directory, the registry (a .reg file on Linux, the system's on Windows), the RP1210 driver library and the file
 // version reader. The prompts differ (message boxes or the terminal), so the
 // caller hands in its own.
 #include <memory>
