@@ -161,7 +161,7 @@ int main(int argc, char* argv[])
     // The desktop entry's icon, so the window and the menu look alike; the
     // drawn icon when the picture is missing from the resources.
     const QPixmap appIcon(QStringLiteral(":/icons/linkport-toolkit.png"));
-    QApplication::setWindowIcon(appIcon.isNull() ? lp::resIcon(101, lp::ResPictureKind::Icon) : QIcon(appIcon));
+    QApplication::setWindowIcon(appIcon.isNull() ? lp::resIcon(lp::ResPictureId::AppIcon, lp::ResPictureKind::Icon) : QIcon(appIcon));
     QApplication::setDesktopFileName(QStringLiteral("linkport-toolkit"));
     lp::installLogFile();
 

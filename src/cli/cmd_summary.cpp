@@ -48,7 +48,7 @@ bool readWireless(Session& s, RowsView& view)
     ChoiceItems list;
     if (!WLPFillList(c, list) || c.g_astrWLPNames.empty()) {
         s.prompts.msgBox("No adapters are listed!  Please go to Preferences and Add an adapter.",
-                         MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(502));
+                         MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(Res::ProgramTitle));
         return false;
     }
     list.selected = WLPFindSelectedIndex(c, list);
@@ -80,7 +80,7 @@ int runSummary(Session& s)
             return fail(s, kExitUsage, s.prompts.messages().back().text);
         // The screen shows "Not Present" rows and stays; a script needs to
         // know that nothing answered.
-        const std::string none = LoadResString(508);
+        const std::string none = LoadResString(Res::NotPresent);
         if (view.rowValue(WLPRow::Hardware) == none && view.rowValue(WLPRow::Application) == none
             && view.rowValue(WLPRow::Boot) == none)
             silence = "the wireless adapter " + view.rowValue(WLPRow::Adapter) + " at "

@@ -41,7 +41,7 @@ int fail(Session& s, int code, const std::string& message)
 
 void PrepareContext(Context& ctx)
 {
-    ctx.g_strRegistryKey = LoadResString(801);
+    ctx.g_strRegistryKey = LoadResString(Res::ToolkitRegistryKey);
     // The compact adapter belongs to the compact edition: a stored compact
     // adapter is served as that edition would, without asking for /CLP.
     ctx.commandLine = ReadPrevAdapter(ctx) == kKindCompact ? "/CLP" : "";

@@ -32,11 +32,11 @@ int MenuRunningIndex(std::string_view name)
 std::string MenuStatusText(int runningIndex)
 {
     switch (runningIndex) {
-    case 2: return "Exit " + LoadResString(502);
+    case 2: return "Exit " + LoadResString(Res::ProgramTitle);
     case 4: return "View Summary Information";
     case 6: return "Flash the adapter";
     case 7: return "View/ Modify Preferences";
-    case 9: return "About " + LoadResString(502);
+    case 9: return "About " + LoadResString(Res::ProgramTitle);
     case 10: return "Help Topics";
     default: return std::string();
     }

@@ -8,7 +8,6 @@ namespace lp {
 namespace {
 
 constexpr uint32_t kHeaderValueBuffer = 256;
-constexpr int16_t kNotFoundResource = 501;
 
 std::string readHeaderValue(Context& ctx, const char* key, const std::string& notFound, const std::string& path)
 {
@@ -25,7 +24,7 @@ std::string readHeaderValue(Context& ctx, const char* key, const std::string& no
 
 FirmwareFileHeader ReadFirmwareFileHeader(Context& ctx, const std::string& path)
 {
-    const std::string notFound = LoadResString(kNotFoundResource);
+    const std::string notFound = LoadResString(Res::NotFound);
     FirmwareFileHeader header;
     header.FirmwareVersion = readHeaderValue(ctx, "FirmwareVersion", notFound, path);
     header.FirmwareType = readHeaderValue(ctx, "FirmwareType", notFound, path);

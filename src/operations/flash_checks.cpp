@@ -149,8 +149,8 @@ bool CheckHardwareCompatible(Context& ctx, FlashKind kind, const std::string& su
         rest = comma > 0 ? vb::Mid(rest, comma + 1) : std::string();
     }
     note(ctx, "hardware version \"" + hardware + "\" is not in the file's list \"" + supportedList + "\"");
-    const std::string prompt = LoadResString(kind == FlashKind::WLP ? 1050 : 104);
-    const std::string title = wirelessOnly(ctx) ? std::string("Wireless Linkport") : LoadResString(502);
+    const std::string prompt = LoadResString(kind == FlashKind::WLP ? Res::WirelessFileHardwareNotSupported : Res::FileHardwareNotSupported);
+    const std::string title = wirelessOnly(ctx) ? std::string("Wireless Linkport") : LoadResString(Res::ProgramTitle);
     ask(ctx, prompt, MsgBoxStyle::OkOnly + MsgBoxStyle::Question, title);
     return false;
 }
@@ -162,19 +162,19 @@ bool CheckFileNotOlder(Context& ctx, FlashKind kind, const std::string& adapterA
     if (kind == FlashKind::LP2) {
         if (adapterApplication == kEmptySlot || !(vb::Val(fileFirmwareVersion) < vb::Val(adapterApplication)))
             return true;
-        return ask(ctx, LoadResString(105), style, LoadResString(502)) != MsgBoxResult::No;
+        return ask(ctx, LoadResString(Res::FileOlderThanInstalled), style, LoadResString(Res::ProgramTitle)) != MsgBoxResult::No;
     }
     if (!(VersionTextValue(fileFirmwareVersion) < VersionTextValue(adapterApplication)))
         return true;
-    const std::string prompt = LoadResString(kind == FlashKind::WLP ? 1051 : 105);
-    const std::string title = wirelessOnly(ctx) ? std::string(kWirelessToolkitTitle) : LoadResString(502);
+    const std::string prompt = LoadResString(kind == FlashKind::WLP ? Res::WirelessFileOlderThanInstalled : Res::FileOlderThanInstalled);
+    const std::string title = wirelessOnly(ctx) ? std::string(kWirelessToolkitTitle) : LoadResString(Res::ProgramTitle);
     return ask(ctx, prompt, style, title) != MsgBoxResult::No;
 }
 
 FlashCheckOutcome gbln_FlashVerificationChecks(Context& ctx, FlashKind kind, const FlashCheckValues& values)
 {
     FlashCheckOutcome outcome;
-    if (kind == FlashKind::LP2 && values.adapterHardware == LoadResString(508)) {
+    if (kind == FlashKind::LP2 && values.adapterHardware == LoadResString(Res::NotPresent)) {
         const int answer = ask(ctx, NoHardwareVersionText(),
                                MsgBoxStyle::YesNoCancel + MsgBoxStyle::Question, FlashProgramTitle(ctx));
         outcome.passed = answer == MsgBoxResult::Yes;
@@ -202,16 +202,16 @@ std::string NoHardwareVersionText()
            + "Are you sure you want to flash the selected file?";
 }
 
-std::string FlashSucceededText() { return LoadResString(509) + kCRLF + kCRLF + LoadResString(500); }
+std::string FlashSucceededText() { return LoadResString(Res::FlashSucceeded) + kCRLF + kCRLF + LoadResString(Res::FlashNextSteps); }
 
 std::string FlashProgramTitle(const Context& ctx)
 {
-    return wirelessOnly(ctx) ? std::string(kWirelessToolkitTitle) : LoadResString(502);
+    return wirelessOnly(ctx) ? std::string(kWirelessToolkitTitle) : LoadResString(Res::ProgramTitle);
 }
 
 std::string FlashScreenCaption(const Context& ctx)
 {
-    return FlashProgramTitle(ctx) + " - " + LoadResString(510);
+    return FlashProgramTitle(ctx) + " - " + LoadResString(Res::FlashScreenName);
 }
 
 bool PortIsParallel(const std::string& port) { return vb::Left(port, 3) == "LPT"; }
@@ -224,7 +224,9 @@ int16_t PortNumberAfterM(const std::string& portName)
 
 std::string UpdatingFirmwareText(FlashKind kind)
 {
-    const int16_t name = kind == FlashKind::WLP ? 1001 : kind == FlashKind::CGP ? 518 : 512;
+    const int16_t name = kind == FlashKind::WLP   ? Res::WirelessName
+                         : kind == FlashKind::CGP ? Res::CompactName
+                                                  : Res::Lp2FullName;
     return "Updating " + LoadResString(name) + " Firmware...";
 }
 

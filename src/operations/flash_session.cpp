@@ -23,7 +23,7 @@ namespace lp {
 
 namespace {
 
-std::string notPresent() { return LoadResString(508); }
+std::string notPresent() { return LoadResString(Res::NotPresent); }
 
 // "01.08.12" as {1, 8, 12}; nothing when a part is not a plain number.
 std::optional<std::vector<long>> versionParts(const std::string& text)
@@ -416,7 +416,7 @@ bool FlashSession::FlashLP2(const FlashAdapterValues& shown)
     const bool flashed = LP2SendFlashStart(ctx_, 2, ctx_.g_strFlashFileName, port, progress, &driverResult);
     if (!flashed) {
         log("the driver refused the flash: " + std::to_string(driverResult));
-        LP2ShowRP1210Error(ctx_, LoadResString(109), driverResult, 0);
+        LP2ShowRP1210Error(ctx_, LoadResString(Res::Lp2FlashFailed), driverResult, 0);
         concludeAttempt(FlashOutcome::Failure, 0, 0);
         unlock();
         view_.returnToReadyState();

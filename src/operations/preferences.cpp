@@ -105,11 +105,11 @@ std::vector<std::string> PreferenceDeviceKinds(int16_t toolkitMode)
 std::string DeviceKindName(const std::string& deviceKind)
 {
     if (deviceKind == kLP2)
-        return LoadResString(516);
+        return LoadResString(Res::Lp2Name);
     if (deviceKind == kCompact)
-        return LoadResString(518);
+        return LoadResString(Res::CompactName);
     if (deviceKind == kWireless)
-        return LoadResString(1001);
+        return LoadResString(Res::WirelessName);
     return deviceKind;
 }
 

@@ -38,7 +38,7 @@ std::string SelectFileStartFolder(Context& ctx, const std::function<bool(const s
         if (usable(last))
             return last;
     }
-    std::string flashDir = RegReadValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(800), "FlashDir").text();
+    std::string flashDir = RegReadValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(Res::Lp2RegistryKey), "FlashDir").text();
     if (usable(flashDir))
         return flashDir;
     return {};
@@ -89,9 +89,9 @@ std::string FirmwareTypeRefusalText(FlashKind kind)
 {
     switch (kind) {
     case FlashKind::LP2:
-        return LoadResString(108);
+        return LoadResString(Res::FileNotApplicationType);
     case FlashKind::CGP:
-        return LoadResString(114);
+        return LoadResString(Res::FileNotFirmwareType);
     case FlashKind::WLP:
     case FlashKind::None:
         break;
@@ -102,21 +102,21 @@ std::string FirmwareTypeRefusalText(FlashKind kind)
 
 bool IsFirmwareFileHeader(const FirmwareFileHeader& header)
 {
-    const std::string notFound = LoadResString(501);
+    const std::string notFound = LoadResString(Res::NotFound);
     return header.FirmwareType != notFound && header.FirmwareVersion != notFound;
 }
 
 bool AcceptSelectedFile(Context& ctx, FlashKind kind, const std::string& path)
 {
     if (path.empty()) {
-        showRefusal(ctx, LoadResString(106));
+        showRefusal(ctx, LoadResString(Res::NoFileSelected));
         return false;
     }
     const FirmwareFileHeader header = ReadFirmwareFileHeader(ctx, path);
     if (!IsFirmwareFileHeader(header)) {
         if (ctx.ports.log)
             ctx.ports.log->info(LogSubsystem::Flash, "not a firmware file: " + path);
-        showRefusal(ctx, LoadResString(107));
+        showRefusal(ctx, LoadResString(Res::FileNotValid));
         return false;
     }
     if (header.FirmwareType != FirmwareTypeFor(kind)) {

@@ -103,12 +103,12 @@ MainCaptions MainWindowCaptions(int16_t toolkitMode)
 {
     if (toolkitMode == -1)
         return {"Wireless Linkport", "About Wireless Linkport Toolkit"};
-    return {LoadResString(502), "About " + LoadResString(502)};
+    return {LoadResString(Res::ProgramTitle), "About " + LoadResString(Res::ProgramTitle)};
 }
 
 std::string ScreenCaption(int16_t toolkitMode, const std::string& screenName)
 {
-    const std::string title = toolkitMode == -1 ? std::string(kWirelessToolkitTitle) : LoadResString(502);
+    const std::string title = toolkitMode == -1 ? std::string(kWirelessToolkitTitle) : LoadResString(Res::ProgramTitle);
     return title + " - " + screenName;
 }
 
@@ -127,15 +127,15 @@ std::string LegalCopyright() { return "Copyright (C) 2005"; }
 AboutTexts AboutDialogTexts(int16_t toolkitMode)
 {
     AboutTexts t;
-    t.copyright = LegalCopyright() + " " + LoadResString(513) + " All Rights Reserved";
+    t.copyright = LegalCopyright() + " " + LoadResString(Res::MakerName) + " All Rights Reserved";
     if (toolkitMode == -1) {
         t.caption = "About Wireless Linkport Toolkit";
         t.version = std::string("Version ") + kWirelessVersion;
         t.title = kWirelessToolkitTitle;
     } else {
-        t.caption = "About " + LoadResString(502);
+        t.caption = "About " + LoadResString(Res::ProgramTitle);
         t.version = "Version " + programVersion();
-        t.title = LoadResString(502);
+        t.title = LoadResString(Res::ProgramTitle);
     }
     return t;
 }

@@ -21,14 +21,13 @@ namespace lp {
 
 namespace {
 
-constexpr int16_t kNotPresent = 508;
 // The port the wireless adapters listen on.
 constexpr const char* kWirelessPortText = ":12321";
 // The connection wait checks its conditions after every message anyway; the
 // slice only bounds how long one waitUntil call lasts.
 constexpr int32_t kWaitSliceMs = 1000;
 
-std::string notPresent() { return LoadResString(kNotPresent); }
+std::string notPresent() { return LoadResString(Res::NotPresent); }
 
 // A driver that is missing or says nothing gives blanks (or NULs) around
 // the joining ".": no version at all.
@@ -52,11 +51,11 @@ SummaryLayout SummaryLayoutFor(const std::string& deviceKind)
                  "Application Firmware Version", "Boot Firmware Version", "PC Driver Version"}};
     if (deviceKind == kKindCompact)
         // No colon here, unlike the other two headings; it has always read so.
-        return {LoadResString(518) + " Information",
-                {"Hardware Version", "Application Firmware Version", "Serial Number", LoadResString(522)}};
+        return {LoadResString(Res::CompactName) + " Information",
+                {"Hardware Version", "Application Firmware Version", "Serial Number", LoadResString(Res::CompactDriverVersionCaption)}};
     if (deviceKind == kKindLP2)
-        return {LoadResString(512) + " Information:",
-                {"Hardware Version", "Application Firmware Version", "Boot Firmware Version", LoadResString(521),
+        return {LoadResString(Res::Lp2FullName) + " Information:",
+                {"Hardware Version", "Application Firmware Version", "Boot Firmware Version", LoadResString(Res::Lp2DriverVersionCaption),
                  "Application Firmware Version (Serial IP)"}};
     return {};
 }
@@ -265,7 +264,7 @@ void WirelessSummaryReader::onError(int32_t number, const std::string& descripti
     socket_->close();
     if (ctx_.ports.prompts)
         ctx_.ports.prompts->msgBox("Error# " + std::to_string(number) + "\r\n" + description,
-                                   MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(502));
+                                   MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(Res::ProgramTitle));
 }
 
 } // namespace lp

@@ -163,7 +163,7 @@ void frmParent::buildToolbar()
 {
     tlbMain_->clear();
     ilsToolBar_.clear();
-    for (int16_t id : {101, 103, 102})
+    for (int16_t id : {ResPictureId::SummaryBitmap, ResPictureId::FlashBitmap, ResPictureId::ExitBitmap})
         ilsToolBar_.push_back(resIcon(id, ResPictureKind::Bitmap));
 
     struct Button {
@@ -216,7 +216,7 @@ void frmParent::MDIForm_Load()
     instance_ = std::make_unique<SingleInstance>(lockPath);
     if (instance_->state() == SingleInstance::State::AlreadyRunning) {
         log("another copy is running; this one ends");
-        msgBox(LoadResString(101), MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, LoadResString(502));
+        msgBox(LoadResString(Res::AlreadyRunning), MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, LoadResString(Res::ProgramTitle));
         UnloadMainWindow();
         return;
     }
@@ -224,7 +224,7 @@ void frmParent::MDIForm_Load()
         log("cannot tell whether another copy runs (" + instance_->detail() + "); starting anyway");
 
     // 2.
-    ctx_.g_strRegistryKey = LoadResString(801);
+    ctx_.g_strRegistryKey = LoadResString(Res::ToolkitRegistryKey);
 
     // 3. Edition.
     mnuLPTest_->setVisible(true);
@@ -277,7 +277,7 @@ void frmParent::setUpCaptionsAndToolbar()
     mnuHelpAbout_->setText(qs(captions.aboutMenu));
     setWindowTitle(qs(captions.window));
     ctx_.g_blnFatalDriverError = false;
-    setWindowIcon(resIcon(101, ResPictureKind::Icon));
+    setWindowIcon(resIcon(ResPictureId::AppIcon, ResPictureKind::Icon));
     buildToolbar();
     if (ctx_.g_blnFatalDriverError) {
         UnloadMainWindow();
@@ -319,7 +319,7 @@ void frmParent::SelectScreen(const std::string& key)
             setEnabledButtons(false, false, false);
             if (activeTag != ScreenKey::ApplicationFlash) {
                 if (DriverRefusesFlash(ctx_.g_strLP2DriverVersion))
-                    msgBox(LoadResString(110), MsgBoxStyle::OkOnly, LoadResString(512));
+                    msgBox(LoadResString(Res::FlashNotAllowed), MsgBoxStyle::OkOnly, LoadResString(Res::Lp2FullName));
                 else
                     switchTo(key);
             } else {

@@ -50,8 +50,8 @@ HelpWindow::HelpWindow(QWidget* parent) : QWidget(parent, Qt::Window)
 {
     setObjectName("frmHelp");
     setAttribute(Qt::WA_DeleteOnClose);
-    setWindowTitle(QString::fromStdString(LoadResString(502)) + " Help");
-    setWindowIcon(resIcon(101, ResPictureKind::Icon));
+    setWindowTitle(QString::fromStdString(LoadResString(Res::ProgramTitle)) + " Help");
+    setWindowIcon(resIcon(ResPictureId::AppIcon, ResPictureKind::Icon));
 
     txtHelp_ = new QTextBrowser(this);
     txtHelp_->setObjectName("txtHelp");

@@ -8,6 +8,14 @@
 
 namespace lp {
 
+// The numbered pictures: the program's icon, and the toolbar's bitmaps.
+namespace ResPictureId {
+inline constexpr int16_t AppIcon = 101;
+inline constexpr int16_t SummaryBitmap = 101;
+inline constexpr int16_t ExitBitmap = 102;
+inline constexpr int16_t FlashBitmap = 103;
+} // namespace ResPictureId
+
 // The picture kinds a resource picture can be.
 enum class ResPictureKind { Bitmap = 0, Icon = 1, Cursor = 2 };
 

@@ -14,7 +14,7 @@ void report(Context& ctx, const char* routine, const std::string& what)
     if (!ctx.ports.prompts)
         return;
     ctx.ports.prompts->msgBox(std::string("modCloseBtn::") + routine + "() - " + what, MsgBoxStyle::OkOnly,
-                              LoadResString(502));
+                              LoadResString(Res::ProgramTitle));
 }
 
 // Sets or clears one title-bar hint. Setting window flags hides a shown

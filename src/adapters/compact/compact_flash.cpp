@@ -468,7 +468,7 @@ void CompactFlash::endSuccess()
     ctx_.g_intFlashRecordCounter = 0;
     finish(true, 0, {});
     after_ = [&screen = screen_] {
-        screen.showExitReturnDialog(LoadResString(509) + "\r\n\r\n" + LoadResString(500));
+        screen.showExitReturnDialog(LoadResString(Res::FlashSucceeded) + "\r\n\r\n" + LoadResString(Res::FlashNextSteps));
     };
 }
 

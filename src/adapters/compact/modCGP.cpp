@@ -71,7 +71,7 @@ void closePort(SerialPort& port)
         port.setPortOpen(false);
 }
 
-std::string notPresent() { return LoadResString(508); }
+std::string notPresent() { return LoadResString(Res::NotPresent); }
 
 std::string readIni(Context& ctx, const char* key, const std::string& defaultValue)
 {
@@ -302,7 +302,7 @@ int32_t CGPFlashBaudRate(Context& ctx)
 
 std::string CGPErrorText(int16_t code)
 {
-    const std::string name = LoadResString(518);
+    const std::string name = LoadResString(Res::CompactName);
     switch (code) {
     case 1:
         return "Unable to connect to the " + name + ".  Check the cable and connector between the PC and the " + name
@@ -329,7 +329,7 @@ void CGPShowError(Context& ctx, int16_t code)
         return;
     }
     if (ctx.ports.prompts)
-        ctx.ports.prompts->msgBox(prompt, MsgBoxStyle::Exclamation, LoadResString(502));
+        ctx.ports.prompts->msgBox(prompt, MsgBoxStyle::Exclamation, LoadResString(Res::ProgramTitle));
 }
 
 bool CGPBroadcastReset(Context& ctx, SerialPort& Connection)

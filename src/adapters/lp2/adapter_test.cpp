@@ -117,7 +117,7 @@ void AttemptConnectSIP(Context& ctx, AdapterTestReport& report, bool& passed)
         return;
     }
     if (code < 0 && ctx.ports.prompts)
-        ctx.ports.prompts->msgBox(LoadResString(102), MsgBoxStyle::OkOnly, LoadResString(502));
+        ctx.ports.prompts->msgBox(LoadResString(Res::DriverNotInstalled), MsgBoxStyle::OkOnly, LoadResString(Res::ProgramTitle));
     report.SetLabelResult(TestResult::BasicCommunication, "Red", std::to_string(code));
 }
 

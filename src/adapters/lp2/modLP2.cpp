@@ -108,12 +108,12 @@ bool LP2ConnectSIP(Context& ctx, const std::string& protocol)
         return false;
     int16_t r = RP1210Connect(ctx, protocol);
     if (r < 0) {
-        showBox(ctx, LoadResString(102), 0, LoadResString(502));
+        showBox(ctx, LoadResString(Res::DriverNotInstalled), 0, LoadResString(Res::ProgramTitle));
         ctx.closeRequested = true;
         return false;
     }
     if (r >= 128) {
-        LP2ShowRP1210Error(ctx, LoadResString(103), r, 0);
+        LP2ShowRP1210Error(ctx, LoadResString(Res::Lp2NotConnected), r, 0);
         return false;
     }
     // RP1210Connect records only a client id of 0. A driver that gives
@@ -127,9 +127,9 @@ bool LP2ConnectSIP(Context& ctx, const std::string& protocol)
 
 int LP2ShowRP1210Error(Context& ctx, const std::string& message, int32_t code, int buttons)
 {
-    std::string prompt = message + "\r\n\r\n" + LoadResString(504) + std::to_string(code) + ":  " + "\r\n"
+    std::string prompt = message + "\r\n\r\n" + LoadResString(Res::ErrorCodePrefix) + std::to_string(code) + ":  " + "\r\n"
                          + RP1210ErrorText(ctx, code);
-    return showBox(ctx, prompt, 48 + buttons, LoadResString(512));
+    return showBox(ctx, prompt, 48 + buttons, LoadResString(Res::Lp2FullName));
 }
 
 bool LP2ReadVersions(Context& ctx, std::string& hardware, std::string& application, std::string& boot)
@@ -138,7 +138,7 @@ bool LP2ReadVersions(Context& ctx, std::string& hardware, std::string& applicati
     if (vb::Left(port, 3) == "LPT") {
         showBox(ctx,
                 "Please update your port settings.\r\nLinkport Toolkit only supports serial port communications.",
-                48, LoadResString(502));
+                48, LoadResString(Res::ProgramTitle));
         return false;
     }
     if (!RP1210IsConnected(ctx) && !LP2ConnectSIP(ctx, "SIP"))
@@ -226,11 +226,11 @@ std::optional<std::string> LP2QueryVersionFrame(Context& ctx, SerialPort& connec
     int n = connection.inBufferCount();
     ctx.g_strLP2ReplyHex.clear();
     if (n < 1)
-        return LoadResString(508);
+        return LoadResString(Res::NotPresent);
     ctx.g_strLP2ReplyHex = frames::hexText(connection.input(), static_cast<size_t>(n));
     const std::string& hex = ctx.g_strLP2ReplyHex;
     if (vb::Left(hex, 8) != kQueryReply)
-        return LoadResString(508);
+        return LoadResString(Res::NotPresent);
     // The reply's bytes 5, 6 and 7 as they stand; a short reply gives
     // shorter pieces.
     return vb::Mid(hex, 9, 2) + "." + vb::Mid(hex, 11, 2) + "." + vb::Mid(hex, 13, 2);

@@ -16,7 +16,6 @@ namespace lp {
 namespace {
 
 constexpr uint32_t kListBufferSize = 1024;
-constexpr int16_t kNotPresent = 508;
 
 std::string readWlpValue(Context& ctx, const char* section, const char* key)
 {
@@ -172,14 +171,14 @@ std::string WLPDriverVersion(Context& ctx)
 {
     std::string windir = ctx.ports.profiles ? ctx.ports.profiles->windowsDirectory() : defaultWindowsDirectory();
     std::string version = GetFileVersion(ctx, windir + "\\" + kWLPDriverFile);
-    return version.empty() ? LoadResString(kNotPresent) : version;
+    return version.empty() ? LoadResString(Res::NotPresent) : version;
 }
 
 std::string WLPParseDecimalVersion(const Bytes& reply)
 {
     std::string hex;
     if (!replyHex(reply, "5F080D03", hex))
-        return LoadResString(kNotPresent);
+        return LoadResString(Res::NotPresent);
     std::string digits = vb::Mid(hex, 13, 4);
     return hexPairAsDecimal(vb::Left(digits, 2)) + "." + hexPairAsDecimal(vb::Mid(digits, 3, 2));
 }
@@ -188,7 +187,7 @@ std::string WLPParseHexVersion(const Bytes& reply)
 {
     std::string hex;
     if (!replyHex(reply, "5F050D02", hex))
-        return LoadResString(kNotPresent);
+        return LoadResString(Res::NotPresent);
     return vb::Mid(hex, 9, 2) + "." + vb::Mid(hex, 11, 2) + "." + vb::Mid(hex, 13, 2);
 }
 
@@ -196,7 +195,7 @@ std::string WLPParseIdentityText(const Bytes& reply)
 {
     std::string hex;
     if (!replyHex(reply, "5F0C0D01", hex))
-        return LoadResString(kNotPresent);
+        return LoadResString(Res::NotPresent);
     std::string text;
     // Bytes 4 to count - 2: the header and the check byte are not text.
     for (size_t i = 4; i + 1 < reply.size(); ++i)

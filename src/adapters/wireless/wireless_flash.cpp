@@ -47,7 +47,6 @@ const char* const kHardFlashText = "Error while programming device.  Please retr
 
 constexpr int kHourglass = 11;
 constexpr int kDefaultPointer = 0;
-constexpr int16_t kNotPresent = 508;
 
 // The log notes the transfer's progress this often, so a support engineer
 // sees how far a failed flash got without a line per record.
@@ -230,7 +229,7 @@ void WirelessFlash::socketError(int32_t number, const std::string& description)
         return;
     }
     message("Error# " + std::to_string(number) + "\r\n" + description, MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation,
-            LoadResString(502));
+            LoadResString(Res::ProgramTitle));
     if (!active_)
         return;
     const std::string why = "socket error " + std::to_string(number) + " in state " + flashState();
@@ -424,7 +423,7 @@ void WirelessFlash::stepRestart()
         screen_.setMousePointer(kDefaultPointer);
         if (lastError_ != 0)
             message("Error# " + std::to_string(lastError_) + "\r\n" + lastErrorText_,
-                    MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(502));
+                    MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(Res::ProgramTitle));
         finish(WirelessFlashOutcome::ReconnectFailed, why);
         return;
     }
@@ -445,7 +444,7 @@ void WirelessFlash::stepSucceeded()
     screen_.setMousePointer(kDefaultPointer);
     finish(WirelessFlashOutcome::Succeeded, {});
     after_ = [&screen = screen_] {
-        screen.showExitReturnDialog(LoadResString(509) + "\r\n\r\n" + LoadResString(500));
+        screen.showExitReturnDialog(LoadResString(Res::FlashSucceeded) + "\r\n\r\n" + LoadResString(Res::FlashNextSteps));
     };
 }
 
@@ -667,7 +666,7 @@ void WirelessFlash::endRefusedRecord(const std::string& why)
     if (!TCPSocket.sendData(kClosingFrame))
         log(Warning, "the closing frame after the refusal could not be sent: " + TCPSocket.lastError());
     TCPSocket.close();
-    message(kPowerCycleText, MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, LoadResString(502));
+    message(kPowerCycleText, MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, LoadResString(Res::ProgramTitle));
     screen_.unloadProgressDialog();
     screen_.setMousePointer(kDefaultPointer);
     file_.close();
@@ -687,7 +686,7 @@ void WirelessFlash::endTimedOut()
     // The adapter is not told to restart: a loader that is only stuck keeps
     // its place and takes the retry from "????".
     TCPSocket.close();
-    message(kHardFlashText, MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, LoadResString(502));
+    message(kHardFlashText, MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, LoadResString(Res::ProgramTitle));
     screen_.unloadProgressDialog();
     screen_.setMousePointer(kDefaultPointer);
     file_.close();
@@ -724,7 +723,7 @@ void WirelessFlash::endVersionRead(const std::string& why)
     for (WirelessValue which :
          {WirelessValue::Identity, WirelessValue::ApplicationVersion, WirelessValue::HardwareVersion}) {
         if (std::find(rowsShown_.begin(), rowsShown_.end(), which) == rowsShown_.end())
-            showRow(which, LoadResString(kNotPresent));
+            showRow(which, LoadResString(Res::NotPresent));
     }
     finish(WirelessFlashOutcome::VersionRead, why);
 }

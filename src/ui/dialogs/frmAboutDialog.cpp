@@ -16,11 +16,11 @@ frmAboutDialog::frmAboutDialog(Context& ctx, QWidget* parent) : QDialog(parent)
     setObjectName("frmAboutDialog");
     const AboutTexts texts = AboutDialogTexts(ctx.g_intToolkitMode);
     setWindowTitle(QString::fromStdString(texts.caption));
-    setWindowIcon(resIcon(101, ResPictureKind::Icon));
+    setWindowIcon(resIcon(ResPictureId::AppIcon, ResPictureKind::Icon));
 
     picLogo_ = new QLabel(this);
     picLogo_->setObjectName("picLogo");
-    picLogo_->setPixmap(QPixmap::fromImage(LoadResPicture(101, ResPictureKind::Icon, 64)));
+    picLogo_->setPixmap(QPixmap::fromImage(LoadResPicture(ResPictureId::AppIcon, ResPictureKind::Icon, 64)));
     picLogo_->setAlignment(Qt::AlignTop | Qt::AlignHCenter);
 
     lblTitle_ = new QLabel(QString::fromStdString(texts.title), this);

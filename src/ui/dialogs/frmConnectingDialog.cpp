@@ -94,7 +94,7 @@ frmConnectingDialog::~frmConnectingDialog() = default;
 
 void frmConnectingDialog::Form_Load()
 {
-    Picture1_->setPixmap(QPixmap::fromImage(LoadResPicture(101, ResPictureKind::Icon, kPictureSize)));
+    Picture1_->setPixmap(QPixmap::fromImage(LoadResPicture(ResPictureId::AppIcon, ResPictureKind::Icon, kPictureSize)));
     if (tmrDotDotDot_)
         tmrDotDotDot_->setEnabled(true);
     ctx_.g_blnCancelConnection = false;

@@ -22,7 +22,7 @@ frmDownloadProgress::frmDownloadProgress(FlashKind kind, QWidget* parent) : QDia
 {
     setObjectName("frmDownloadProgress");
     setModal(false);
-    setWindowTitle(QString::fromStdString(LoadResString(502)));
+    setWindowTitle(QString::fromStdString(LoadResString(Res::ProgramTitle)));
     // No close button: the flash decides when the dialog goes.
     setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
 

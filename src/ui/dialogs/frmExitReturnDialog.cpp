@@ -26,8 +26,8 @@ frmExitReturnDialog::frmExitReturnDialog(Context& ctx, MainWindow& mainWindow)
     : QDialog(mainWindow.ownerWidget()), ctx_(ctx), main_(mainWindow)
 {
     setObjectName("frmExitReturnDialog");
-    setWindowTitle(QString::fromStdString(LoadResString(502)));
-    setWindowIcon(resIcon(101, ResPictureKind::Icon));
+    setWindowTitle(QString::fromStdString(LoadResString(Res::ProgramTitle)));
+    setWindowIcon(resIcon(ResPictureId::AppIcon, ResPictureKind::Icon));
 
     lblMessage_ = new QLabel(this);
     lblMessage_->setObjectName("lblMessage");

@@ -122,7 +122,7 @@ void WirelessPicker::rowChosen()
 void WirelessPicker::showRefusal(const std::string& message)
 {
     if (ctx_.ports.prompts)
-        ctx_.ports.prompts->msgBox(message, MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(502));
+        ctx_.ports.prompts->msgBox(message, MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(Res::ProgramTitle));
 }
 
 bool WirelessPicker::addFromFields()
@@ -166,11 +166,11 @@ frmWirelessPickerDialog::frmWirelessPickerDialog(Context& ctx, QWidget* owner) :
 {
     setObjectName("frmWirelessPickerDialog");
     setWindowTitle("Wireless Linkport Adapters");
-    setWindowIcon(resIcon(101, ResPictureKind::Icon));
+    setWindowIcon(resIcon(ResPictureId::AppIcon, ResPictureKind::Icon));
 
     imgPicture_ = new QLabel(this);
     imgPicture_->setObjectName("imgPicture");
-    imgPicture_->setPixmap(QPixmap::fromImage(LoadResPicture(101, ResPictureKind::Icon, 48)));
+    imgPicture_->setPixmap(QPixmap::fromImage(LoadResPicture(ResPictureId::AppIcon, ResPictureKind::Icon, 48)));
     imgPicture_->setAlignment(Qt::AlignTop | Qt::AlignHCenter);
 
     auto* heading = new QLabel("Choose the wireless adapter to use, or add, change or remove adapters.", this);

@@ -31,7 +31,7 @@ namespace {
 
 QString qs(const std::string& text) { return QString::fromStdString(text); }
 
-std::string notPresent() { return LoadResString(508); }
+std::string notPresent() { return LoadResString(Res::NotPresent); }
 
 // The rows of tlstFlash by adapter kind.
 std::vector<const char*> adapterRowNames(FlashKind kind)
@@ -279,12 +279,12 @@ void frmFlash::Form_Load()
     tlstFileInfo_->clear();
 }
 
-void frmFlash::setTitles() { setMainCaption(LoadResString(510)); }
+void frmFlash::setTitles() { setMainCaption(LoadResString(Res::FlashScreenName)); }
 
 void frmFlash::layOutLists()
 {
     kind_ = FlashKindOf(ctx());
-    grpLP2VersionInfo_->setTitle(qs(LoadResString(512) + " Information:"));
+    grpLP2VersionInfo_->setTitle(qs(LoadResString(Res::Lp2FullName) + " Information:"));
     tlstFlash_->clear();
     for (const char* name : adapterRowNames(kind_))
         tlstFlash_->addTopLevelItem(new QTreeWidgetItem(QStringList{name, QString()}));
@@ -468,7 +468,7 @@ void frmFlash::SetFileName(const std::string& path)
     Context& c = ctx();
     c.gbln_FileSelected = false;
     c.g_strFlashFileName = path;
-    lblFileInfo_->setText(qs(LoadResString(503) + ShortenFilePath(path)));
+    lblFileInfo_->setText(qs(LoadResString(Res::FilePrefix) + ShortenFilePath(path)));
     lblFileInfo_->setToolTip(qs(path));
     const FirmwareFileHeader header = ReadFirmwareFileHeader(c, path);
     setFileRow(1, header.FirmwareVersion);

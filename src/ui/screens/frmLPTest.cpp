@@ -98,7 +98,7 @@ frmLPTest::frmLPTest(Context& ctx, MainWindow& mainWindow) : ChildScreen(ctx, ma
     layout->addStretch(2);
 
     // Form load.
-    const std::string name = LoadResString(516) + " Test";
+    const std::string name = LoadResString(Res::Lp2Name) + " Test";
     setWindowTitle(QString::fromStdString(name));
     setMainCaption(name);
     // The main window shows this screen without initialising it.

@@ -40,7 +40,7 @@ frmPreferences::frmPreferences(Context& ctx, QWidget* parent, WirelessPickerCall
     setObjectName("frmPreferences");
     setProperty("Tag", ScreenKey::Preferences);
     setWindowTitle("Preferences");
-    setWindowIcon(resIcon(101, ResPictureKind::Icon));
+    setWindowIcon(resIcon(ResPictureId::AppIcon, ResPictureKind::Icon));
     if (!picker_)
         picker_ = [](Context& c, QWidget* owner) { return frmWirelessPickerDialog::showPicker(c, owner); };
 
@@ -186,7 +186,7 @@ void frmPreferences::showWirelessAdapter() { lblWirelessAdapter->setText(qs(Sele
 void frmPreferences::refuse(const std::string& message)
 {
     if (ctx_.ports.prompts)
-        ctx_.ports.prompts->msgBox(message, MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(502));
+        ctx_.ports.prompts->msgBox(message, MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(Res::ProgramTitle));
 }
 
 void frmPreferences::cmdOK_Click()

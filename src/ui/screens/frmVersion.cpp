@@ -82,7 +82,7 @@ frmVersion::frmVersion(Context& ctx, MainWindow& mainWindow) : ChildScreen(ctx, 
     wireless_ = std::make_unique<WirelessSummaryReader>(ctx, static_cast<SummaryView&>(*this));
 
     // Form load.
-    setMainCaption(LoadResString(511));
+    setMainCaption(LoadResString(Res::SummaryScreenName));
 }
 
 frmVersion::~frmVersion()
@@ -102,8 +102,8 @@ void frmVersion::Initialize()
     if (c.ports.screens)
         c.ports.screens->setMousePointer(11);
 
-    mainWindow().setStatusPanelText(1, qs(LoadResString(511)));
-    setMainCaption(LoadResString(511));
+    mainWindow().setStatusPanelText(1, qs(LoadResString(Res::SummaryScreenName)));
+    setMainCaption(LoadResString(Res::SummaryScreenName));
 
     c.g_strDeviceKind = SummaryDeviceKind(c);
     m_SetupForm();
@@ -181,7 +181,7 @@ void frmVersion::readWireless()
     if (!WLPFillList(c, list)) {
         if (c.ports.prompts)
             c.ports.prompts->msgBox("No adapters are listed!  Please go to Preferences and Add an adapter.",
-                                    MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(502));
+                                    MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, LoadResString(Res::ProgramTitle));
         return;
     }
     if (c.g_astrWLPNames.empty())
