@@ -139,12 +139,11 @@ std::string resolveForReplace(const std::string& path)
 #endif
 }
 
-bool writeTemporaryBeside(const std::string& path, std::string_view contents, std::string& tempPath,
-                          std::string* error)
-{
-    tempPath.clear();
-    const std::string target = resolveForReplace(path);
+// The new contents in a fresh file beside `target`, flushed to the disk.
 #ifdef _WIN32
+static bool writeTemporaryFor(const std::string& target, std::string_view contents, std::string& tempPath,
+                              std::string* error)
+{
     DWORD attributes = GetFileAttributesW(wide(target).c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY)) {
         setError(error, target + ": is a folder");
@@ -191,7 +190,11 @@ bool writeTemporaryBeside(const std::string& path, std::string_view contents, st
     }
     tempPath = temp;
     return true;
+}
 #else
+static bool writeTemporaryFor(const std::string& target, std::string_view contents, std::string& tempPath,
+                              std::string* error)
+{
     struct stat old {};
     bool keepMode = false;
     if (::stat(target.c_str(), &old) == 0) {
@@ -248,7 +251,15 @@ bool writeTemporaryBeside(const std::string& path, std::string_view contents, st
     }
     tempPath = temp;
     return true;
+}
 #endif
+
+bool writeTemporaryBeside(const std::string& path, std::string_view contents, std::string& tempPath,
+                          std::string* error)
+{
+    tempPath.clear();
+    const std::string target = resolveForReplace(path);
+    return writeTemporaryFor(target, contents, tempPath, error);
 }
 
 bool commitTemporary(const std::string& tempPath, const std::string& path, std::string* error)
@@ -282,10 +293,10 @@ bool replaceFileAtomically(const std::string& path, std::string_view contents, s
     return commitTemporary(temp, path, error);
 }
 
-bool readWholeFile(const std::string& path, std::string& out, size_t maxBytes, std::string* error)
-{
-    out.clear();
+// A regular file whole, up to maxBytes; anything else is refused.
 #ifdef _WIN32
+static bool readRegularFile(const std::string& path, std::string& out, size_t maxBytes, std::string* error)
+{
     HANDLE h = CreateFileW(wide(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE) {
@@ -326,7 +337,10 @@ bool readWholeFile(const std::string& path, std::string& out, size_t maxBytes, s
     data.resize(got);
     out = std::move(data);
     return true;
+}
 #else
+static bool readRegularFile(const std::string& path, std::string& out, size_t maxBytes, std::string* error)
+{
     // O_NONBLOCK so that a FIFO put where a file should be cannot block the open.
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) {
@@ -373,7 +387,13 @@ bool readWholeFile(const std::string& path, std::string& out, size_t maxBytes, s
     data.resize(got);
     out = std::move(data);
     return true;
+}
 #endif
+
+bool readWholeFile(const std::string& path, std::string& out, size_t maxBytes, std::string* error)
+{
+    out.clear();
+    return readRegularFile(path, out, maxBytes, error);
 }
 
 FileLock::FileLock(const std::string& path, std::chrono::milliseconds wait)

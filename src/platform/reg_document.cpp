@@ -348,6 +348,52 @@ RegDocument::RegDocument()
     spelling_.emplace("", "");
 }
 
+namespace {
+
+// One physical line of `src` at `pos`: its content and the start of the next.
+std::string_view physicalLineAt(const std::string& src, size_t pos, size_t& next)
+{
+    size_t end = src.find_first_of("\r\n", pos);
+    next = end + ((src[end] == '\r' && end + 1 < src.size() && src[end + 1] == '\n') ? 2 : 1);
+    return std::string_view(src).substr(pos, end - pos);
+}
+
+// Wrapped hex data: "01,02,\" then "  03,...". A line that starts something
+// else ends the value even after a '\'. `next` moves past the lines taken.
+void joinWrappedHex(const std::string& src, std::string& logical, size_t& next)
+{
+    while (!trimRight(logical).empty() && trimRight(logical).back() == '\\' && next < src.size()) {
+        size_t after = 0;
+        std::string_view cont = trim(physicalLineAt(src, next, after));
+        if (cont.empty() || cont[0] == '[' || cont[0] == '"' || cont[0] == '@' || cont[0] == ';')
+            break;
+        logical.resize(trimRight(logical).size() - 1);
+        logical.append(cont);
+        next = after;
+    }
+}
+
+} // namespace
+
+void RegDocument::addKeySection(std::string_view content, size_t begin, size_t end)
+{
+    Section section;
+    section.headerBegin = begin;
+    section.headerEnd = end;
+    sections_.push_back(std::move(section));
+    std::string_view header = trimRight(content);
+    size_t close = header.rfind(']');
+    std::string_view inner = close == std::string_view::npos ? std::string_view() : header.substr(1, close - 1);
+    std::string_view root = inner.substr(0, inner.find('\\'));
+    if (equalsFolded(root, kRootName)) {
+        std::string_view rest = inner.substr(root.size());
+        if (!rest.empty())
+            rest.remove_prefix(1);
+        if (auto path = normalizeRegKeyPath(rest))
+            indexSection(sections_.size() - 1, *path);
+    }
+}
+
 RegDocument RegDocument::parse(std::string_view text)
 {
     if (text.size() >= 2 && static_cast<uint8_t>(text[0]) == 0xFF && static_cast<uint8_t>(text[1]) == 0xFE) {
@@ -366,12 +412,7 @@ RegDocument RegDocument::parse(std::string_view text)
     size_t firstBreak = src.find_first_of("\r\n");
     doc.newline_ = src.compare(firstBreak, 2, "\r\n") == 0 ? "\r\n" : src.substr(firstBreak, 1);
 
-    // One physical line at `pos`: its content and the start of the next.
-    auto lineAt = [&src](size_t pos, size_t& next) {
-        size_t end = src.find_first_of("\r\n", pos);
-        next = end + ((src[end] == '\r' && end + 1 < src.size() && src[end + 1] == '\n') ? 2 : 1);
-        return std::string_view(src).substr(pos, end - pos);
-    };
+    const auto lineAt = [&src](size_t pos, size_t& next) { return physicalLineAt(src, pos, next); };
 
     bool headerChecked = false;
     doc.hasHeader_ = false;
@@ -399,21 +440,7 @@ RegDocument RegDocument::parse(std::string_view text)
         }
 
         if (!content.empty() && content[0] == '[') {
-            Section section;
-            section.headerBegin = pos;
-            section.headerEnd = next;
-            doc.sections_.push_back(std::move(section));
-            std::string_view header = trimRight(content);
-            size_t close = header.rfind(']');
-            std::string_view inner = close == std::string_view::npos ? std::string_view() : header.substr(1, close - 1);
-            std::string_view root = inner.substr(0, inner.find('\\'));
-            if (equalsFolded(root, kRootName)) {
-                std::string_view rest = inner.substr(root.size());
-                if (!rest.empty())
-                    rest.remove_prefix(1);
-                if (auto path = normalizeRegKeyPath(rest))
-                    doc.indexSection(doc.sections_.size() - 1, *path);
-            }
+            doc.addKeySection(content, pos, next);
             pos = next;
             continue;
         }
@@ -423,20 +450,8 @@ RegDocument RegDocument::parse(std::string_view text)
             auto name = parseValueName(content, dataPos);
             if (name) {
                 std::string logical(content.substr(dataPos));
-                if (startsWithFolded(logical, "hex")) {
-                    // Wrapped hex data: "01,02,\" then "  03,...". A line that
-                    // starts something else ends the value even after a '\'.
-                    while (!trimRight(logical).empty() && trimRight(logical).back() == '\\' &&
-                           next < src.size()) {
-                        size_t after = 0;
-                        std::string_view cont = trim(lineAt(next, after));
-                        if (cont.empty() || cont[0] == '[' || cont[0] == '"' || cont[0] == '@' || cont[0] == ';')
-                            break;
-                        logical.resize(trimRight(logical).size() - 1);
-                        logical.append(cont);
-                        next = after;
-                    }
-                }
+                if (startsWithFolded(logical, "hex"))
+                    joinWrappedHex(src, logical, next);
                 if (auto data = parseValueData(logical)) {
                     Entry value;
                     value.rawBegin = pos;

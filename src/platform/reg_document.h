@@ -53,6 +53,8 @@ public:
     void setValue(std::string_view path, std::string_view name, RegData data);
 
 private:
+    // A "[key]" line at begin..end: a new section, indexed when its root is ours.
+    void addKeySection(std::string_view content, size_t begin, size_t end);
     struct Entry {
         size_t rawBegin = 0, rawEnd = 0; // span of source_ while unchanged
         bool generated = false;
