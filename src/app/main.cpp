@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "core/context.h"
@@ -84,11 +85,10 @@ private:
     bool done_ = false;
 };
 
-} // namespace
-
-int main(int argc, char* argv[])
+// --demo is ours, not part of the command line the shell reads: taken out
+// of argv here. "" when it is not there.
+std::string takeDemoOption(int& argc, char* argv[])
 {
-    // --demo is ours, not part of the command line the shell reads: taken out here.
     std::string demoKind;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--demo") == 0 || std::strncmp(argv[i], "--demo=", 7) == 0) {
@@ -99,7 +99,13 @@ int main(int argc, char* argv[])
             --i;
         }
     }
-    // Answered before Qt starts: no window, no display, no instance lock.
+    return demoKind;
+}
+
+// --help and --version, answered before Qt starts: no window, no display,
+// no instance lock. The exit code, or nothing when neither was asked.
+std::optional<int> answerHelpOrVersion(int argc, char* argv[])
+{
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
             std::fputs(kUsage, stdout);
@@ -110,6 +116,54 @@ int main(int argc, char* argv[])
             return 0;
         }
     }
+    return std::nullopt;
+}
+
+#ifdef LP_HAVE_DEMO
+// Starts the demo's adapters; the exit code when the program is to end.
+std::optional<int> startGuiDemo(const std::string& demoKind, std::unique_ptr<lp::sim::DemoSession>& demo,
+                                std::unique_ptr<lp::sim::StopSignals>& stopSignals)
+{
+    // Ctrl-C ends the program the normal way, so the demo removes what it
+    // made. A signal before the event loop runs is kept by stopSignals and
+    // looked at after the window's load; a second one removes the demo's
+    // files and ends.
+    stopSignals = std::make_unique<lp::sim::StopSignals>(
+        [](int) {
+            if (QCoreApplication* app = QCoreApplication::instance())
+                QMetaObject::invokeMethod(app, &QCoreApplication::quit, Qt::QueuedConnection);
+        },
+        [&demo] {
+            if (demo)
+                demo->stop();
+        });
+    lp::sim::DemoOptions options;
+    std::string error;
+    if (lp::sim::demoOptionsFor(demoKind, options, error)) {
+        options.writeFirmwareFiles = lp::WriteDemoFirmwareFiles;
+        demo = lp::sim::startDemo(options, error);
+    }
+    if (const int signal = stopSignals->stopAsked()) {
+        stopSignals.reset();
+        demo.reset();
+        return 128 + signal;
+    }
+    if (!demo) {
+        std::fprintf(stderr, "linkport-toolkit: the demo cannot start: %s\n", error.c_str());
+        return 1;
+    }
+    std::fprintf(stderr, "Demo: simulated adapters\n%s", demo->description().c_str());
+    return std::nullopt;
+}
+#endif
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    const std::string demoKind = takeDemoOption(argc, argv);
+    if (const std::optional<int> answered = answerHelpOrVersion(argc, argv))
+        return *answered;
 
 #ifdef LP_HAVE_DEMO
     // The demo sets the environment variables that the ports below read, so
@@ -117,35 +171,8 @@ int main(int argc, char* argv[])
     std::unique_ptr<lp::sim::DemoSession> demo;
     std::unique_ptr<lp::sim::StopSignals> stopSignals;
     if (!demoKind.empty()) {
-        // Ctrl-C ends the program the normal way, so the demo removes what
-        // it made.
-        // A signal before the event loop runs is kept by stopSignals and
-        // looked at below; a second one removes the demo's files and ends.
-        stopSignals = std::make_unique<lp::sim::StopSignals>(
-            [](int) {
-                if (QCoreApplication* app = QCoreApplication::instance())
-                    QMetaObject::invokeMethod(app, &QCoreApplication::quit, Qt::QueuedConnection);
-            },
-            [&demo] {
-                if (demo)
-                    demo->stop();
-            });
-        lp::sim::DemoOptions options;
-        std::string error;
-        if (lp::sim::demoOptionsFor(demoKind, options, error)) {
-            options.writeFirmwareFiles = lp::WriteDemoFirmwareFiles;
-            demo = lp::sim::startDemo(options, error);
-        }
-        if (const int signal = stopSignals->stopAsked()) {
-            stopSignals.reset();
-            demo.reset();
-            return 128 + signal;
-        }
-        if (!demo) {
-            std::fprintf(stderr, "linkport-toolkit: the demo cannot start: %s\n", error.c_str());
-            return 1;
-        }
-        std::fprintf(stderr, "Demo: simulated adapters\n%s", demo->description().c_str());
+        if (const std::optional<int> ended = startGuiDemo(demoKind, demo, stopSignals))
+            return *ended;
     }
 #else
     if (!demoKind.empty()) {
@@ -161,7 +188,8 @@ int main(int argc, char* argv[])
     // The desktop entry's icon, so the window and the menu look alike; the
     // drawn icon when the picture is missing from the resources.
     const QPixmap appIcon(QStringLiteral(":/icons/linkport-toolkit.png"));
-    QApplication::setWindowIcon(appIcon.isNull() ? lp::resIcon(lp::ResPictureId::AppIcon, lp::ResPictureKind::Icon) : QIcon(appIcon));
+    QApplication::setWindowIcon(appIcon.isNull() ? lp::resIcon(lp::ResPictureId::AppIcon, lp::ResPictureKind::Icon)
+                                                 : QIcon(appIcon));
     QApplication::setDesktopFileName(QStringLiteral("linkport-toolkit"));
     lp::installLogFile();
 

@@ -8,6 +8,7 @@
 #include <thread>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,47 @@ void printUsageError(const Arguments& args, const std::string& error)
     std::fprintf(stderr, "linkport: %s\n%s", error.c_str(), args.json ? "" : "Try 'linkport --help'.\n");
 }
 
+#ifdef LP_HAVE_DEMO
+// Starts the demo's adapters; the exit code when the command is not to run.
+std::optional<int> startCliDemo(const Arguments& args, std::unique_ptr<lp::sim::DemoSession>& demo,
+                                std::unique_ptr<lp::sim::StopSignals>& stopSignals)
+{
+    std::string error;
+    // Ctrl-C: the demo removes its links and folders before the end.
+    // There is no event loop to return through, so the end is here.
+    // While the demo starts, a signal is only noted (stopSignals keeps
+    // it) and this thread ends the start-up; once it runs, the signal's
+    // thread stops it. `phase` says who may touch the session.
+    static std::atomic<int> phase{0}; // 0 starting, 1 running, 2 stopping
+    stopSignals = std::make_unique<lp::sim::StopSignals>([&demo](int signal) {
+        int running = 1;
+        if (!phase.compare_exchange_strong(running, 2))
+            return;
+        demo->stop();
+        std::_Exit(128 + signal);
+    });
+    lp::sim::DemoOptions options;
+    if (lp::sim::demoOptionsFor(args.demo, options, error)) {
+        options.writeFirmwareFiles = lp::WriteDemoFirmwareFiles;
+        demo = lp::sim::startDemo(options, error);
+    }
+    if (!demo) {
+        printUsageError(args, "the demo cannot start: " + error);
+        return kExitFailed;
+    }
+    phase.store(1);
+    if (const int signal = stopSignals->stopAsked()) {
+        int running = 1;
+        if (!phase.compare_exchange_strong(running, 2))
+            for (;;)
+                std::this_thread::sleep_for(std::chrono::seconds(1)); // the signal's thread ends us
+        demo->stop();
+        return 128 + signal;
+    }
+    return std::nullopt;
+}
+#endif
+
 } // namespace
 
 } // namespace lp::cli
@@ -108,37 +150,8 @@ int main(int argc, char* argv[])
     std::unique_ptr<lp::sim::DemoSession> demo;
     std::unique_ptr<lp::sim::StopSignals> stopSignals;
     if (!args.demo.empty()) {
-        // Ctrl-C: the demo removes its links and folders before the end.
-        // There is no event loop to return through, so the end is here.
-        // While the demo starts, a signal is only noted (stopSignals keeps
-        // it) and this thread ends the start-up; once it runs, the signal's
-        // thread stops it. `phase` says who may touch the session.
-        static std::atomic<int> phase{0}; // 0 starting, 1 running, 2 stopping
-        stopSignals = std::make_unique<lp::sim::StopSignals>([&demo](int signal) {
-            int running = 1;
-            if (!phase.compare_exchange_strong(running, 2))
-                return;
-            demo->stop();
-            std::_Exit(128 + signal);
-        });
-        lp::sim::DemoOptions options;
-        if (lp::sim::demoOptionsFor(args.demo, options, error)) {
-            options.writeFirmwareFiles = lp::WriteDemoFirmwareFiles;
-            demo = lp::sim::startDemo(options, error);
-        }
-        if (!demo) {
-            printUsageError(args, "the demo cannot start: " + error);
-            return kExitFailed;
-        }
-        phase.store(1);
-        if (const int signal = stopSignals->stopAsked()) {
-            int running = 1;
-            if (!phase.compare_exchange_strong(running, 2))
-                for (;;)
-                    std::this_thread::sleep_for(std::chrono::seconds(1)); // the signal's thread ends us
-            demo->stop();
-            return 128 + signal;
-        }
+        if (const std::optional<int> ended = startCliDemo(args, demo, stopSignals))
+            return *ended;
     }
 #else
     if (!args.demo.empty()) {

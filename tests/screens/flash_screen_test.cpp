@@ -446,6 +446,12 @@ TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
         names << files->item(i)->text();
     EXPECT_EQ(names, QStringList({"a.apf", "b.APF", "notes.apf"}));
     EXPECT_EQ(dialog.findChild<QListWidget*>("lstFolders")->item(1)->text(), "older");
+    // Every caption with a mnemonic leads to its control (Alt+N, Alt+T, ...).
+    for (QLabel* label : dialog.findChildren<QLabel*>()) {
+        if (label->text().contains('&')) {
+            EXPECT_NE(label->buddy(), nullptr) << label->text().toStdString();
+        }
+    }
 
     files->setCurrentRow(0);
     EXPECT_EQ(dialog.findChild<QLabel*>("lblFirmwareVersionValue")->text(), "2.0");

@@ -68,6 +68,18 @@ frmSelectFile::frmSelectFile(Context& ctx, FlashKind kind, FileChosen onChosen, 
     cmdCancel_ = new QPushButton("Cancel", this);
     cmdCancel_->setObjectName("cmdCancel");
 
+    layOutControls();
+    connectControls();
+
+    const std::string start = SelectFileStartFolder(ctx_, [](const std::string& path) {
+        return QFileInfo(QString::fromStdString(path)).isDir();
+    });
+    if (start.empty() || !openFolder(qs(start)))
+        openFolder(QDir::homePath());
+}
+
+void frmSelectFile::layOutControls()
+{
     auto* info = new QGroupBox("File Information:", this);
     info->setObjectName("fraFileInformation");
     lblFirmwareVersionValue_ = valueLabel("lblFirmwareVersionValue", info);
@@ -80,17 +92,26 @@ frmSelectFile::frmSelectFile(Context& ctx, FlashKind kind, FileChosen onChosen, 
     infoLayout->addRow("Release Date:", lblReleaseDateValue_);
     infoLayout->addRow("Supported Hardware Version:", lblHardwareVersionsValue_);
 
+    // Each caption names its control, so Alt and the underlined letter go there.
+    const auto caption = [this](const char* text, QWidget* buddy) {
+        auto* label = new QLabel(text, this);
+        label->setBuddy(buddy);
+        return label;
+    };
     auto* grid = new QGridLayout;
-    grid->addWidget(new QLabel("File &name:", this), 0, 0);
+    grid->addWidget(caption("File &name:", txtFileName_), 0, 0);
     grid->addWidget(txtFileName_, 1, 0);
     grid->addWidget(lstFiles_, 2, 0);
-    grid->addWidget(new QLabel("Files of &type:", this), 3, 0);
+    grid->addWidget(caption("Files of &type:", cmbFileType_), 3, 0);
     grid->addWidget(cmbFileType_, 4, 0);
-    grid->addWidget(new QLabel("&Folders:", this), 0, 1);
+    grid->addWidget(caption("&Folders:", lstFolders_), 0, 1);
     grid->addWidget(txtFolder_, 1, 1);
     grid->addWidget(lstFolders_, 2, 1);
-    grid->addWidget(new QLabel("Dri&ves:", this), 3, 1);
+    grid->addWidget(caption("Dri&ves:", cmbDrive_), 3, 1);
     grid->addWidget(cmbDrive_, 4, 1);
+    // The file names get the room: they are what the user reads.
+    grid->setColumnStretch(0, 3);
+    grid->setColumnStretch(1, 2);
     auto* buttons = new QVBoxLayout;
     buttons->addWidget(cmdOK_);
     buttons->addWidget(cmdCancel_);
@@ -100,7 +121,10 @@ frmSelectFile::frmSelectFile(Context& ctx, FlashKind kind, FileChosen onChosen, 
     layout->addLayout(grid);
     layout->addWidget(info);
     resize(560, 420);
+}
 
+void frmSelectFile::connectControls()
+{
     connect(cmdOK_, &QPushButton::clicked, this, &frmSelectFile::cmdOK_Click);
     connect(cmdCancel_, &QPushButton::clicked, this, &QDialog::reject);
     connect(lstFiles_, &QListWidget::currentItemChanged, this, [this] { fileSelected(); });
@@ -121,12 +145,6 @@ frmSelectFile::frmSelectFile(Context& ctx, FlashKind kind, FileChosen onChosen, 
         if (!openFolder(cmbDrive_->itemData(index).toString()))
             fillDrives();
     });
-
-    const std::string start = SelectFileStartFolder(ctx_, [](const std::string& path) {
-        return QFileInfo(QString::fromStdString(path)).isDir();
-    });
-    if (start.empty() || !openFolder(qs(start)))
-        openFolder(QDir::homePath());
 }
 
 bool frmSelectFile::openFolder(const QString& path)

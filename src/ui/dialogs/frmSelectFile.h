@@ -41,6 +41,8 @@ public:
     void cmdOK_Click();
 
 private:
+    void layOutControls();
+    void connectControls();
     void fillDrives();
     void fillLists();
     void showHeader(const QString& path);
