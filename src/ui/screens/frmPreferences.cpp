@@ -104,6 +104,19 @@ frmPreferences::frmPreferences(Context& ctx, QWidget* parent, WirelessPickerCall
     layout->addStretch(1);
     layout->addLayout(buttons);
 
+    connectControls();
+
+    // Form load.
+    model_.load(ctx_);
+    fillDeviceKinds();
+    fillPorts();
+    showWirelessAdapter();
+    showPaneOfKind();
+    setMinimumWidth(420);
+}
+
+void frmPreferences::connectControls()
+{
     connect(cmdOK, &QPushButton::clicked, this, [this] { cmdOK_Click(); });
     connect(cmdCancel, &QPushButton::clicked, this, [this] { cmdCancel_Click(); });
     connect(cmdRefresh, &QPushButton::clicked, this, [this] { cmdRefresh_Click(); });
@@ -126,14 +139,6 @@ frmPreferences::frmPreferences(Context& ctx, QWidget* parent, WirelessPickerCall
         if (!filling_)
             model_.compactRate = ss(cmbCompactRate->currentData());
     });
-
-    // Form load.
-    model_.load(ctx_);
-    fillDeviceKinds();
-    fillPorts();
-    showWirelessAdapter();
-    showPaneOfKind();
-    setMinimumWidth(420);
 }
 
 void frmPreferences::fillDeviceKinds()

@@ -44,6 +44,7 @@ public:
     void cmdWirelessAdapters_Click();
 
 private:
+    void connectControls();
     void fillDeviceKinds();
     void fillPorts();
     void showPaneOfKind();
