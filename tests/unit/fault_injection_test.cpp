@@ -1,6 +1,7 @@
 // Faults injected at every phase of the compact and wireless flashes on the
 // virtual clock. Whatever goes wrong, a flash must end in bounded time with
-// one of the texts it is known to show (or its success text), the port or
+// one of the failure texts it is known to show (the success text only where
+// the fault leaves the adapter with the whole image), the port or
 // socket closed and the record counter back at 0: a technician left with a
 // hung dialog or an open port has to kill the program.
 #include <gtest/gtest.h>
@@ -51,6 +52,16 @@ constexpr double kBoundMs = 60'000;
 
 test::FaultTally tally("compact and wireless flashes");
 
+// The faults a flash rides out: an answer late but in time, and the
+// wireless adapter's silence or garbage once the last record is out (the
+// closing frame follows the last record without waiting for its "#", and the
+// adapter has the whole image by then).
+const std::set<std::string> kSurvived{
+    "compact record slow reply",        "compact end of file slow reply",   "wireless record slow reply",
+    "wireless end of file slow reply",  "wireless end of file silence",     "wireless end of file garbage",
+    "wireless end of file dropped link", "wireless versions garbage",
+};
+
 // Checks one ended flash; counts it survived when every property held.
 void expectEnded(const char* kind, const std::string& what, bool ended, double elapsedMs,
                  const std::vector<std::string>& texts, const std::set<std::string>& known, bool closed,
@@ -61,14 +72,17 @@ void expectEnded(const char* kind, const std::string& what, bool ended, double e
     EXPECT_TRUE(ended);
     EXPECT_LT(elapsedMs, kBoundMs);
     ASSERT_EQ(texts.size(), 1u) << "one ending message, no more";
-    EXPECT_TRUE(texts[0] == kSuccess || known.count(texts[0])) << texts[0];
+    if (kSurvived.count(std::string(kind) + " " + what))
+        EXPECT_EQ(texts[0], kSuccess);
+    else
+        EXPECT_TRUE(known.count(texts[0])) << "a failure text, not: " << texts[0];
     EXPECT_TRUE(closed);
     EXPECT_EQ(counter, 0);
     tally.end();
 }
 
 constexpr int kRecords = 24;              // data records; the end-of-file record is one more
-constexpr int kEndRecord = kRecords + 1 + 1; // compact: the address record, data, end of file
+constexpr int kEndRecord = kRecords + 1; // the data records, then the end of file
 
 struct CompactCase {
     const char* phase;
