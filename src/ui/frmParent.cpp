@@ -7,6 +7,7 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QKeyEvent>
+#include <QKeySequence>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
@@ -127,6 +128,10 @@ void frmParent::buildMenus()
 
     mnuHelp_ = title("mnuHelp", "&Help");
     mnuHelpTopics_ = item(mnuHelp_, "mnuHelpTopics", "Help &Topics");
+    // F1 shown beside the item; the window's own F1 handling stays the one
+    // that acts (the shortcut fires only inside the open menu).
+    mnuHelpTopics_->setShortcut(QKeySequence(Qt::Key_F1));
+    mnuHelpTopics_->setShortcutContext(Qt::WidgetShortcut);
     mnuHelpAbout_ = item(mnuHelp_, "mnuHelpAbout", "About Linkport ToolKit");
 
     connect(menuBar(), &QMenuBar::hovered, this, &frmParent::menuHovered);

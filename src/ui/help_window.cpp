@@ -1,5 +1,7 @@
 #include "ui/help_window.h"
 
+#include <QShortcut>
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -71,6 +73,9 @@ HelpWindow::HelpWindow(QWidget* parent) : QWidget(parent, Qt::Window)
         text = "The user manual could not be found.";
     txtHelp_->setMarkdown(text);
     resize(640, 560);
+    // Closed from the keyboard as any document window is.
+    for (const QKeySequence& keys : {QKeySequence(Qt::Key_Escape), QKeySequence(QKeySequence::Close)})
+        connect(new QShortcut(keys, this), &QShortcut::activated, this, &QWidget::close);
 }
 
 } // namespace lp

@@ -1,5 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <QPointer>
+
+#include <QKeySequence>
+
+
+#include <QShortcut>
+
 #include <QDir>
 
 #include <QAction>
@@ -333,6 +340,14 @@ TEST(Shell, HelpOpensTheManualOrTheServiceToolsHelpFile)
         EXPECT_TRUE(m.helpWindow()->isVisible());
         auto* text = m.helpWindow()->findChild<QTextBrowser*>("txtHelp");
         EXPECT_TRUE(text->toPlainText().contains("user manual"));
+        EXPECT_EQ(s.find<QAction>("mnuHelpTopics")->shortcut(), QKeySequence(Qt::Key_F1));
+        // Esc closes the manual.
+        QPointer<HelpWindow> help = m.helpWindow();
+        for (QShortcut* keys : help->findChildren<QShortcut*>()) {
+            if (keys->key() == QKeySequence(Qt::Key_Escape))
+                emit keys->activated();
+        }
+        EXPECT_FALSE(help && help->isVisible());
         // The copy the program falls back on when no manual file is found.
         EXPECT_TRUE(QFile(":/docs/manual.md").exists());
     }

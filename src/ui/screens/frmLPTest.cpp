@@ -109,6 +109,8 @@ frmLPTest::frmLPTest(Context& ctx, MainWindow& mainWindow) : ChildScreen(ctx, ma
 void frmLPTest::initialise()
 {
     mainWindow().restorePanelText();
+    // The screen's one action is a key press away.
+    cmdTest->setFocus();
 }
 
 void frmLPTest::Form_Initialize() { InitialiseTestResults(*this); }
