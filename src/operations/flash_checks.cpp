@@ -1,5 +1,7 @@
 #include "operations/flash_checks.h"
 
+#include <cctype>
+
 #include <cmath>
 #include <vector>
 
@@ -109,6 +111,18 @@ std::optional<std::string> DefaultFlashFile(Context& ctx, FlashKind kind)
     if (path.empty())
         return std::nullopt;
     return path;
+}
+
+bool PathFitsThisSystem(std::string_view path)
+{
+#ifdef _WIN32
+    (void)path;
+    return true;
+#else
+    const bool driveLetter = path.size() >= 3 && std::isalpha(static_cast<unsigned char>(path[0])) && path[1] == ':'
+                             && (path[2] == '\\' || path[2] == '/');
+    return !driveLetter;
+#endif
 }
 
 double VersionTextValue(std::string_view text)

@@ -41,6 +41,10 @@ inline constexpr const char* kDefaultFlashFileKey = "SOFTWARE\\Halvorn Inc.\\Lin
 // select-file dialog opens then). Whether the file exists is not asked.
 std::optional<std::string> DefaultFlashFile(Context& ctx, FlashKind kind);
 
+// False for a path this system cannot have: a drive-letter path ("C:\...")
+// anywhere but on Windows. Such a default is never preselected there.
+bool PathFitsThisSystem(std::string_view path);
+
 // The numeric reading of a version text used for the compact and wireless
 // adapters: with d the position of the first ".", major the text before it,
 // minor the d characters after it and tail the last d characters, the

@@ -455,7 +455,7 @@ void frmFlash::RefreshSelectedFile()
 void frmFlash::SelectDefaultFile()
 {
     Context& c = ctx();
-    if (std::optional<std::string> path = DefaultFlashFile(c, kind_)) {
+    if (std::optional<std::string> path = DefaultFlashFile(c, kind_); path && PathFitsThisSystem(*path)) {
         SetFileName(*path);
         c.gbln_FileSelected = true;
     }
