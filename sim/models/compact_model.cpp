@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "adapters/frames.h"
+#include "models/loader_records.h"
 
 namespace lp::sim {
 
@@ -184,7 +185,7 @@ void CompactModel::loaderByte(uint8_t byte)
 void CompactModel::loaderRecord(const Bytes& record)
 {
     Bytes body(record.begin() + 1, record.end());
-    if (!frames::sumIsZero(body)) {
+    if (!loaderTakesRecord(body, endRecordReceived)) {
         ++badRecords;
         return;
     }

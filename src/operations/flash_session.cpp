@@ -589,6 +589,11 @@ void FlashSession::openAttempt(const FlashAdapterValues& shown)
     e.fileHardwareVersions = header.HardwareVersions;
     startTick_ = ctx_.ports.host ? ctx_.ports.host->tickCount() : 0;
     open_ = true;
+    std::string error;
+    // On record before the adapter hears anything: an attempt killed
+    // half-way keeps this line and reads as "interrupted".
+    if (!BeginFlashLogAttempt(e, FlashLogPath(), &error))
+        log("flash log not written: " + error);
 }
 
 std::string FlashSession::readBackCompact()
@@ -644,7 +649,7 @@ void FlashSession::concludeAttempt(FlashOutcome outcome, int64_t recordCount, in
     std::string error;
     // The flash has happened either way; a log that cannot be written is
     // only worth a line in the trace.
-    if (!AppendFlashLog(entry_, FlashLogPath(), &error))
+    if (!EndFlashLogAttempt(entry_, FlashLogPath(), &error))
         log("flash log not written: " + error);
     open_ = false;
     recorder_.reset();
