@@ -205,7 +205,7 @@ void CompactModel::loaderRecord(const Bytes& record)
     switch (type) {
     case 0x00:
         for (size_t i = 0; i < count; ++i)
-            image[base_ + ((address + i) & 0xFFFF)] = body[4 + i];
+            image[base_ + address + static_cast<uint32_t>(i)] = body[4 + i];
         break;
     case 0x01:
         endRecordReceived = true;

@@ -22,7 +22,7 @@ bool loaderTakesRecord(const Bytes& body, bool endRecordSeen)
     const unsigned address = unsigned(body[1]) << 8 | body[2];
     switch (body[3]) {
     case 0x00:
-        return address + count <= 0x10000;
+        return true;
     case 0x01:
         return count == 0 && address == 0;
     case 0x02:

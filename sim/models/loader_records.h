@@ -6,7 +6,8 @@
 // record came from. It writes a record only when
 //   - its bytes add up to zero modulo 256,
 //   - its type is one it knows, in the shape the Intel HEX layout gives it:
-//     00 data (not past the end of its 64 KiB block), 01 end of file (no
+//     00 data (written from base + address on, straight across the end of
+//     a 64 KiB block, as file tools mean such a record), 01 end of file (no
 //     data, address 0000), 02 and 04 base address (two bytes at 0000), 03
 //     and 05 start address (four bytes at 0000),
 //   - and the end-of-file record has not come yet.

@@ -76,10 +76,6 @@ FirmwareFileCheck checkRecord(std::string_view line, int64_t number)
     const int type = byteAt(line, 3);
     switch (type) {
     case 0x00:
-        if (address + count > 0x10000)
-            return fault(FirmwareFileFault::BlockEnd, "the data runs past the end of its 64 KiB block (address "
-                                                          + hexByte(address >> 8) + hexByte(address & 0xFF) + ", "
-                                                          + std::to_string(count) + " bytes)");
         return {};
     case 0x01:
         if (count != 0 || address != 0)
@@ -222,8 +218,6 @@ std::string FirmwareFileFaultText(FirmwareFileFault fault, int64_t line)
         return at + "the byte count does not match the data on the line";
     case FirmwareFileFault::RecordType:
         return at + "a record type the adapter does not take";
-    case FirmwareFileFault::BlockEnd:
-        return at + "the data runs past the end of its 64 KiB block";
     case FirmwareFileFault::AfterEnd:
         return at + "a record after the end-of-file record";
     case FirmwareFileFault::NoData:

@@ -31,7 +31,6 @@ enum class FirmwareFileFault {
     Length,       // not 2n+1 characters, or too short for a record
     ByteCount,    // the byte count does not match the data pairs of the line
     RecordType,   // a type the loader does not take, or one of the wrong shape
-    BlockEnd,     // data running past the end of its 64 KiB block
     AfterEnd,     // a record after the end-of-file record
     NoData,       // no data record at all: flashing it would only erase
 };
@@ -74,7 +73,7 @@ FirmwareRecordCount CountFirmwareRecords(Context& ctx, const std::string& path);
 // (a header one line short would have the flashes skip a record). After
 // them, with trailing blanks and tabs taken off, every line is blank or a
 // record: ":" and hex pairs, 2n+1 characters; a byte count equal to the
-// data pairs; the check byte; type 00 (data, within its 64 KiB block), 01
+// data pairs; the check byte; type 00 (data), 01
 // (only as ":00000001FF"), 02 or 04 (two bytes at 0000), 03 or 05 (four
 // bytes at 0000). The file holds at least one data record and one
 // end-of-file record, and nothing but blank lines after it. Stops at the

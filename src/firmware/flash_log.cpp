@@ -81,6 +81,8 @@ std::string FlashLogLine(const FlashLogEntry& e)
     for (const FlashLogMessage& m : e.messages)
         w.beginObject().member("text", m.text).member("title", m.title).endObject();
     w.endArray();
+    if (!e.reason.empty())
+        w.member("reason", e.reason);
     w.member("records", e.recordsSent).member("seconds", e.seconds).member("version_after", e.versionAfter);
     if (!e.readBack.empty())
         w.member("read_back", e.readBack);

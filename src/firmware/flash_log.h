@@ -44,6 +44,7 @@ struct FlashLogEntry {
     std::string fileHardwareVersions;
     std::string result;       // "started", then "success", "failure" or "cancelled"
     std::vector<FlashLogMessage> messages;
+    std::string reason;       // why it failed, in the procedure's words; written when set
     int64_t recordsSent = 0;
     double seconds = 0;
     std::string versionAfter;

@@ -556,9 +556,11 @@ void FlashSession::afterStep()
         return;
     if (kind_ == FlashKind::CGP && compact_ && compact_->result().finished) {
         const CompactFlashResult& r = compact_->result();
+        attempt_.reason = r.reason;
         concludeAttempt(r.succeeded ? FlashOutcome::Success : FlashOutcome::Failure, r.recordCount, r.recordsSent);
     } else if (kind_ == FlashKind::WLP && wireless_ && wirelessFlashing_ && wireless_->result().finished()) {
         const WirelessFlashResult& r = wireless_->result();
+        attempt_.reason = r.reason;
         concludeAttempt(r.succeeded() ? FlashOutcome::Success : FlashOutcome::Failure, r.recordCount,
                         r.recordsSent);
     }
@@ -646,6 +648,8 @@ void FlashSession::concludeAttempt(FlashOutcome outcome, int64_t recordCount, in
     entry_.versionAfter = attempt_.versionAfter;
     if (outcome == FlashOutcome::Success)
         entry_.readBack = ReadBackVerdictText(attempt_.readBack);
+    else
+        entry_.reason = attempt_.reason;
     std::string error;
     // The flash has happened either way; a log that cannot be written is
     // only worth a line in the trace.

@@ -198,7 +198,8 @@ TEST(FirmwareFile, CheckFindsTheFirstBadLine)
     EXPECT_EQ(check.line, 9);
     EXPECT_NE(check.reason.find("line 9"), std::string::npos);
     EXPECT_EQ(checkText(kHeader + ":000000Z00\r\n:00000001FF").fault, Fault::NotHex);
-    EXPECT_EQ(checkText(kHeader + kGood + "\r\n\r\n:00000001FF").line, 8); // a blank line is no record
+    EXPECT_TRUE(checkText(kHeader + kGood + "\r\n \r\n:00000001FF").ok()); // a blank line is no record, and not sent
+    EXPECT_EQ(checkText(kHeader + kGood + "\r\n x\r\n:00000001FF").line, 8);
     EXPECT_EQ(checkText(firmware(2, "\n", false)).fault, Fault::NoEndRecord);
     EXPECT_EQ(checkText(kHeader + std::string(522, '0') + "\n:00000001FF").fault, Fault::LineTooLong);
 }
