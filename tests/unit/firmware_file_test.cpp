@@ -102,9 +102,9 @@ TEST(FirmwareRecord, EndRecordAndCountStopTests)
     EXPECT_FALSE(IsRecordCountStopLine(typeTen));
     EXPECT_FALSE(IsEndRecordLine(":00000"));
     EXPECT_FALSE(IsRecordCountStopLine(":000000"));
-    // The flashes pass over such a line unchecked, and so does the file check.
-    typeTen.back() = typeTen.back() == '0' ? '1' : '0';
-    EXPECT_TRUE(checkText(kHeader + typeTen + "\r\n:00000001FF\r\n").ok());
+    // The flashes would pass over such a line unchecked; the file check
+    // refuses it, as no loader takes a record of type 10.
+    EXPECT_EQ(checkText(kHeader + typeTen + "\r\n" + kGood + "\r\n:00000001FF\r\n").fault, Fault::RecordType);
 }
 
 TEST(FirmwareLineReader, LineEndsChunkEdgesAndLongLines)
