@@ -187,23 +187,6 @@ TEST(FirmwareFile, RecordCountOverLineEndsAndItsFaults)
     EXPECT_EQ(count.line, 7);
 }
 
-TEST(FirmwareFile, CheckFindsTheFirstBadLine)
-{
-    EXPECT_TRUE(checkText(firmware(10)).ok());
-    EXPECT_TRUE(checkText(firmware(3, "\r")).ok());
-    std::string text = firmware(10);
-    text[text.find(record(0, 32, Bytes(16, 2))) + 12] = 'F';
-    FirmwareFileCheck check = checkText(text);
-    EXPECT_EQ(check.fault, Fault::CheckByte);
-    EXPECT_EQ(check.line, 9);
-    EXPECT_NE(check.reason.find("line 9"), std::string::npos);
-    EXPECT_EQ(checkText(kHeader + ":000000Z00\r\n:00000001FF").fault, Fault::NotHex);
-    EXPECT_TRUE(checkText(kHeader + kGood + "\r\n \r\n:00000001FF").ok()); // a blank line is no record, and not sent
-    EXPECT_EQ(checkText(kHeader + kGood + "\r\n x\r\n:00000001FF").line, 8);
-    EXPECT_EQ(checkText(firmware(2, "\n", false)).fault, Fault::NoEndRecord);
-    EXPECT_EQ(checkText(kHeader + std::string(522, '0') + "\n:00000001FF").fault, Fault::LineTooLong);
-}
-
 namespace {
 
 // Turns random binaries into Intel HEX with a tool's command line (input,
