@@ -1,6 +1,7 @@
 // A firmware file as text: the header keys, the whole-file check and record
 // count, and every line through the record check and the byte conversion
-// the flashes send.
+// the flashes send. A file the check passes must be one the loaders take
+// whole: what the flashes would send it is acknowledged record by record.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -11,6 +12,7 @@
 #include "firmware/firmware_line_reader.h"
 #include "firmware/firmware_record.h"
 #include "fuzz_check.h"
+#include "models/loader_records.h"
 #include "platform/ini_profile_files.h"
 
 using namespace lp;
@@ -56,9 +58,26 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     FirmwareLineReader countReader;
     countReader.openText(text);
     FirmwareRecordCount count = CountFirmwareRecords(countReader);
-    // A file the check passes is one the flashes can count to its end.
-    if (check.ok())
+    // A file the check passes is one the flashes can count to its end, and
+    // one the loader takes to its end: the header skipped, trailing blanks
+    // off, blank lines and those the end-record test passes over not sent.
+    if (check.ok()) {
         FUZZ_CHECK(count.ok() && count.count >= 0);
+        FirmwareLineReader sendReader;
+        sendReader.openText(text);
+        Bytes stream;
+        std::string raw;
+        while (sendReader.readLine(raw) != FirmwareLineReader::Status::End) {
+            const std::string_view line = TrimRecordLine(raw);
+            if (sendReader.lineNumber() <= kFirmwareHeaderLines || line.empty() || IsEndRecordLine(line))
+                continue;
+            const std::vector<uint8_t> bytes = RecordToBytes(line, true);
+            stream.insert(stream.end(), bytes.begin(), bytes.end());
+        }
+        const sim::LoaderStreamVerdict loader = sim::loaderTakesStream(stream);
+        FUZZ_CHECK(loader.complete());
+        FUZZ_CHECK(loader.dataRecords == check.dataRecords);
+    }
     FirmwareFileFaultText(check.fault, check.line);
 
     FirmwareLineReader reader;

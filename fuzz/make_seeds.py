@@ -36,6 +36,26 @@ def firmware():
     put("fuzz_firmware_file", "check_byte.hex", HEADER + "\r\n".join(bad) + "\r\n")
     put("fuzz_firmware_file", "no_end.hex", HEADER + "\r\n".join(lines[:-1]))
     put("fuzz_firmware_file", "header_only.hex", HEADER)
+    # The cases a loader refuses although the check byte adds up, and the
+    # editor's leftovers that are no fault at all.
+    short_count = "0F" + lines[2][3:-2]
+    body = bytes.fromhex(short_count)
+    short_count = ":" + short_count + "%02X" % ((-sum(body)) & 0xFF)
+    put("fuzz_firmware_file", "count_short.hex", HEADER + "\r\n".join(lines[:2] + [short_count] + lines[3:]) + "\r\n")
+    put("fuzz_firmware_file", "count_ff.hex", HEADER + "\r\n".join(lines[:2] + [":FF00000001"] + lines[2:]) + "\r\n")
+    put("fuzz_firmware_file", "trailing_blanks.hex",
+        HEADER + " \r\n".join(lines) + "\t\r\n\r\n  \r\n")
+    put("fuzz_firmware_file", "header_five_lines.hex", HEADER[:-2] + "\r\n".join(lines) + "\r\n")
+    put("fuzz_firmware_file", "after_end.hex", HEADER + "\r\n".join(lines + [lines[1]]) + "\r\n")
+
+
+def flash_log():
+    entry = ('{"attempt":"0123456789abcdef","time":"2026-11-21T11:54:55Z","source":"cli","adapter_kind":"WLP",'
+             '"file":"C:\\\\fw\\\\a.hex","result":"%s","messages":[{"text":"a\\r\\nb","title":"T"}],'
+             '"records":12,"seconds":1.500,"version_after":""}')
+    put("fuzz_flash_log", "attempts.jsonl",
+        entry % "started" + "\n" + entry % "success" + "\n" + entry.replace("0123", "4567") % "started" + "\n")
+    put("fuzz_flash_log", "damaged.jsonl", '{"time":"2026' + entry % "failure" + "\n{}}\n\n" + entry % "failure")
 
 
 def ini():
@@ -130,6 +150,7 @@ def compact_flash():
 
 if __name__ == "__main__":
     firmware()
+    flash_log()
     ini()
     reg()
     pe()

@@ -265,6 +265,12 @@ public:
         return reply ? lp::sim::lp2ParseVersionsReply(*reply) : std::nullopt;
     }
 
+    bool present() override
+    {
+        auto reply = exchange(lp::sim::lp2PresenceRequest());
+        return reply && lp::sim::lp2IsPresenceReply(*reply);
+    }
+
     std::optional<bool> startFlash(uint16_t value) override
     {
         auto reply = exchange(lp::sim::lp2FlashStartRequest(value));

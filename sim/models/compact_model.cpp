@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "adapters/frames.h"
+#include "models/loader_records.h"
 
 namespace lp::sim {
 
@@ -184,7 +185,7 @@ void CompactModel::loaderByte(uint8_t byte)
 void CompactModel::loaderRecord(const Bytes& record)
 {
     Bytes body(record.begin() + 1, record.end());
-    if (!frames::sumIsZero(body)) {
+    if (!loaderTakesRecord(body, endRecordReceived)) {
         ++badRecords;
         return;
     }
@@ -204,7 +205,7 @@ void CompactModel::loaderRecord(const Bytes& record)
     switch (type) {
     case 0x00:
         for (size_t i = 0; i < count; ++i)
-            image[base_ + ((address + i) & 0xFFFF)] = body[4 + i];
+            image[base_ + address + static_cast<uint32_t>(i)] = body[4 + i];
         break;
     case 0x01:
         endRecordReceived = true;

@@ -21,11 +21,12 @@
 // the compact flash and the port search's second look (at 57600 baud) send.
 // "####" starts a flash: the image is erased and records follow, each sent
 // as ":" and the record's bytes (count, address high, address low, type,
-// data, check byte). A record whose bytes sum to zero is written into the
+// data, check byte). A record the loader takes (loader_records.h: check
+// byte, type and shape, nothing after the end record) is written into the
 // image (data records by address; types 02 and 04 set the segment or upper
 // linear base, 01 marks the end) and answered with one "#" as soon as its
-// last byte is in (ackLatencyUs). A record with a bad check byte gets no
-// answer, and a record left unfinished for kRecordGapUs is dropped.
+// last byte is in (ackLatencyUs). Any other record gets no answer, and a
+// record left unfinished for kRecordGapUs is dropped.
 //
 // Bytes at any other rate than the one the adapter listens at are noise: they
 // spoil the frame in progress and are otherwise ignored. Replies leave
@@ -125,7 +126,7 @@ public:
     bool receivingRecords() const { return receiving_; }
     int startsReceived = 0;        // "####" heard
     int64_t recordsReceived = 0;   // records with a good check byte
-    int64_t badRecords = 0;        // records with a bad check byte
+    int64_t badRecords = 0;        // records refused (check byte, type, shape)
     int64_t acknowledgements = 0;  // "#" sent
     bool endRecordReceived = false;
     std::map<uint32_t, uint8_t> image; // what the flash wrote, by address

@@ -49,6 +49,12 @@ int16_t Lp2DriverCore::openClient(int16_t id, const std::string& protocol)
     if (!holdsPort_) {
         if (!adapter_.acquirePort())
             return Rp1210Code::CommDeviceInUse;
+        // A driver opens no client for an adapter that says nothing: the
+        // program must learn at its connect that the hardware is not there.
+        if (!adapter_.present()) {
+            adapter_.releasePort();
+            return Rp1210Code::HardwareNotResponding;
+        }
         holdsPort_ = true;
     }
     clients_[id];

@@ -71,6 +71,9 @@ public:
     // the adapter does not answer.
     virtual std::optional<std::array<uint8_t, 6>> readVersions() = 0;
     virtual std::optional<bool> startFlash(uint16_t value) = 0;
+    // The hand-shake with the adapter: false when nothing answers (no
+    // power, no cable).
+    virtual bool present() = 0;
 };
 
 class Lp2DriverCore {

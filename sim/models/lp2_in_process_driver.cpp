@@ -67,6 +67,13 @@ std::optional<std::array<uint8_t, 6>> Lp2InProcessDriver::readVersions()
     return versions;
 }
 
+bool Lp2InProcessDriver::present()
+{
+    bool answers = false;
+    onAdapter([&] { answers = adapter_.answersPresence(); });
+    return answers;
+}
+
 std::optional<bool> Lp2InProcessDriver::startFlash(uint16_t value)
 {
     std::optional<bool> accepted;

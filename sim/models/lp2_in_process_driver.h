@@ -63,6 +63,7 @@ private:
     void releasePort() override;
     std::optional<std::array<uint8_t, 6>> readVersions() override;
     std::optional<bool> startFlash(uint16_t value) override;
+    bool present() override;
     void onAdapter(const std::function<void()>& fn) { adapterCall_ ? adapterCall_(fn) : fn(); }
 
     Lp2Model& adapter_;

@@ -105,6 +105,10 @@ void Lp2Model::handle(const Bytes& frame)
         reply(config_.query, frames::framed({kReply, 0x05, 0x0D, 0x02, v[0], v[1], v[2]}));
         return;
     }
+    if (payloadIs(frame, 2, {0x00, 0xD0})) {
+        send(frames::framed({kReply, 0x02, 0x00, 0xD0}));
+        return;
+    }
     if (payloadIs(frame, 2, {0x00, 0xD1})) {
         if (auto v = answerVersions())
             send(frames::framed({kReply, 0x08, 0x00, 0xD1, (*v)[0], (*v)[1], (*v)[2], (*v)[3], (*v)[4], (*v)[5]}));
@@ -171,6 +175,8 @@ std::optional<bool> Lp2Model::answerFlashStart(uint16_t value)
     return config_.flashAccepted;
 }
 
+Bytes lp2PresenceRequest() { return frames::framed({kRequest, 0x02, 0x00, 0xD0}); }
+
 Bytes lp2VersionsRequest() { return frames::framed({kRequest, 0x02, 0x00, 0xD1}); }
 
 Bytes lp2FlashStartRequest(uint16_t value)
@@ -193,6 +199,12 @@ std::optional<std::array<uint8_t, 6>> lp2ParseVersionsReply(const Bytes& reply)
         || !frames::sumIsZero(reply))
         return std::nullopt;
     return std::array<uint8_t, 6>{reply[4], reply[5], reply[6], reply[7], reply[8], reply[9]};
+}
+
+bool lp2IsPresenceReply(const Bytes& reply)
+{
+    return reply.size() == 5 && reply[0] == kReply && reply[1] == 0x02 && reply[2] == 0x00 && reply[3] == 0xD0
+           && frames::sumIsZero(reply);
 }
 
 std::optional<bool> lp2ParseFlashReply(const Bytes& reply)

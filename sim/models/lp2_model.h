@@ -13,6 +13,8 @@
 // library over a real line):
 //   versions     5E 02 00 D1 cc  ->  5F 08 00 D1 hwMaj hwMin appMaj appMin bootMaj bootMin cc
 //   flash start  5E 04 01 2C lo hi cc  ->  5F 03 01 2C status cc   (status 0: accepted)
+//   presence     5E 02 00 D0 cc  ->  5F 02 00 D0 cc, in either mode: the
+//                driver's hand-shake before it opens a client
 //
 // Bytes sent at another rate than the adapter's are noise: they are counted
 // and break the frame they fall into. A frame whose bytes sum to anything
@@ -87,6 +89,8 @@ public:
     std::optional<std::array<uint8_t, 6>> answerVersions() const;
     // A flash start: accepted or refused, or nothing when unanswered.
     std::optional<bool> answerFlashStart(uint16_t value);
+    // Whether the presence frame is answered (in either mode, with power).
+    bool answersPresence() const { return !config_.unpowered; }
 
     // What reached the adapter.
     const std::vector<Bytes>& framesReceived() const { return frames_; }
@@ -115,11 +119,13 @@ private:
 // The driver's frames (see above) and the reading of their replies.
 Bytes lp2VersionsRequest();
 Bytes lp2FlashStartRequest(uint16_t value);
+Bytes lp2PresenceRequest();
 // Length of the whole frame that `bytes` begins with (5F, length, payload,
 // check), or 0 while it is not complete.
 size_t lp2ReplyLength(const Bytes& bytes);
 std::optional<std::array<uint8_t, 6>> lp2ParseVersionsReply(const Bytes& reply);
 std::optional<bool> lp2ParseFlashReply(const Bytes& reply);
+bool lp2IsPresenceReply(const Bytes& reply);
 
 // The driver's INI file LP2RP32.INI as the adapter's driver installs it.
 struct Lp2IniOptions {

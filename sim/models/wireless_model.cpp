@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "adapters/frames.h"
+#include "models/loader_records.h"
 
 namespace lp::sim {
 
@@ -277,7 +278,7 @@ void WirelessModel::takeRecord(const Bytes& record)
     }
     if (f.silentFromRecord > 0 && k >= f.silentFromRecord)
         silent_ = true;
-    const bool sound = frames::sumIsZero(Bytes(record.begin() + 1, record.end()));
+    const bool sound = loaderTakesRecord(Bytes(record.begin() + 1, record.end()), endRecordSeen_);
     if (!transferring_ || !sound || f.refuseRecord == k) {
         loaderAnswer({kRecordRefused}, config_.recordWriteUs);
         return;

@@ -28,8 +28,9 @@
 //                "####"          -> "#", a transfer begins (a new image)
 //                ":" record      -> "#" once written (records are written
 //                                   one after another, recordWriteUs each;
-//                                   a record whose sum is wrong, or that
-//                                   comes before "####", gets kRecordRefused)
+//                                   a record the loader does not take
+//                                   (loader_records.h), or one that comes
+//                                   before "####", gets kRecordRefused)
 //                5E 02 01 03 9C  -> the ack, and the loader starts again
 //                5E 02 01 01 9E  -> the ack; when the transfer held the
 //                                   end-of-file record the image is kept and

@@ -86,9 +86,13 @@ int runFlash(Session& s)
         .member("record_count", a.recordCount)
         .member("seconds", a.seconds)
         .member("version_after", a.versionAfter)
-        .member("read_back", a.outcome == FlashOutcome::Success ? ReadBackVerdictText(a.readBack) : "")
-        .endObject();
+        .member("read_back", a.outcome == FlashOutcome::Success ? ReadBackVerdictText(a.readBack) : "");
+    if (a.outcome != FlashOutcome::Success && !a.reason.empty())
+        s.json.member("reason", a.reason);
+    s.json.endObject();
     s.text = "Flash: " + result + "\n";
+    if (a.outcome != FlashOutcome::Success && !a.reason.empty())
+        s.text += "Reason: " + a.reason + "\n";
     if (!a.versionAfter.empty())
         s.text += "Application firmware version now " + a.versionAfter + "\n";
     if (a.readBack == ReadBackVerdict::Verified)

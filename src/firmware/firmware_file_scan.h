@@ -1,7 +1,10 @@
 #pragma once
 // Whole-file passes over a HEX firmware file: the record count that sizes
 // the flash's progress bar, and a check of every record that lets a flash
-// refuse a corrupt file before it sends anything.
+// refuse a file before it sends the adapter anything. The check takes what
+// the adapters' loaders take and nothing else: a file it passes is one the
+// loader acknowledges record by record to its end, so a flash never erases
+// an adapter for an image it cannot finish.
 //
 // Both run in bounded memory on a file of any size (FirmwareLineReader) and
 // stop at the end of the file: a file without the line that ends the count
@@ -22,7 +25,14 @@ enum class FirmwareFileFault {
     LineTooLong, // a record line longer than any Intel HEX record
     NotHex,      // a record line holds a character that is not a hex digit
     CheckByte,   // a record's check byte does not match its bytes
-    NoEndRecord, // no line whose characters 2 to 8 are "0000000"
+    NoEndRecord, // no end-of-file record ":00000001FF"
+    HeaderRecord, // a record among the six header lines
+    NoRecordMark, // a line after the header that is neither blank nor a record
+    Length,       // not 2n+1 characters, or too short for a record
+    ByteCount,    // the byte count does not match the data pairs of the line
+    RecordType,   // a type the loader does not take, or one of the wrong shape
+    AfterEnd,     // a record after the end-of-file record
+    NoData,       // no data record at all: flashing it would only erase
 };
 
 struct FirmwareRecordCount {
@@ -39,7 +49,12 @@ struct FirmwareRecordCount {
 struct FirmwareFileCheck {
     FirmwareFileFault fault = FirmwareFileFault::None;
     int64_t line = 0; // as in FirmwareRecordCount
-    std::string reason; // for the log; empty when the file is sound
+    // What is wrong and where, in words a person can act on ("line 9: the
+    // byte count says 15 data bytes, the line holds 16"); empty when the
+    // file is sound. For the log and the command line; the screen keeps
+    // its own message.
+    std::string reason;
+    int64_t dataRecords = 0; // data records seen (all of them when sound)
     bool ok() const { return fault == FirmwareFileFault::None; }
 };
 
@@ -53,13 +68,16 @@ FirmwareRecordCount CountFirmwareRecords(FirmwareLineReader& reader,
 // The same on a file, letting window messages run after each line.
 FirmwareRecordCount CountFirmwareRecords(Context& ctx, const std::string& path);
 
-// Checks the file the way the flashes will read it: the header lines are
-// skipped; every later line that the end-record test does not pass over
-// (characters 7 and 8 "01") must pass the record check and hold nothing
-// but hex digits after its mark (the flashes' conversion reads every one of
-// them); a line too long for a record is corrupt; and the file must hold a
-// line whose characters 2 to 8 are "0000000", or the record count would run
-// off its end. Stops at the first fault.
+// Checks the file the way the flashes will read it and the loader will take
+// it. The six header lines are skipped, but none of them may be a record
+// (a header one line short would have the flashes skip a record). After
+// them, with trailing blanks and tabs taken off, every line is blank or a
+// record: ":" and hex pairs, 2n+1 characters; a byte count equal to the
+// data pairs; the check byte; type 00 (data), 01
+// (only as ":00000001FF"), 02 or 04 (two bytes at 0000), 03 or 05 (four
+// bytes at 0000). The file holds at least one data record and one
+// end-of-file record, and nothing but blank lines after it. Stops at the
+// first fault.
 FirmwareFileCheck CheckFirmwareFile(FirmwareLineReader& reader, const std::function<void()>& afterEachLine = {});
 
 // The same on a file, letting window messages run after each line.

@@ -62,6 +62,13 @@ RecordFault DiagnoseRecordLine(std::string_view line)
     return (256 - s) % 256 == static_cast<unsigned>(checkByte) ? RecordFault::None : RecordFault::CheckByte;
 }
 
+std::string_view TrimRecordLine(std::string_view line)
+{
+    while (!line.empty() && (line.back() == ' ' || line.back() == '\t'))
+        line.remove_suffix(1);
+    return line;
+}
+
 bool CheckRecordLine(std::string_view line) { return DiagnoseRecordLine(line) != RecordFault::None; }
 
 bool RecordHasOnlyHexDigits(std::string_view line)

@@ -14,9 +14,14 @@ namespace lp {
 // The longest line an Intel HEX record can be: the mark, then byte count,
 // two address bytes, record type, 255 data bytes and the check byte, two
 // digits each: 1 + 2 * (1 + 2 + 1 + 255 + 1) = 521. No slack is added for
-// trailing blanks: the check reads the last two characters as the check
-// byte, so a record with trailing blanks is corrupt whatever its length.
+// trailing blanks: a longest record that an editor padded is refused as too
+// long, with its line number, rather than read in part.
 inline constexpr size_t kMaxRecordLineLength = 521;
+
+// The line as the flashes take it: trailing blanks and tabs (an editor's
+// leftovers, invisible to whoever looks at the file) are not part of the
+// record. A line that is blank after this holds no record and is not sent.
+std::string_view TrimRecordLine(std::string_view line);
 
 // Why a record line is corrupt.
 enum class RecordFault {

@@ -556,9 +556,11 @@ void FlashSession::afterStep()
         return;
     if (kind_ == FlashKind::CGP && compact_ && compact_->result().finished) {
         const CompactFlashResult& r = compact_->result();
+        attempt_.reason = r.reason;
         concludeAttempt(r.succeeded ? FlashOutcome::Success : FlashOutcome::Failure, r.recordCount, r.recordsSent);
     } else if (kind_ == FlashKind::WLP && wireless_ && wirelessFlashing_ && wireless_->result().finished()) {
         const WirelessFlashResult& r = wireless_->result();
+        attempt_.reason = r.reason;
         concludeAttempt(r.succeeded() ? FlashOutcome::Success : FlashOutcome::Failure, r.recordCount,
                         r.recordsSent);
     }
@@ -589,6 +591,11 @@ void FlashSession::openAttempt(const FlashAdapterValues& shown)
     e.fileHardwareVersions = header.HardwareVersions;
     startTick_ = ctx_.ports.host ? ctx_.ports.host->tickCount() : 0;
     open_ = true;
+    std::string error;
+    // On record before the adapter hears anything: an attempt killed
+    // half-way keeps this line and reads as "interrupted".
+    if (!BeginFlashLogAttempt(e, FlashLogPath(), &error))
+        log("flash log not written: " + error);
 }
 
 std::string FlashSession::readBackCompact()
@@ -641,10 +648,12 @@ void FlashSession::concludeAttempt(FlashOutcome outcome, int64_t recordCount, in
     entry_.versionAfter = attempt_.versionAfter;
     if (outcome == FlashOutcome::Success)
         entry_.readBack = ReadBackVerdictText(attempt_.readBack);
+    else
+        entry_.reason = attempt_.reason;
     std::string error;
     // The flash has happened either way; a log that cannot be written is
     // only worth a line in the trace.
-    if (!AppendFlashLog(entry_, FlashLogPath(), &error))
+    if (!EndFlashLogAttempt(entry_, FlashLogPath(), &error))
         log("flash log not written: " + error);
     open_ = false;
     recorder_.reset();

@@ -56,6 +56,9 @@ struct FlashAttempt {
     std::string versionAfter;
     ReadBackVerdict readBack = ReadBackVerdict::NotRead;
     std::vector<FlashLogMessage> messages; // every box shown, in order
+    // Why a line-by-line flash failed, in the procedure's words ("file
+    // check: line 8: the byte count says ..."); the boxes keep their texts.
+    std::string reason;
 };
 
 // The two timers of the line-by-line flashes.

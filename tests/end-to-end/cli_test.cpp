@@ -259,6 +259,16 @@ TEST(Cli, AdapterTestResults)
     EXPECT_EQ(str(r[1].toObject()["text"]), "443");
     EXPECT_EQ(str(r[1].toObject()["colour"]), "Red");
     EXPECT_EQ(str(r[2].toObject()["text"]), "Untested");
+
+    // No power: the driver opens no client, and nothing passes.
+    sim.reset();
+    sim = simulator({"--lp2", "--lp2-silent", "--select=lp2"});
+    ASSERT_TRUE(sim);
+    const CliRun silent = linkport(home, {"test", "--json"});
+    EXPECT_EQ(silent.code, 1);
+    EXPECT_EQ(str(silent.json["results"].toArray()[0].toObject()["text"]), "142");
+    EXPECT_EQ(str(silent.json["results"].toArray()[4].toObject()["text"]), "Untested");
+    EXPECT_NE(linkport(home, {"summary", "--json"}).code, 0) << "an adapter that answers nothing was read";
 }
 
 TEST(Cli, UsageErrorsAndSettings)
@@ -443,6 +453,79 @@ TEST(Cli, SettingsFilesAreNeverLeftWorse)
     }
     std::printf("%d of %d killed adds had written the list (a run takes %d ms)\n", landed, trials, runMs);
     lp::test::writeFile(ini, iniBefore);
+}
+
+// A bad file is refused with its reason, and the adapter is left as it was
+// found: the Summary that follows still reads it.
+TEST(Cli, BadFirmwareFilesLeaveTheAdapterAsItWasFound)
+{
+    TempDir home;
+    const auto afterLine = [](std::string t, int n) {
+        size_t at = 0;
+        for (int i = 0; i < n; ++i)
+            at = t.find("\r\n", at) + 2;
+        return at;
+    };
+    const struct {
+        const char* name;
+        std::function<std::string(std::string)> edit;
+        const char* reason; // "" for a file that is flashed
+    } variants[] = {
+        {"byte count FF", [&](std::string t) { return t.insert(afterLine(t, 7), ":FF00000001\r\n"); },
+         "line 8: the byte count says 255"},
+        {"header one line short", [&](std::string t) { return t.erase(afterLine(t, 5), 2); }, "line 6:"},
+        {"trailing blanks and lines", [](std::string t) { return t + "  \r\n\r\n"; }, ""},
+    };
+    for (const char* file : {"CompactLinkport-demo-01.08.12.hex", "WirelessLinkport-demo-01.08.12.hex"}) {
+        auto sim = simulator({file[0] == 'C' ? "--compact" : "--wireless", file[0] == 'C' ? "--select=compact"
+                                                                                            : "--select=wireless"});
+        ASSERT_TRUE(sim);
+        for (const auto& v : variants) {
+            SCOPED_TRACE(std::string(file) + " / " + v.name);
+            const std::string path = home.file(v.name + std::string(".hex"));
+            lp::test::writeFile(path, v.edit(lp::test::readFile(demoFile(file).toStdString())));
+            const CliRun r = linkport(home, {"--json", "flash", QString::fromStdString(path)});
+            if (*v.reason == '\0') {
+                EXPECT_EQ(outcome(r), "0 success") << r.err << str(r.json["reason"]);
+                continue;
+            }
+            EXPECT_EQ(outcome(r), "1 failure") << r.err;
+            EXPECT_EQ(messageTexts(r.json), "The file is corrupt!  Please select another file and try again.\n");
+            EXPECT_NE(str(r.json["reason"]).find(v.reason), std::string::npos) << str(r.json["reason"]);
+            EXPECT_EQ(linkport(home, {"summary", "--json"}).code, 0) << "the adapter no longer answers";
+        }
+    }
+}
+
+// A flash killed half-way is on record as interrupted, and a log with a
+// damaged line still reads as valid JSON.
+TEST(Cli, InterruptedFlashAndDamagedLogLines)
+{
+    TempDir home;
+    auto sim = simulator({"--compact", "--select=compact"}, [](lp::sim::DemoOptions& o) {
+        o.compact.setup.push_back([](lp::sim::CompactModel& m) { m.setLoaderFaults({.slowAckMs = 1000}); });
+    });
+    ASSERT_TRUE(sim);
+    QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove("LINKPORT_FLASH_LOG");
+    env.insert("XDG_DATA_HOME", QString::fromStdString(home.file("data")));
+    env.insert("XDG_CONFIG_HOME", QString::fromStdString(home.file("config")));
+    p.setProcessEnvironment(env);
+    p.start(LP_CLI_PROGRAM, {"flash", demoFile("CompactLinkport-demo-01.08.12.hex")});
+    EXPECT_FALSE(p.waitForFinished(4000)) << "the slow flash ended early";
+    p.kill();
+    p.waitForFinished();
+
+    // Then a disk that filled up mid-line and an entry glued to the fragment.
+    const std::string path = home.file("data/linkport-toolkit/flash-log.jsonl");
+    const std::string whole = lp::test::readFile(path);
+    lp::test::writeFile(path, whole + "{\"time\":\"2026-11" + whole);
+    const CliRun log = linkport(home, {"log", "--json"});
+    ASSERT_EQ(log.code, 0) << log.err;
+    ASSERT_EQ(log.json["entries"].toArray().size(), 1) << "no valid JSON, or the attempt not on record";
+    EXPECT_EQ(str(log.json["entries"].toArray()[0].toObject()["result"]), "interrupted");
+    EXPECT_EQ(log.json["damaged_lines"].toInt(), 1);
 }
 
 #endif

@@ -408,7 +408,7 @@ TEST(FlashScreen, ReturningChecksTheChosenFileAgainstTheKind)
 
     // An adapter whose versions could not be read: the checks are skipped.
     f.compact.setFault(sim::CompactModel::Fault::Silence);
-    f.pick = f.firmwareFile("other.hex", firmware("Firmware", "0.1", "9.9"));
+    f.pick = f.firmwareFile("other.hex", firmware("Firmware", "0.1", "9.9", 2));
     f.prompts.clear();
     s.Initialize();
     EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"Not Present", "Not Present", "Not Present"}));

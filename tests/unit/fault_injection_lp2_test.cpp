@@ -117,6 +117,14 @@ TEST(FaultInjection, SecondGenerationEndsWithAKnownOutcomeAtEveryPhase)
         {"connect", "silence", Run::Summary,
          [](Rig& r) { r.driver.settings().connectErrors["SIP"] = Rp1210Code::HardwareNotResponding; },
          "NP|NP|NP|1.12|NP +103/142"},
+        // No power: the driver's own hand-shake goes unanswered, so it
+        // opens no client and says why (the stand-in used to open one).
+        {"connect", "no power", Run::Summary, [](Rig& r) { r.adapter.config().unpowered = true; },
+         "NP|NP|NP|1.12|NP +103/142"},
+        {"connect", "no power", Run::Test, [](Rig& r) { r.adapter.config().unpowered = true; },
+         "142|Untested|Untested|Untested|Untested"},
+        {"connect", "no power", Run::Flash, [](Rig& r) { r.adapter.config().unpowered = true; },
+         "not started +103/142"},
         {"connect", "garbage", Run::Summary, [](Rig& r) { r.driver.settings().connectErrors["SIP"] = 777; },
          "NP|NP|NP|1.12|NP +103/777"},
         {"connect", "client id other than 0", Run::Summary, [](Rig& r) { r.driver.settings().firstClientId = 5; }, ok},

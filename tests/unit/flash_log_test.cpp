@@ -1,8 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <string>
 
+#ifndef _WIN32
+#include <sys/resource.h>
+#endif
+
+#include "core/json_check.h"
 #include "core/json_writer.h"
 #include "firmware/flash_log.h"
 #include "firmware/sha256.h"
@@ -43,29 +49,96 @@ TEST(JsonWriter, EscapesEverythingOutsidePrintableAscii)
     EXPECT_EQ(w.text(), R"({"a":1,"b":["x",true,null],"c":{},"d":1.500})");
 }
 
-TEST(FlashLog, AppendsOneLinePerAttemptAndSkipsBrokenLines)
+TEST(FlashLog, AnAttemptIsOnRecordFromItsStartAndDamagedLinesAreCounted)
 {
     test::TempDir dir;
     const std::string path = dir.file("sub/flash-log.jsonl");
-    FlashLogEntry entry{.adapterKind = "WLP", .filePath = "C:\\fw\\\"new\".hex", .result = "failure",
+    FlashLogEntry entry{.adapterKind = "WLP", .filePath = "C:\\fw\\\"new\".hex",
                         .messages = {{"line 1\r\nline 2", "Title"}}, .recordsSent = 12};
-    ASSERT_TRUE(AppendFlashLog(entry, path));
+    ASSERT_TRUE(BeginFlashLogAttempt(entry, path));
     entry.result = "success";
-    ASSERT_TRUE(AppendFlashLog(entry, path));
-    // A line cut short (the disk filled up) is left out when read.
-    test::writeFile(dir.file("sub/flash-log.jsonl"), test::readFile(path) + "{\"time\":\"2026");
-    const std::vector<std::string> lines = ReadFlashLog(path);
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_NE(lines[0].find(R"("file":"C:\\fw\\\"new\".hex")"), std::string::npos) << lines[0];
-    EXPECT_NE(lines[0].find(R"("messages":[{"text":"line 1\r\nline 2","title":"Title"}])"), std::string::npos);
-    EXPECT_NE(lines[1].find(R"("result":"success")"), std::string::npos);
-    EXPECT_NE(lines[1].find(R"("records":12)"), std::string::npos);
-    EXPECT_EQ(lines[1].find('\n'), std::string::npos);
+    ASSERT_TRUE(EndFlashLogAttempt(entry, path));
+    // The next attempt is killed half-way: only its first line is written.
+    FlashLogEntry killed{.adapterKind = "B&B SIP", .filePath = "app.hex"};
+    ASSERT_TRUE(BeginFlashLogAttempt(killed, path));
+    EXPECT_NE(killed.attempt, entry.attempt);
+    // A line cut short by a full disk, then an entry glued to it, a line of
+    // garbage left without its line end: each one damaged line, the rest
+    // read, and the next entry starts a line of its own.
+    const std::string whole = test::readFile(path);
+    const std::string firstLine = whole.substr(0, whole.find('\n'));
+    test::writeFile(path, whole + "{\"time\":\"2026" + firstLine + "\n\n{}}");
+    ASSERT_TRUE(AppendFlashLog(FlashLogEntry{.result = "failure"}, path));
+
+    const FlashLogContents log = ReadFlashLog(path);
+    EXPECT_EQ(log.damagedLines, 2);
+    EXPECT_EQ(log.interrupted, 1);
+    ASSERT_EQ(log.entries.size(), 3u);
+    EXPECT_NE(log.entries[0].find(R"("result":"success")"), std::string::npos) << log.entries[0];
+    EXPECT_NE(log.entries[0].find(R"("file":"C:\\fw\\\"new\".hex")"), std::string::npos);
+    EXPECT_NE(log.entries[0].find(R"("messages":[{"text":"line 1\r\nline 2","title":"Title"}])"), std::string::npos);
+    EXPECT_NE(log.entries[0].find(R"("records":12)"), std::string::npos);
+    EXPECT_NE(log.entries[1].find(R"("result":"interrupted")"), std::string::npos) << log.entries[1];
+    EXPECT_NE(log.entries[1].find(R"("file":"app.hex")"), std::string::npos);
+    EXPECT_NE(log.entries[2].find(R"("result":"failure")"), std::string::npos);
+    for (const std::string& e : log.entries)
+        EXPECT_TRUE(CheckJsonObject(e)) << e;
 
     // A log that cannot be written says so and nothing more.
     std::string error;
     test::writeFile(dir.file("plain"), "x");
     EXPECT_FALSE(AppendFlashLog(entry, dir.file("plain/flash-log.jsonl"), &error));
     EXPECT_FALSE(error.empty());
-    EXPECT_TRUE(ReadFlashLog(dir.file("missing")).empty());
+    EXPECT_TRUE(ReadFlashLog(dir.file("missing")).entries.empty());
 }
+
+TEST(JsonCheck, WholeObjectsOnlyAndTheirMembers)
+{
+    for (const char* good : {R"({"a":1,"b":[true,false,null,-1.5e3,"x\"\u00fc"],"c":{}})", " {} "})
+        EXPECT_TRUE(CheckJsonObject(good)) << good;
+    // Two entries glued, a text cut short, a leading zero, a trailing comma,
+    // a control character, a bad escape, no object, nothing.
+    for (const char* bad : {R"({"a":1}{"b":2})", R"({"a":"cut)", R"({"a":01})", R"({"a":1,})", "{\"a\":\"\x01\"}",
+                            R"({"a":"\x"})", "[1]", ""})
+        EXPECT_FALSE(CheckJsonObject(bad)) << bad;
+    EXPECT_FALSE(CheckJsonObject("{\"a\":" + std::string(kMaxJsonDepth + 1, '[') + std::string(kMaxJsonDepth + 1, ']') + "}"));
+
+    std::vector<JsonMemberSpan> members;
+    const std::string text = R"({"attempt":"ab","n":{"result":"x"},"result":"started"})";
+    ASSERT_TRUE(CheckJsonObject(text, &members));
+    ASSERT_EQ(members.size(), 3u); // the nested "result" is not one of them
+    EXPECT_EQ(members[2].key + "=" + text.substr(members[2].begin, members[2].end - members[2].begin),
+              "result=\"started\"");
+}
+
+#ifndef _WIN32
+// A full disk, staged with a file-size limit: the write is cut short, and
+// the writer must not leave the piece behind for the next entry to glue to.
+TEST(FlashLog, AWriteCutShortLeavesNoFragment)
+{
+    test::TempDir dir;
+    const std::string path = dir.file("flash-log.jsonl");
+    FlashLogEntry entry{.adapterKind = "WLP", .filePath = std::string(300, 'f'), .result = "success"};
+    ASSERT_TRUE(AppendFlashLog(entry, path));
+    const std::string before = test::readFile(path);
+
+    rlimit old{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    auto* previous = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit small = old;
+    small.rlim_cur = before.size() + 100;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    std::string error;
+    const bool written = AppendFlashLog(entry, path, &error);
+    setrlimit(RLIMIT_FSIZE, &old);
+    std::signal(SIGXFSZ, previous);
+
+    EXPECT_FALSE(written);
+    EXPECT_FALSE(error.empty());
+    EXPECT_EQ(test::readFile(path), before);
+    ASSERT_TRUE(AppendFlashLog(entry, path));
+    const FlashLogContents log = ReadFlashLog(path);
+    EXPECT_EQ(log.entries.size(), 2u);
+    EXPECT_EQ(log.damagedLines, 0);
+}
+#endif

@@ -170,6 +170,20 @@ bool CompactFlash::runStart(int16_t port, const std::string& path)
 {
     PumpMessages(ctx_);
     log(Info, "start on COM" + std::to_string(port) + " with " + path);
+    // Whatever can be settled without the adapter is settled before its
+    // first byte: once switched, the adapter sits in its loader (and the
+    // Summary cannot read it) until a flash completes or it is power-cycled.
+    if (path.empty()) {
+        log(Warning, "no file given: nothing to flash");
+        finish(false, 0, "no file given");
+        return false;
+    }
+    const FirmwareFileCheck check = CheckFirmwareFile(ctx_, path);
+    if (!check.ok()) {
+        endTransferFailure(4, "file check: " + check.reason, false);
+        return false;
+    }
+    log(Info, "file check passed: " + std::to_string(check.dataRecords) + " data records");
     if (Connection.portOpen() && Connection.commPort() != port)
         Connection.setPortOpen(false);
     if (!Connection.portOpen()) {
@@ -251,51 +265,9 @@ bool CompactFlash::readyAnswerArrived(bool afterSwitch)
 
 // ---------------------------------------------------------------- preparation
 
-namespace {
-
-// True when the transfer would send at least one record: a line after the
-// header that the end-record test does not pass over.
-bool hasRecordToSend(const std::string& path)
-{
-    FirmwareLineReader reader;
-    if (!reader.open(path))
-        return false;
-    std::string line;
-    for (;;) {
-        const auto status = reader.readLine(line);
-        if (status == FirmwareLineReader::Status::End || status == FirmwareLineReader::Status::ReadError)
-            return false;
-        if (reader.lineNumber() > kFirmwareHeaderLines && !IsEndRecordLine(line))
-            return true;
-    }
-}
-
-} // namespace
-
 bool CompactFlash::prepareTransfer(const std::string& path)
 {
-    if (path.empty()) {
-        log(Warning, "no file given: nothing to flash");
-        Connection.setPortOpen(false);
-        ctx_.g_intFlashRecordCounter = 0;
-        finish(false, 0, "no file given");
-        return false;
-    }
-    // The whole file is checked before the loader hears "####": a corrupt
-    // record found half-way would leave the adapter with half an image.
-    const FirmwareFileCheck check = CheckFirmwareFile(ctx_, path);
-    if (!check.ok()) {
-        endTransferFailure(4, "file check: " + check.reason, false);
-        return false;
-    }
-    if (!hasRecordToSend(path)) {
-        endTransferFailure(4, "file check: no record to send", false);
-        return false;
-    }
-    log(Info, "file check passed");
-
-    sendBytes(Bytes(kStartArray.begin(), kStartArray.begin() + kStartTextLength), 2, "start text");
-    Connection.input();
+    // The file is counted and opened before "####", which erases the image.
     ctx_.g_intFlashRecordCounter = 0;
     const FirmwareRecordCount count = CountFirmwareRecords(ctx_, path);
     if (!count.ok()) {
@@ -310,6 +282,8 @@ bool CompactFlash::prepareTransfer(const std::string& path)
     std::string line;
     for (int i = 0; i < kFirmwareHeaderLines; ++i)
         file_.readLine(line);
+    sendBytes(Bytes(kStartArray.begin(), kStartArray.begin() + kStartTextLength), 2, "start text");
+    Connection.input();
 
     progressMaximum_ = static_cast<int32_t>(
         std::min<int64_t>(count.count + kProgressHeadroom, std::numeric_limits<int32_t>::max()));
@@ -366,17 +340,20 @@ bool CompactFlash::transferOneRecord()
         std::min<int64_t>(result_.linesRead, std::numeric_limits<int16_t>::max()));
     const int64_t lineNumber = file_.lineNumber();
 
-    if (IsEndRecordLine(line)) {
+    const std::string record(TrimRecordLine(line));
+    if (record.empty()) {
+        log(Debug, "line " + std::to_string(lineNumber) + " is blank: not sent");
+    } else if (IsEndRecordLine(record)) {
         log(Debug, "line " + std::to_string(lineNumber) + " passes the end-record test: not sent");
     } else {
-        if (status == FirmwareLineReader::Status::TooLong || CheckRecordLine(line)) {
-            endTransferFailure(4, "record at line " + std::to_string(lineNumber) + " is corrupt: " + line, false);
+        if (status == FirmwareLineReader::Status::TooLong || CheckRecordLine(record)) {
+            endTransferFailure(4, "record at line " + std::to_string(lineNumber) + " is corrupt: " + record, false);
             return false;
         }
-        const Bytes bytes = RecordToBytes(line, true);
+        const Bytes bytes = RecordToBytes(record, true);
         screen_.setProgressValue(static_cast<int32_t>(std::min<int64_t>(result_.linesRead, progressMaximum_)));
         need(Connection.output(bytes), 3, "writing the record at line " + std::to_string(lineNumber));
-        if (!waitForAcknowledge(line))
+        if (!waitForAcknowledge(record))
             return false;
         ++result_.recordsSent;
         if (result_.recordsSent == 1 || result_.recordsSent % kProgressLogEvery == 0)

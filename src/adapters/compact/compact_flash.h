@@ -3,11 +3,11 @@
 // loader, then send the HEX file record by record, each acknowledged by "#".
 //
 // Two halves, as the flash screen drives them:
-//  - start(): opens `Connection`, sends the "!" burst and, when the
-//    application answers nothing, switches the adapter into its loader at
-//    the flash rate; on the loader's "????" it checks the whole file,
-//    sends "####", counts the records, shows the progress dialog and enables
-//    `tmrProgramDevice`;
+//  - start(): checks the whole file (and refuses it with error 4 before the
+//    adapter hears anything), opens `Connection`, sends the "!" burst and,
+//    when the application answers nothing, switches the adapter into its
+//    loader at the flash rate; on the loader's "????" it counts the records,
+//    sends "####", shows the progress dialog and enables `tmrProgramDevice`;
 //  - tick(): what `tmrProgramDevice` runs.
 // The screen side (progress dialog, timer, pointer, exit/return dialog, the
 // ready state) is reached through CompactFlashScreen, so this file stays free

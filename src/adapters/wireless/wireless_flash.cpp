@@ -487,13 +487,14 @@ void WirelessFlash::sendNextRecord()
             endCorruptFile("the file could not be read at line " + std::to_string(file_.lineNumber() + 1));
             return;
         }
+        const std::string record(TrimRecordLine(line));
         if (status != FirmwareLineReader::Status::End) {
-            if (!IsEndRecordLine(line)) {
-                if (status == FirmwareLineReader::Status::TooLong || CheckRecordLine(line)) {
-                    endCorruptFile("record at line " + std::to_string(file_.lineNumber()) + " is corrupt: " + line);
+            if (!record.empty() && !IsEndRecordLine(record)) {
+                if (status == FirmwareLineReader::Status::TooLong || CheckRecordLine(record)) {
+                    endCorruptFile("record at line " + std::to_string(file_.lineNumber()) + " is corrupt: " + record);
                     return;
                 }
-                const Bytes bytes = RecordToBytes(line, true);
+                const Bytes bytes = RecordToBytes(record, true);
                 raiseCounter();
                 ++result_.recordsSent;
                 screen_.setProgressValue(std::min<int32_t>(ctx_.g_intFlashRecordCounter, progressMaximum_));
@@ -507,8 +508,8 @@ void WirelessFlash::sendNextRecord()
                     log(Debug, "record " + std::to_string(result_.recordsSent) + " sent (line "
                                    + std::to_string(file_.lineNumber()) + ")");
             } else if (!file_.atEnd()) {
-                // Passed over by the end-record test: the tick reads on.
-                log(Debug, "line " + std::to_string(file_.lineNumber()) + " passes the end-record test: not sent");
+                // Blank, or passed over by the end-record test: the tick reads on.
+                log(Debug, "line " + std::to_string(file_.lineNumber()) + " is not sent");
                 recordOwed_ = true;
             }
         }
