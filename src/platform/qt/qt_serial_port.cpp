@@ -12,6 +12,7 @@
 
 #ifndef _WIN32
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <unistd.h>
 #endif
@@ -86,7 +87,11 @@ bool parseSerialSettings(const std::string& text, SerialSettings& out)
     return true;
 }
 
-QtSerialPort::QtSerialPort(Logger* log) : log_(log) {}
+QtSerialPort::QtSerialPort(Logger* log, std::shared_ptr<RefusalNotes> notes, SerialLineFlags* flags)
+    : log_(log), notes_(notes ? std::move(notes) : std::make_shared<RefusalNotes>()),
+      lowLatency_(flags ? *flags : systemSerialLineFlags())
+{
+}
 
 QtSerialPort::~QtSerialPort() { setPortOpen(false); }
 
@@ -174,7 +179,7 @@ bool QtSerialPort::setPortOpen(bool open)
 {
     if (!open) {
         if (portOpen())
-            port_impl_->close(); // closing the descriptor drops the lock too
+            closeLine();
         return true;
     }
     if (portOpen())
@@ -213,8 +218,64 @@ bool QtSerialPort::setPortOpen(bool open)
         return false;
     }
     applyModemLines();
+    requestLowLatency();
     p.clear(); // nothing from before our time
     p.clearError();
+    return true;
+}
+
+void QtSerialPort::requestLowLatency()
+{
+    const int fd = static_cast<int>(port_impl_->handle());
+    const std::string name = "COM" + std::to_string(port_) + " (" + devicePath_ + ")";
+    std::string why;
+    const auto outcome = lowLatency_.request(fd, why);
+    if (outcome == LowLatencyRequest::Outcome::Refused) {
+        // A pty or a built-in UART: it works as it is; said once per line.
+        if (log_ && notes_->first(devicePath_))
+            log_->info(LogSubsystem::Platform, name + ": no low-latency mode (" + why + "); the port works as it is");
+        return;
+    }
+    if (!log_)
+        return;
+    std::string text = name + ": low-latency mode "
+                       + (outcome == LowLatencyRequest::Outcome::TurnedOn ? "on" : "was already on");
+    if (const int timer = latencyTimerMs(devicePath_); timer >= 0)
+        text += ", latency timer " + std::to_string(timer) + " ms";
+    log_->info(LogSubsystem::Platform, text);
+}
+
+void QtSerialPort::closeLine()
+{
+    lowLatency_.restore(static_cast<int>(port_impl_->handle()));
+    port_impl_->close(); // closing the descriptor drops the lock too
+}
+
+bool QtSerialPort::dropIfGone()
+{
+    if (!portOpen())
+        return false;
+    QSerialPort& p = *port_impl_;
+    bool gone = p.error() == QSerialPort::ResourceError;
+    std::string how = gone ? p.errorString().toStdString() : std::string();
+#ifndef _WIN32
+    // A pulled USB converter hangs its tty up (as does a pty whose other
+    // side closed): reads give nothing or EIO from then on, for ever.
+    pollfd line{static_cast<int>(p.handle()), POLLIN, 0};
+    if (!gone && ::poll(&line, 1, 0) > 0 && (line.revents & (POLLHUP | POLLERR | POLLNVAL))) {
+        gone = true;
+        how = (line.revents & POLLHUP) ? "hang-up" : "line error";
+    }
+#endif
+    if (!gone)
+        return false;
+    const std::string why = devicePath_ + ": the device has gone away (" + how + ")";
+    if (log_)
+        log_->warning(LogSubsystem::Platform, "COM" + std::to_string(port_) + ": " + why + "; port closed");
+    lowLatency_.restore(-1, true);
+    p.close();
+    p.clearError();
+    lastError_ = why;
     return true;
 }
 
@@ -223,8 +284,12 @@ bool QtSerialPort::output(const Bytes& bytes)
     if (!portOpen())
         return refuse("Operation valid only when the port is open");
     QSerialPort& p = *port_impl_;
+    if (dropIfGone())
+        return false;
     qint64 written = p.write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
     if (written != static_cast<qint64>(bytes.size())) {
+        if (dropIfGone())
+            return false;
         std::string why = p.errorString().toStdString();
         p.clearError();
         return refuse("Write failed: " + why);
@@ -233,11 +298,14 @@ bool QtSerialPort::output(const Bytes& bytes)
     // the OS now. A device that takes nothing for two seconds is stuck.
     p.flush();
     for (int tries = 0; p.bytesToWrite() > 0 && tries < 20; ++tries) {
-        if (!p.waitForBytesWritten(100))
+        if (!p.waitForBytesWritten(100)) {
+            if (dropIfGone())
+                return false;
             p.clearError();
+        }
     }
     if (p.bytesToWrite() > 0)
-        return refuse("Write timed out");
+        return dropIfGone() ? false : refuse("Write timed out");
     return true;
 }
 
@@ -245,7 +313,7 @@ void QtSerialPort::pullFromSystem()
 {
     if (!portOpen())
         return;
-    if (!port_impl_->waitForReadyRead(0))
+    if (!port_impl_->waitForReadyRead(0) && !dropIfGone())
         port_impl_->clearError(); // a time-out here only means "nothing new"
 }
 
@@ -267,7 +335,7 @@ Bytes QtSerialPort::input()
     return Bytes(data.begin(), data.end());
 }
 
-std::unique_ptr<SerialPort> QtSerialPorts::create() { return std::make_unique<QtSerialPort>(log_); }
+std::unique_ptr<SerialPort> QtSerialPorts::create() { return std::make_unique<QtSerialPort>(log_, notes_); }
 
 bool QtSerialPorts::isRs232Present(int32_t port)
 {
