@@ -322,6 +322,8 @@ int QtSerialPort::inBufferCount()
     if (!portOpen())
         return 0;
     pullFromSystem();
+    if (!portOpen())
+        return 0; // the line went away
     qint64 n = port_impl_->bytesAvailable();
     return n > INT32_MAX ? INT32_MAX : static_cast<int>(n);
 }
@@ -331,6 +333,8 @@ Bytes QtSerialPort::input()
     if (!portOpen())
         return {};
     pullFromSystem();
+    if (!portOpen())
+        return {};
     QByteArray data = port_impl_->readAll();
     return Bytes(data.begin(), data.end());
 }
