@@ -17,7 +17,8 @@
 // default, and lowered as low-latency mode does): a 16 KiB image at 115200
 // baud at each. A record's limit there is its wire time plus one turnaround
 // for the "#"; each figure is measured against its own limit and printed
-// beside the bare wire's.
+// beside the bare wire's, with each record's time split into the wait for
+// its "#" and the program's own part.
 #include <QCoreApplication>
 
 #include <chrono>
@@ -48,6 +49,69 @@ struct Run {
     std::string why;
     int64_t records = 0;
     double seconds = 0;
+    // Per record: from a record written to its first reply byte seen (the
+    // wire, the converter and the simulation's threads), and from that byte
+    // to the next record written (the program's own work).
+    double waitMs = 0, programMs = 0;
+};
+
+// The flash's port with a stopwatch on it: splits each record's time into
+// the wait for the adapter and the program's own part.
+class TimedPort final : public SerialPort {
+public:
+    explicit TimedPort(SerialPort& port) : port_(port) {}
+    bool setCommPort(int16_t n) override { return port_.setCommPort(n); }
+    int16_t commPort() const override { return port_.commPort(); }
+    bool setSettings(const std::string& s) override { return port_.setSettings(s); }
+    std::string settings() const override { return port_.settings(); }
+    bool setRTSEnable(bool on) override { return port_.setRTSEnable(on); }
+    bool setDTREnable(bool on) override { return port_.setDTREnable(on); }
+    bool setPortOpen(bool open) override { return port_.setPortOpen(open); }
+    bool portOpen() const override { return port_.portOpen(); }
+    void setInputMode(int mode) override { port_.setInputMode(mode); }
+    Bytes input() override { return port_.input(); }
+    std::string lastError() const override { return port_.lastError(); }
+
+    bool output(const Bytes& bytes) override
+    {
+        const auto now = Clock::now();
+        const bool record = bytes.size() > kRecordWireBytes / 2; // not a burst, frame or "####"
+        if (record && answered_) {
+            programMs_ += ms(answer_, now);
+            ++gaps_;
+        }
+        written_ = now;
+        waiting_ = record;
+        answered_ = false;
+        return port_.output(bytes);
+    }
+    int inBufferCount() override
+    {
+        const int n = port_.inBufferCount();
+        if (n > 0 && waiting_) {
+            answer_ = Clock::now();
+            waitMs_ += ms(written_, answer_);
+            ++waits_;
+            waiting_ = false;
+            answered_ = true;
+        }
+        return n;
+    }
+
+    double waitMsPerRecord() const { return waits_ ? waitMs_ / static_cast<double>(waits_) : 0; }
+    double programMsPerRecord() const { return gaps_ ? programMs_ / static_cast<double>(gaps_) : 0; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    static double ms(Clock::time_point a, Clock::time_point b)
+    {
+        return std::chrono::duration<double, std::milli>(b - a).count();
+    }
+    SerialPort& port_;
+    Clock::time_point written_, answer_;
+    bool waiting_ = false, answered_ = false;
+    double waitMs_ = 0, programMs_ = 0;
+    int64_t waits_ = 0, gaps_ = 0;
 };
 
 Run flashOnce(const std::string& folder, int baud, const std::string& suffix, const std::string& hexPath,
@@ -74,7 +138,8 @@ Run flashOnce(const std::string& folder, int baud, const std::string& suffix, co
     std::fclose(ini);
 
     lp::test::QtSerialContext real(folder);
-    auto connection = real.ports.create();
+    auto port = real.ports.create();
+    auto connection = std::make_unique<TimedPort>(*port);
     lp::test::RecordingCompactScreen screen;
     CompactFlash flash(real.ctx, *connection, screen);
     screen.drive(real.host, flash);
@@ -87,6 +152,8 @@ Run flashOnce(const std::string& folder, int baud, const std::string& suffix, co
     real.host.waitUntil([&] { return !flash.transferring(); }, 600'000);
     run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     run.records = flash.result().recordsSent;
+    run.waitMs = connection->waitMsPerRecord();
+    run.programMs = connection->programMsPerRecord();
     bridge.stop();
     run.ok = flash.result().succeeded && adapter.image.size() == imageBytes;
     if (!run.ok)
@@ -173,10 +240,12 @@ int usbTurnaround(const std::string& folder, const std::string& hexPath)
         std::snprintf(line, sizeof line,
                       "%s{\"turnaround_ms\": %d, \"ok\": %s, \"records\": %lld, \"seconds\": %.3f, "
                       "\"records_per_second\": %.1f, \"limit_records_per_second\": %.1f, \"ratio\": %.3f, "
-                      "\"limit_over_wire\": %.3f, \"met\": %s%s}",
+                      "\"limit_over_wire\": %.3f, \"wait_ms_per_record\": %.3f, \"program_ms_per_record\": %.3f, "
+                      "\"met\": %s%s}",
                       first ? "" : ", ", turnaroundMs, run.ok ? "true" : "false", static_cast<long long>(run.records),
-                      run.seconds, perSecond, 1.0 / limitSeconds, ratio, wireSeconds / limitSeconds,
-                      met ? "true" : "false", run.ok ? "" : (", \"error\": \"" + run.why + "\"").c_str());
+                      run.seconds, perSecond, 1.0 / limitSeconds, ratio, wireSeconds / limitSeconds, run.waitMs,
+                      run.programMs, met ? "true" : "false",
+                      run.ok ? "" : (", \"error\": \"" + run.why + "\"").c_str());
         json += line;
         first = false;
     }
