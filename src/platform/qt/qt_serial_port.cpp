@@ -256,15 +256,27 @@ bool QtSerialPort::dropIfGone()
     if (!portOpen())
         return false;
     QSerialPort& p = *port_impl_;
-    bool gone = p.error() == QSerialPort::ResourceError;
-    std::string how = gone ? p.errorString().toStdString() : std::string();
-#ifndef _WIN32
+    bool gone = false;
+    std::string how;
+#ifdef _WIN32
+    // A removed device fails every call with ERROR_DEVICE_REMOVED or
+    // ERROR_BAD_COMMAND, which Qt reports as a resource error.
+    if (p.error() == QSerialPort::ResourceError) {
+        gone = true;
+        how = p.errorString().toStdString();
+    }
+#else
     // A pulled USB converter hangs its tty up (as does a pty whose other
-    // side closed): reads give nothing or EIO from then on, for ever.
+    // side closed): reads give nothing or EIO from then on, for ever. Qt's
+    // resource error alone is no proof here: it also stands for EAGAIN.
     pollfd line{static_cast<int>(p.handle()), POLLIN, 0};
-    if (!gone && ::poll(&line, 1, 0) > 0 && (line.revents & (POLLHUP | POLLERR | POLLNVAL))) {
+    std::error_code ec;
+    if (::poll(&line, 1, 0) > 0 && (line.revents & (POLLHUP | POLLERR | POLLNVAL))) {
         gone = true;
         how = (line.revents & POLLHUP) ? "hang-up" : "line error";
+    } else if (p.error() == QSerialPort::ResourceError && !std::filesystem::exists(devicePath_, ec)) {
+        gone = true;
+        how = "the device node is gone";
     }
 #endif
     if (!gone)
