@@ -224,9 +224,24 @@ bool QtSerialPort::setPortOpen(bool open)
     return true;
 }
 
+namespace {
+
+// The descriptor the line calls take; Windows has no such call (-1).
+int descriptorOf(QSerialPort& port)
+{
+#ifdef _WIN32
+    (void)port;
+    return -1;
+#else
+    return static_cast<int>(port.handle());
+#endif
+}
+
+} // namespace
+
 void QtSerialPort::requestLowLatency()
 {
-    const int fd = static_cast<int>(port_impl_->handle());
+    const int fd = descriptorOf(*port_impl_);
     const std::string name = "COM" + std::to_string(port_) + " (" + devicePath_ + ")";
     std::string why;
     const auto outcome = lowLatency_.request(fd, why);
@@ -247,7 +262,7 @@ void QtSerialPort::requestLowLatency()
 
 void QtSerialPort::closeLine()
 {
-    lowLatency_.restore(static_cast<int>(port_impl_->handle()));
+    lowLatency_.restore(descriptorOf(*port_impl_));
     port_impl_->close(); // closing the descriptor drops the lock too
 }
 
