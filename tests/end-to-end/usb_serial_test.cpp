@@ -1,7 +1,8 @@
 // What a USB-serial converter brings to the real serial port: the request
-// for low latency (refused by a pty, said once in the log; undone on close)
-// and a line that goes away mid-flash or mid-read, which must end the work
-// at once with the lost-adapter box rather than after the time-outs.
+// for low latency (refused by a pty, said once in the log; undone on close),
+// its turnaround as the pty bridge plays it, and a line that goes away
+// mid-flash or mid-read, which must end the work at once with the
+// lost-adapter box rather than after the time-outs.
 #include <gtest/gtest.h>
 
 #include <QTimer>
@@ -48,11 +49,12 @@ double msSince(std::chrono::steady_clock::time_point start)
 
 } // namespace
 
-TEST(UsbSerialOnPty, LowLatencyIsAskedOnceRefusedQuietlyAndUndone)
+TEST(UsbSerialOnPty, LowLatencyIsAskedAndUndoneAndTheBridgeHoldsRepliesAsAConverter)
 {
     Lp2Model adapter;
     adapter.setDriverMode(false);
     PtyBridge bridge(adapter);
+    bridge.setConverterTurnaround(300, 5); // 5-byte packets: an 8-byte reply comes as 5, then 3
     test::TempDir dir;
     test::PtyComPort com5(bridge, dir.path(), 5);
     if (com5.noPty)
@@ -62,20 +64,25 @@ TEST(UsbSerialOnPty, LowLatencyIsAskedOnceRefusedQuietlyAndUndone)
     QtHost host;
     MemoryLogger log;
     QtSerialPorts ports(&log);
-    auto port = ports.create();
-    ASSERT_TRUE(port->setCommPort(5));
-    for (int open = 0; open < 2; ++open) { // a flash reopens its port for each step
-        ASSERT_TRUE(port->setPortOpen(true)) << port->lastError();
-        ASSERT_TRUE(port->setPortOpen(false));
-    }
-    auto another = ports.create(); // another procedure's port on the same line
+    auto port = ports.create(), another = ports.create();
+    port->setCommPort(5);
     another->setCommPort(5);
-    ASSERT_TRUE(another->setPortOpen(true)) << another->lastError();
+    for (SerialPort* p : {port.get(), port.get(), another.get()}) { // a flash reopens its port for each step
+        ASSERT_TRUE(p->setPortOpen(true)) << p->lastError();
+        p->setPortOpen(false);
+    }
     EXPECT_EQ(linesContaining(log, "no low-latency mode"), 1);
-    // The refusal changed nothing: the adapter still answers.
-    ASSERT_TRUE(another->output(frames::framed({0x5E, 0x02, 0x0D, 0x02})));
-    EXPECT_TRUE(host.waitUntil([&] { return another->inBufferCount() >= 8; }, 2000));
-    another->setPortOpen(false);
+
+    // The refusal changed nothing; the converter holds the reply's tail.
+    ASSERT_TRUE(port->setPortOpen(true));
+    const auto sent = std::chrono::steady_clock::now();
+    ASSERT_TRUE(port->output(frames::framed({0x5E, 0x02, 0x0D, 0x02})));
+    host.sleepMilliseconds(150);
+    EXPECT_EQ(port->inBufferCount(), 5);
+    EXPECT_TRUE(host.waitUntil([&] { return port->inBufferCount() >= 8; }, 3000));
+    EXPECT_GE(msSince(sent), 300);
+    EXPECT_EQ(frames::hexText(port->input()), "5F050D0201071273");
+    port->setPortOpen(false);
 
     AcceptingLine line;
     QtSerialPort converter(&log, nullptr, &line);
@@ -85,35 +92,6 @@ TEST(UsbSerialOnPty, LowLatencyIsAskedOnceRefusedQuietlyAndUndone)
     EXPECT_EQ(linesContaining(log, "low-latency mode on"), 1);
     converter.setPortOpen(false);
     EXPECT_FALSE(line.on) << "the line's own setting is back after close";
-}
-
-TEST(UsbSerialOnPty, TheBridgesConverterHoldsRepliesUntilItsTimerOrAFullPacket)
-{
-    // An 8-byte reply behind a 300 ms turnaround: nothing for 300 ms, then
-    // all of it; with 5-byte packets the first five come at once.
-    for (size_t packet : {size_t{62}, size_t{5}}) {
-        SCOPED_TRACE(packet);
-        Lp2Model adapter;
-        adapter.setDriverMode(false);
-        PtyBridge bridge(adapter);
-        bridge.setConverterTurnaround(300, packet);
-        test::TempDir dir;
-        test::PtyComPort com5(bridge, dir.path(), 5);
-        if (com5.noPty)
-            GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
-        ASSERT_TRUE(com5.linked) << com5.error;
-        QtHost host;
-        QtSerialPort port;
-        port.setCommPort(5);
-        ASSERT_TRUE(port.setPortOpen(true)) << port.lastError();
-        const auto sent = std::chrono::steady_clock::now();
-        ASSERT_TRUE(port.output(frames::framed({0x5E, 0x02, 0x0D, 0x02})));
-        host.sleepMilliseconds(150);
-        EXPECT_EQ(port.inBufferCount(), packet == 5 ? 5 : 0);
-        EXPECT_TRUE(host.waitUntil([&] { return port.inBufferCount() >= 8; }, 3000));
-        EXPECT_GE(msSince(sent), 300);
-        EXPECT_EQ(frames::hexText(port.input()), "5F050D0201071273");
-    }
 }
 
 TEST(UsbSerialOnPty, ALineThatGoesAwayEndsTheWorkAtOnce)
