@@ -476,6 +476,15 @@ const std::vector<SimOption>& table()
              c.baud = static_cast<int>(n);
              return true;
          })},
+        {"compact-usb-latency", Value::Required, "MS", false,
+         "replies held up to MS as by a USB-serial converter's latency timer (default 0: none; FTDI: 16)",
+         CompactApply([](DemoCompact& o, const std::string& v, std::string& e) {
+             long n = 0;
+             if (!parseNumber(v, 0, 255, n))
+                 return bad(e, "a whole number of milliseconds from 0 to 255");
+             o.usbLatencyMs = static_cast<int>(n);
+             return true;
+         })},
         {"compact-hardware", Value::Required, "M.m", false, "hardware version (default 1.10)",
          compactConfig([](C::Config& c, const std::string& v, std::string& e) {
              return parseVersion(v, c.hardwareMajor, c.hardwareMinor) || bad(e, "MAJOR.MINOR, each 0-255");

@@ -517,6 +517,7 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
         // The application sleeps again when the program closes the port, as
         // on a real line; the flash's switch to the loader relies on it.
         parts.compactBridge->setFollowProgramOpens(true);
+        parts.compactBridge->setConverterTurnaround(o.usbLatencyMs);
         if (!parts.compactBridge->start(&error)
             || !parts.linkPort(session->dosdevices_, o.port, parts.compactBridge->slavePath(), error))
             return nullptr;
@@ -525,7 +526,9 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
             << (c.mode == CompactModel::Mode::Loader ? " in its loader" : " asleep") << " at "
             << parts.compact->listeningBaud() << " baud; hardware " << versionText(c.hardwareMajor, c.hardwareMinor)
             << ", firmware " << hexVersionText(c.firmware) << ", boot " << versionText(c.bootMajor, c.bootMinor)
-            << ", serial " << c.serialNumber << " (DeviceParams=" << o.deviceParams << ")" << faultsText(o.faults)
+            << ", serial " << c.serialNumber << " (DeviceParams=" << o.deviceParams << ")"
+            << (o.usbLatencyMs > 0 ? "; USB turnaround " + std::to_string(o.usbLatencyMs) + " ms" : std::string())
+            << faultsText(o.faults)
             << "\n";
     }
 

@@ -64,6 +64,9 @@ struct DemoCompact {
     std::string deviceParams = "COMX,DEFAULT";
     // baud 0: the rate that DeviceParams names (57600 when it names none).
     CompactModel::Config model{.baud = 0};
+    // A USB-serial converter's turnaround in ms (0: none), as the pty
+    // bridge plays it.
+    int usbLatencyMs = 0;
     std::vector<std::function<void(CompactModel&)>> setup;
     std::vector<std::string> faults;
 };

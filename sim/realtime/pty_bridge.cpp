@@ -129,10 +129,7 @@ bool PtyBridge::start(std::string* error)
     scheduler_.call([this] {
         hostSide_ = std::make_unique<VirtualSerialPort>(ports_, scheduler_);
         hostSide_->setCommPort(kBridgePort);
-        hostSide_->setReceiveHook([this](uint8_t byte) {
-            ssize_t written = ::write(master_, &byte, 1);
-            (void)written;
-        });
+        hostSide_->setReceiveHook([this](uint8_t byte) { fromDevice(byte); });
         if (!followOpens_)
             hostSide_->setPortOpen(true);
     });
@@ -227,6 +224,37 @@ void PtyBridge::followOpens()
             });
         }
     }
+}
+
+void PtyBridge::fromDevice(uint8_t byte)
+{
+    if (turnaroundUs_ == 0) {
+        ssize_t written = ::write(master_, &byte, 1);
+        (void)written;
+        return;
+    }
+    held_.push_back(byte);
+    if (held_.size() >= turnaroundBuffer_) {
+        releaseHeld();
+        return;
+    }
+    if (held_.size() == 1) {
+        const uint64_t batch = heldBatch_;
+        scheduler_.at(scheduler_.nowUs() + turnaroundUs_, [this, batch] {
+            if (batch == heldBatch_) // a full buffer may have gone already
+                releaseHeld();
+        });
+    }
+}
+
+void PtyBridge::releaseHeld()
+{
+    ++heldBatch_;
+    if (held_.empty())
+        return;
+    ssize_t written = ::write(master_, held_.data(), held_.size());
+    (void)written;
+    held_.clear();
 }
 
 void PtyBridge::toDevice(const Bytes& bytes, int baud)

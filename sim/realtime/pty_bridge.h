@@ -11,6 +11,8 @@
 // master. The model runs on the scheduler's thread only: change it while the
 // bridge runs through scheduler().call().
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <thread>
@@ -42,6 +44,19 @@ public:
     // model after that open. Set before start().
     void setFollowProgramOpens(bool follow) { followOpens_ = follow; }
 
+    // Off (0) by default: each byte from the model reaches the program when
+    // its wire time is over. Otherwise the bridge plays a USB-serial
+    // converter: what the model sends is held until `ms` have passed since
+    // the first byte held, or until `bufferBytes` are held (an FTDI chip's
+    // USB packet carries 62), and then goes to the program at once; the
+    // program's bytes to the model are not held. Set before start().
+    void setConverterTurnaround(int ms, size_t bufferBytes = kConverterPacketBytes)
+    {
+        turnaroundUs_ = ms > 0 ? int64_t{ms} * 1000 : 0;
+        turnaroundBuffer_ = bufferBytes > 0 ? bufferBytes : 1;
+    }
+    static constexpr size_t kConverterPacketBytes = 62;
+
     // The device the program opens, such as /dev/pts/7; empty before start().
     const std::string& slavePath() const { return slavePath_; }
     RealTimeScheduler& scheduler() { return scheduler_; }
@@ -52,6 +67,8 @@ private:
     void readLoop();
     void toDevice(const Bytes& bytes, int baud);
     void followOpens();
+    void fromDevice(uint8_t byte);
+    void releaseHeld();
 
     RealTimeScheduler scheduler_;
     VirtualSerialPorts ports_;
@@ -66,6 +83,10 @@ private:
     std::string slavePath_;
     std::thread reader_;
     std::atomic<int> programBaud_{0};
+    int64_t turnaroundUs_ = 0;
+    size_t turnaroundBuffer_ = kConverterPacketBytes;
+    Bytes held_;           // scheduler thread only
+    uint64_t heldBatch_ = 0; // which batch a pending release belongs to
     bool running_ = false;
 };
 

@@ -7,6 +7,7 @@
 #include "adapters/wireless/modWLP.h"
 #include "ports/logger.h"
 #include "ports/profile_files.h"
+#include "platform/serial_port_identity.h"
 #include "platform/serial_port_map.h"
 #include "settings/modLibrary.h"
 #include "settings/modRegistry.h"
@@ -146,6 +147,8 @@ std::string PortChoiceText(const PortChoice& choice)
     // Windows names the device after the port; only another path says more.
     if (!choice.devicePath.empty() && choice.devicePath != "\\\\.\\" + choice.name)
         text += "  (" + choice.devicePath + ")";
+    if (!choice.identity.empty())
+        text += "  " + choice.identity;
     if (!choice.present)
         text += " - not present";
     return text;
@@ -178,7 +181,13 @@ std::string PreferencesReturnScreen(const std::string& activeTag)
     return activeTag.empty() ? std::string("Summary") : activeTag;
 }
 
-Preferences::Preferences() : devicePath(devicePathForPort) {}
+Preferences::Preferences()
+    : devicePath(devicePathForPort),
+      portIdentity([](int port, const std::string& device) {
+          return SerialPortIdentityText(IdentifyComPort(port, device));
+      })
+{
+}
 
 void Preferences::load(Context& ctx)
 {
@@ -225,7 +234,8 @@ void Preferences::listPorts(Context& ctx)
     std::vector<PortChoice> present;
     for (int n : present_) {
         const std::string name = "COM" + std::to_string(n);
-        present.push_back({name, devicePath ? devicePath(n) : std::string(), true});
+        const std::string device = devicePath ? devicePath(n) : std::string();
+        present.push_back({name, device, true, portIdentity ? portIdentity(n, device) : std::string()});
     }
     // The configured port stays on offer when it is not there, so that the
     // dialog shows what the file says; so does the one the user has chosen.

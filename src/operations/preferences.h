@@ -44,10 +44,14 @@ struct PortChoice {
     std::string devicePath;
     // False for a configured port that is not there now (shown marked).
     bool present = true;
+    // What a USB converter says it is (SerialPortIdentityText); empty for
+    // any other port.
+    std::string identity = {};
 };
 
 // The text shown for a port: "COM3", the device path in parentheses when
-// there is one worth showing, and " - not present" for a missing port.
+// there is one worth showing, what a USB converter says it is, and
+// " - not present" for a missing port.
 // COMX reads "Search all ports".
 std::string PortChoiceText(const PortChoice& choice);
 
@@ -68,6 +72,9 @@ class Preferences {
 public:
     // Where the port map puts COMn; devicePathForPort unless a test says.
     std::function<std::string(int)> devicePath;
+    // What the converter on COMn (at that device) says it is; the USB
+    // identity of serial_port_identity.h unless a test says.
+    std::function<std::string(int, const std::string&)> portIdentity;
 
     Preferences();
 

@@ -139,6 +139,17 @@ TEST(Cli, EachAdapterKindReadsAndFlashesItsDemoFile)
         }
     }
 
+    // The demo's compact adapter is a pty on COM7: its device, and no USB
+    // identity (null, not an empty object).
+    const CliRun ports = linkport(home, {"--demo=compact", "ports", "--json"});
+    ASSERT_EQ(ports.code, 0) << ports.err;
+    QJsonObject com7;
+    for (const QJsonValue& port : ports.json["ports"].toArray())
+        if (str(port.toObject()["name"]) == "COM7")
+            com7 = port.toObject();
+    EXPECT_EQ(str(com7["device"]).rfind("/dev/pts/", 0), 0u) << str(com7["device"]);
+    EXPECT_TRUE(com7.contains("usb") && com7["usb"].isNull());
+
     // A file of another adapter kind is refused before anything is sent.
     const CliRun wrongKind = linkport(home, {"--demo", "--json", "flash", demoFile("CompactLinkport-demo-01.08.12.hex")});
     EXPECT_EQ(wrongKind.code, 2);

@@ -140,7 +140,7 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     test::TempDir dir;
     SimProcess sim({"--dosdevices", dir.file("dos"), "--lp2=COM3", "--lp2-hardware=3.1", "--lp2-application=2.4",
                     "--lp2-boot=255.255", "--lp2-connect-error=J1708:443", "--compact=COM8", "--compact-hardware",
-                    "1.11", "--compact-serial=CLDEMO0001", "--wireless=127.0.0.42,127.0.0.43",
+                    "1.11", "--compact-serial=CLDEMO0001", "--compact-usb-latency=16", "--wireless=127.0.0.42,127.0.0.43",
                     "--wireless-firmware@127.0.0.42=03.1F.00", "--wireless-refuse@127.0.0.43", "--select", "wireless"});
     ASSERT_TRUE(sim.readUntil("press Ctrl-C")) << sim.out << sim.err;
     const std::string windir = sim.value("windir");
@@ -158,7 +158,9 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     ctx.ports.rp1210 = &library;
     ctx.ports.tcpSockets = &sockets;
 
-    // The compact adapter, found by the search through LastComPortUsed.
+    // The compact adapter, found by the search through LastComPortUsed,
+    // behind a converter that holds its replies 16 ms.
+    EXPECT_NE(sim.out.find("USB turnaround 16 ms"), std::string::npos) << sim.out;
     auto connection = real.ports.create();
     std::string hardware, firmware, serial;
     EXPECT_TRUE(CGPConnectAndRead(ctx, *connection, hardware, firmware, serial));
@@ -219,6 +221,7 @@ TEST(LinkportSim, RefusesWhatItCannotDo)
         {{"--compact", "--lp2-silent"}, "--lp2-silent needs --lp2"},
         {{"--compact", "--compact-hardware=3"}, "--compact-hardware=3: expected MAJOR.MINOR"},
         {{"--compact", "--compact-silent=1"}, "takes no value"},
+        {{"--compact", "--compact-usb-latency=256"}, "from 0 to 255"},
         {{"--compact", "--windir"}, "--windir needs a value"},
         {{"--wireless", "--wireless-silent@127.0.0.9"}, "no wireless adapter at 127.0.0.9"},
         {{"--lp2", "--compact=COM1"}, "cannot share COM1"},

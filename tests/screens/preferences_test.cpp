@@ -45,10 +45,13 @@ struct Prefs : test::TestContext {
         writeWindowsFile("CLPRP32.INI", kClpIni);
         writeWindowsFile("LPIPRP32.INI", wlpIni);
     }
+    // What the converter on a port says it is; none unless a test says.
+    std::function<std::string(int, const std::string&)> identity = [](int, const std::string&) { return ""; };
     void open()
     {
         Preferences model;
         model.devicePath = [](int n) { return "/dev/ttyS" + std::to_string(n - 1); };
+        model.portIdentity = identity;
         dialog = std::make_unique<frmPreferences>(ctx, nullptr, WirelessPickerCall{}, model);
     }
     QComboBox* combo(const char* name) { return dialog->findChild<QComboBox*>(name); }
@@ -155,9 +158,14 @@ TEST(PreferencesScreen, ParallelAndMissingPortsAreRefused)
 TEST(PreferencesScreen, CompactPortAndRate)
 {
     Prefs t(2, "B&B SIP");
+    // A USB converter on COM3 says what it is; the choice stays "COM3".
+    t.identity = [](int n, const std::string& device) {
+        return n == 3 && device == "/dev/ttyS2" ? "FT232R USB UART, USB 0403:6001, serial A9XYZ12" : "";
+    };
     t.open();
     EXPECT_EQ(t.items("cmbDeviceKind"), "Linkport II | Compact Linkport");
-    EXPECT_EQ(t.items("cmbCompactPort"), "Search all ports | COM1  (/dev/ttyS0) | COM3  (/dev/ttyS2)");
+    EXPECT_EQ(t.items("cmbCompactPort"), "Search all ports | COM1  (/dev/ttyS0) | COM3  (/dev/ttyS2)  FT232R USB "
+                                         "UART, USB 0403:6001, serial A9XYZ12");
     EXPECT_EQ(t.combo("cmbCompactRate")->currentText(), "FOO - not recognised");
     EXPECT_EQ(t.combo("cmbCompactRate")->itemText(1), "N1  (38400 baud)");
     EXPECT_FALSE(t.click("cmdOK"));

@@ -38,6 +38,9 @@ constexpr int16_t kAfterSwitchFrameMs = 1000;
 constexpr int16_t kAfterSecondBurstMs = 200;
 constexpr double kReadyTimeoutSeconds = 5.0;
 constexpr double kAcknowledgeTimeoutSeconds = 1.67;
+// "The interface hardware is not connected.": what a line that went away
+// while the flash waited on it ends with.
+constexpr int16_t kLineGoneCode = 1;
 
 const char* const kPreferencesScreen = "Preferences";
 constexpr int kHourglass = 11;
@@ -121,8 +124,10 @@ void CompactFlash::log(LogLevel level, const std::string& text)
 
 void CompactFlash::need(bool ok, int16_t code, const std::string& what)
 {
+    // A refusal that leaves the port closed means the line went away (a
+    // pulled USB converter): the adapter is no longer connected.
     if (!ok)
-        throw Fault{code, what + " refused: " + Connection.lastError()};
+        throw Fault{Connection.portOpen() ? code : kLineGoneCode, what + " refused: " + Connection.lastError()};
 }
 
 void CompactFlash::delay(int16_t ms)
@@ -239,8 +244,13 @@ bool CompactFlash::switchToLoader()
 bool CompactFlash::readyAnswerArrived(bool afterSwitch)
 {
     const Stopwatch watch(*ctx_.ports.host);
-    const bool four =
-        watch.waitFor([this] { return Connection.inBufferCount() >= kReadyAnswerLength; }, kReadyTimeoutSeconds);
+    const bool four = watch.waitFor(
+        [this] { return Connection.inBufferCount() >= kReadyAnswerLength || !Connection.portOpen(); },
+        kReadyTimeoutSeconds);
+    if (!Connection.portOpen()) {
+        endStartFailure(kLineGoneCode, "the port went away while waiting for the ready answer: " + Connection.lastError());
+        return false;
+    }
     const Bytes got = Connection.input();
     const std::string answer = charactersOf(got, kReadyAnswerLength);
     if (!four && got.empty()) {
@@ -383,13 +393,20 @@ bool CompactFlash::waitForAcknowledge(const std::string& line)
                 const size_t room = kReplyLogBytes - std::min(kReplyLogBytes, reply.size());
                 reply.insert(reply.end(), got.begin(), got.begin() + static_cast<std::ptrdiff_t>(std::min(room, got.size())));
             }
-            return acknowledged;
+            return acknowledged || !Connection.portOpen();
         },
         kAcknowledgeTimeoutSeconds);
     if (!transferring_)
         return false;
     if (done && acknowledged)
         return true;
+    if (!Connection.portOpen()) {
+        endTransferFailure(kLineGoneCode,
+                           "the port went away while waiting for the # of line " + std::to_string(file_.lineNumber())
+                               + ": " + Connection.lastError(),
+                           true);
+        return false;
+    }
     endTransferFailure(3,
                        "no # within 1.67 s for line " + std::to_string(file_.lineNumber()) + " (" + line
                            + "); reply " + (reply.empty() ? std::string("none") : frames::hexText(reply)),

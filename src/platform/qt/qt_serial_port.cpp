@@ -12,6 +12,7 @@
 
 #ifndef _WIN32
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <unistd.h>
 #endif
@@ -86,7 +87,11 @@ bool parseSerialSettings(const std::string& text, SerialSettings& out)
     return true;
 }
 
-QtSerialPort::QtSerialPort(Logger* log) : log_(log) {}
+QtSerialPort::QtSerialPort(Logger* log, std::shared_ptr<RefusalNotes> notes, SerialLineFlags* flags)
+    : log_(log), notes_(notes ? std::move(notes) : std::make_shared<RefusalNotes>()),
+      lowLatency_(flags ? *flags : systemSerialLineFlags())
+{
+}
 
 QtSerialPort::~QtSerialPort() { setPortOpen(false); }
 
@@ -174,7 +179,7 @@ bool QtSerialPort::setPortOpen(bool open)
 {
     if (!open) {
         if (portOpen())
-            port_impl_->close(); // closing the descriptor drops the lock too
+            closeLine();
         return true;
     }
     if (portOpen())
@@ -213,8 +218,91 @@ bool QtSerialPort::setPortOpen(bool open)
         return false;
     }
     applyModemLines();
+    requestLowLatency();
     p.clear(); // nothing from before our time
     p.clearError();
+    return true;
+}
+
+namespace {
+
+// The descriptor the line calls take; Windows has no such call (-1).
+int descriptorOf(QSerialPort& port)
+{
+#ifdef _WIN32
+    (void)port;
+    return -1;
+#else
+    return static_cast<int>(port.handle());
+#endif
+}
+
+} // namespace
+
+void QtSerialPort::requestLowLatency()
+{
+    const int fd = descriptorOf(*port_impl_);
+    const std::string name = "COM" + std::to_string(port_) + " (" + devicePath_ + ")";
+    std::string why;
+    const auto outcome = lowLatency_.request(fd, why);
+    if (outcome == LowLatencyRequest::Outcome::Refused) {
+        // A pty or a built-in UART: it works as it is; said once per line.
+        if (log_ && notes_->first(devicePath_))
+            log_->info(LogSubsystem::Platform, name + ": no low-latency mode (" + why + "); the port works as it is");
+        return;
+    }
+    if (!log_)
+        return;
+    std::string text = name + ": low-latency mode "
+                       + (outcome == LowLatencyRequest::Outcome::TurnedOn ? "on" : "was already on");
+    if (const int timer = latencyTimerMs(devicePath_); timer >= 0)
+        text += ", latency timer " + std::to_string(timer) + " ms";
+    log_->info(LogSubsystem::Platform, text);
+}
+
+void QtSerialPort::closeLine()
+{
+    lowLatency_.restore(descriptorOf(*port_impl_));
+    port_impl_->close(); // closing the descriptor drops the lock too
+}
+
+bool QtSerialPort::dropIfGone()
+{
+    if (!portOpen())
+        return false;
+    QSerialPort& p = *port_impl_;
+    bool gone = false;
+    std::string how;
+#ifdef _WIN32
+    // A removed device fails every call with ERROR_DEVICE_REMOVED or
+    // ERROR_BAD_COMMAND, which Qt reports as a resource error.
+    if (p.error() == QSerialPort::ResourceError) {
+        gone = true;
+        how = p.errorString().toStdString();
+    }
+#else
+    // A pulled USB converter hangs its tty up (as does a pty whose other
+    // side closed): reads give nothing or EIO from then on, for ever. Qt's
+    // resource error alone is no proof here: it also stands for EAGAIN.
+    pollfd line{static_cast<int>(p.handle()), POLLIN, 0};
+    std::error_code ec;
+    if (::poll(&line, 1, 0) > 0 && (line.revents & (POLLHUP | POLLERR | POLLNVAL))) {
+        gone = true;
+        how = (line.revents & POLLHUP) ? "hang-up" : "line error";
+    } else if (p.error() == QSerialPort::ResourceError && !std::filesystem::exists(devicePath_, ec)) {
+        gone = true;
+        how = "the device node is gone";
+    }
+#endif
+    if (!gone)
+        return false;
+    const std::string why = devicePath_ + ": the device has gone away (" + how + ")";
+    if (log_)
+        log_->warning(LogSubsystem::Platform, "COM" + std::to_string(port_) + ": " + why + "; port closed");
+    lowLatency_.restore(-1, true);
+    p.close();
+    p.clearError();
+    lastError_ = why;
     return true;
 }
 
@@ -223,8 +311,12 @@ bool QtSerialPort::output(const Bytes& bytes)
     if (!portOpen())
         return refuse("Operation valid only when the port is open");
     QSerialPort& p = *port_impl_;
+    if (dropIfGone())
+        return false;
     qint64 written = p.write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
     if (written != static_cast<qint64>(bytes.size())) {
+        if (dropIfGone())
+            return false;
         std::string why = p.errorString().toStdString();
         p.clearError();
         return refuse("Write failed: " + why);
@@ -233,11 +325,14 @@ bool QtSerialPort::output(const Bytes& bytes)
     // the OS now. A device that takes nothing for two seconds is stuck.
     p.flush();
     for (int tries = 0; p.bytesToWrite() > 0 && tries < 20; ++tries) {
-        if (!p.waitForBytesWritten(100))
+        if (!p.waitForBytesWritten(100)) {
+            if (dropIfGone())
+                return false;
             p.clearError();
+        }
     }
     if (p.bytesToWrite() > 0)
-        return refuse("Write timed out");
+        return dropIfGone() ? false : refuse("Write timed out");
     return true;
 }
 
@@ -245,7 +340,7 @@ void QtSerialPort::pullFromSystem()
 {
     if (!portOpen())
         return;
-    if (!port_impl_->waitForReadyRead(0))
+    if (!port_impl_->waitForReadyRead(0) && !dropIfGone())
         port_impl_->clearError(); // a time-out here only means "nothing new"
 }
 
@@ -254,6 +349,8 @@ int QtSerialPort::inBufferCount()
     if (!portOpen())
         return 0;
     pullFromSystem();
+    if (!portOpen())
+        return 0; // the line went away
     qint64 n = port_impl_->bytesAvailable();
     return n > INT32_MAX ? INT32_MAX : static_cast<int>(n);
 }
@@ -263,11 +360,13 @@ Bytes QtSerialPort::input()
     if (!portOpen())
         return {};
     pullFromSystem();
+    if (!portOpen())
+        return {};
     QByteArray data = port_impl_->readAll();
     return Bytes(data.begin(), data.end());
 }
 
-std::unique_ptr<SerialPort> QtSerialPorts::create() { return std::make_unique<QtSerialPort>(log_); }
+std::unique_ptr<SerialPort> QtSerialPorts::create() { return std::make_unique<QtSerialPort>(log_, notes_); }
 
 bool QtSerialPorts::isRs232Present(int32_t port)
 {

@@ -12,10 +12,18 @@
 // a port locked by another program (the adapter's driver while it has a
 // client) is refused as "in use". TIOCEXCL, which QSerialPort sets, does not
 // stop a second opener running as root; the lock does.
+//
+// An open port asks for low-latency mode (serial_low_latency.h) and puts the
+// line's own setting back on close. A line that goes away while open (a USB
+// converter pulled: hang-up, EIO, Qt's resource error) is closed by the port
+// itself at the next call, with the reason in lastError(), so a procedure
+// waiting for bytes sees portOpen() turn false at once instead of running
+// into its time-out.
 #include <memory>
 #include <string>
 
 #include "ports/serial_port.h"
+#include "platform/serial_low_latency.h"
 
 class QSerialPort;
 
@@ -34,7 +42,11 @@ bool parseSerialSettings(const std::string& text, SerialSettings& out);
 
 class QtSerialPort final : public SerialPort {
 public:
-    explicit QtSerialPort(Logger* log = nullptr);
+    // `notes` remembers which lines refused low latency (shared by the ports
+    // of one QtSerialPorts, so the log says it once); `flags` is the line's
+    // low-latency control, the system's unless a test gives its own.
+    explicit QtSerialPort(Logger* log = nullptr, std::shared_ptr<RefusalNotes> notes = nullptr,
+                          SerialLineFlags* flags = nullptr);
     ~QtSerialPort() override;
 
     bool setCommPort(int16_t port) override;
@@ -59,8 +71,14 @@ private:
     bool applySettings();
     void applyModemLines();
     void pullFromSystem();
+    void requestLowLatency();
+    void closeLine();
+    // True (and the port closed) when the line has gone away.
+    bool dropIfGone();
 
     Logger* log_;
+    std::shared_ptr<RefusalNotes> notes_;
+    LowLatencyRequest lowLatency_;
     std::unique_ptr<QSerialPort> port_impl_;
     int16_t port_ = 1;
     std::string settingsText_ = "9600,n,8,1";
@@ -80,6 +98,7 @@ public:
 
 private:
     Logger* log_;
+    std::shared_ptr<RefusalNotes> notes_ = std::make_shared<RefusalNotes>();
 };
 
 
