@@ -85,20 +85,20 @@ TEST(Lp2FlashEndToEnd, ApplicationFlashThroughTheDriverLibraryEndsInTheExitRetur
 
     ctx.commandLine = "/SIPUpgrade";
     auto main = std::make_unique<frmParent>(ctx, ShellOptions{.instanceLockPath = dir.file("instance")});
-    main->MDIForm_Load();
-    auto* screen = qobject_cast<frmFlash*>(main->activeChild());
-    ASSERT_NE(screen, nullptr) << "the first screen is the flash screen";
-    EXPECT_EQ(screen->adapterRow(1), "3.1") << library.lastError();
-    EXPECT_EQ(screen->adapterRow(2), "2.4");
-    EXPECT_EQ(screen->adapterRow(4), "01.07.12"); // the serial query, through COM5
-
+    // No file is chosen yet (the built-in Windows path is not offered here):
+    // the flash screen opens the select-file dialog by itself.
     test::withModal<frmSelectFile>(
-        [&] { screen->findChild<QPushButton*>("cmdSelectFile")->click(); },
+        [&] { main->MDIForm_Load(); },
         [&](frmSelectFile& dialog) {
             dialog.findChild<QLineEdit*>("txtFileName")->setText(QString::fromStdString(firmware));
             dialog.cmdOK_Click();
         },
         20);
+    auto* screen = qobject_cast<frmFlash*>(main->activeChild());
+    ASSERT_NE(screen, nullptr) << "the first screen is the flash screen";
+    EXPECT_EQ(screen->adapterRow(1), "3.1") << library.lastError();
+    EXPECT_EQ(screen->adapterRow(2), "2.4");
+    EXPECT_EQ(screen->adapterRow(4), "01.07.12"); // the serial query, through COM5
     EXPECT_EQ(screen->fileRow(2), "2.0,3.1");
 
     QString message;
