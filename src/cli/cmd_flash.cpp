@@ -1,6 +1,8 @@
 // linkport flash FILE: one flash attempt (checks, flash, read-back, log)
 // through the same flash session as the flash screen.
 #include <cstdio>
+#include <cstring>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 
@@ -9,6 +11,7 @@
 #include "cli/session.h"
 #include "firmware/firmware_header.h"
 #include "operations/flash_session.h"
+#include "operations/preferences.h"
 #include "operations/select_file.h"
 
 namespace lp::cli {
@@ -55,13 +58,26 @@ int runFlash(Session& s)
     std::error_code ec;
     std::string path = s.args.operands[0];
     if (!std::filesystem::is_regular_file(path, ec))
-        return fail(s, kExitUsage, "cannot read the file " + path);
+        return fail(s, kExitUsage, "cannot read the file " + path + ": " + (ec ? ec.message() : "no such file"));
+    // The boxes below say only that the file will not do; a terminal gets
+    // the reason a person can act on.
+    if (std::FILE* f = std::fopen(path.c_str(), "rb"))
+        std::fclose(f);
+    else
+        return fail(s, kExitUsage, "cannot read the file " + path + ": " + std::strerror(errno));
     path = std::filesystem::absolute(path, ec).lexically_normal().string();
     if (!FileSuitsAdapterKind(kind, path))
         return fail(s, kExitUsage, FirmwareFileFilterText(kind) + " only: " + path);
-    if (!AcceptSelectedFile(c, kind, path))
-        return fail(s, kExitUsage, s.prompts.messages().empty() ? "the file cannot be flashed"
-                                                                 : s.prompts.messages().back().text);
+    if (!AcceptSelectedFile(c, kind, path)) {
+        // The box has said that the file will not do; this says why.
+        const FirmwareFileHeader header = ReadFirmwareFileHeader(c, path);
+        if (!IsFirmwareFileHeader(header))
+            return fail(s, kExitUsage, "not a firmware file: " + path
+                                           + " has no header with FirmwareVersion and FirmwareType in its first lines");
+        return fail(s, kExitUsage, "the file's FirmwareType is \"" + header.FirmwareType + "\"; the "
+                                       + DeviceKindName(FlashKindText(kind)) + " takes \"" + FirmwareTypeFor(kind)
+                                       + "\"");
+    }
     c.g_strFlashFileName = path;
     c.gbln_FileSelected = true;
     const FirmwareFileHeader header = ReadFirmwareFileHeader(c, path);

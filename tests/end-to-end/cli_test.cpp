@@ -235,6 +235,19 @@ TEST(Cli, RefusedRecordEndsTheFlash)
     EXPECT_EQ(str(log.json["entries"].toArray()[1].toObject()["result"]), "failure");
 }
 
+TEST(Cli, FileProblemsSayWhy)
+{
+    TempDir home;
+    const std::string text = home.file("notes.hex");
+    lp::test::writeFile(text, "hello\r\nworld\r\n");
+    const CliRun plain = linkport(home, {"--demo=compact", "--json", "flash", QString::fromStdString(text)});
+    EXPECT_EQ(plain.code, 2);
+    EXPECT_NE(str(plain.json["error"]).find("not a firmware file"), std::string::npos) << str(plain.json["error"]);
+    const CliRun other = linkport(home, {"--demo=compact", "--json", "flash", demoFile("WirelessLinkport-demo-01.08.12.hex")});
+    EXPECT_EQ(str(other.json["error"]), "the file's FirmwareType is \"Wireless Firmware\"; the Compact Linkport takes "
+                                        "\"Firmware\"");
+}
+
 TEST(Cli, WirelessAdapterThatDoesNotAnswerFailsTheSummary)
 {
     TempDir home;
