@@ -8,7 +8,9 @@ wine=/usr/lib/wine/wine64
 wineserver=$(dirname "$wine")/wineserver
 [ -x "$wineserver" ] || wineserver=$(command -v wineserver)
 export WINEDEBUG=-all
-export WINEDLLOVERRIDES="mscoree,mshtml=" # no Mono or Gecko installer prompts
+# No Mono or Gecko installer prompts; no menu entries on the Linux desktop
+# for the installer's Start-menu shortcuts.
+export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
 
 # Tools the GUI part needs beyond scripts/windows-test's (Debian names).
 lp_gui_tools() {
