@@ -1,6 +1,7 @@
 #pragma once
 // Time and log helpers that both line-by-line flashes (compact serial and
 // wireless) need in exactly the same form. Qt-free.
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -30,5 +31,16 @@ struct FlashStamp {
 // One line in the flash part of the log, "<who>: <text>"; nothing without
 // a logger.
 void FlashLog(Context& ctx, LogLevel level, const char* who, const std::string& text);
+
+// The mouse pointers the line-by-line flashes set.
+inline constexpr int kHourglass = 11;
+inline constexpr int kDefaultPointer = 0;
+
+// The log notes the transfer's progress this often (and every failure in
+// full), so a support engineer sees how far a failed flash got without a
+// line per record.
+inline constexpr int64_t kProgressLogEvery = 512;
+// What a failure log keeps of an unexpected reply.
+inline constexpr size_t kReplyLogBytes = 32;
 
 } // namespace lp

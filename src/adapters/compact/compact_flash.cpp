@@ -43,15 +43,6 @@ constexpr double kAcknowledgeTimeoutSeconds = 1.67;
 constexpr int16_t kLineGoneCode = 1;
 
 const char* const kPreferencesScreen = "Preferences";
-constexpr int kHourglass = 11;
-constexpr int kDefaultPointer = 0;
-
-// The log notes the transfer's progress this often (and every failure in
-// full), so a support engineer sees how far a failed flash got without a
-// line per record.
-constexpr int64_t kProgressLogEvery = 512;
-// What a failure log keeps of an unexpected reply.
-constexpr size_t kReplyLogBytes = 32;
 
 using enum LogLevel;
 

@@ -45,13 +45,6 @@ const char* const kCorruptFileText = "The file is corrupt!  Please select anothe
 const char* const kCorruptFileTitle = "Corrupt file";
 const char* const kHardFlashText = "Error while programming device.  Please retry!";
 
-constexpr int kHourglass = 11;
-constexpr int kDefaultPointer = 0;
-
-// The log notes the transfer's progress this often, so a support engineer
-// sees how far a failed flash got without a line per record.
-constexpr int64_t kProgressLogEvery = 512;
-constexpr size_t kReplyLogBytes = 32;
 
 using enum LogLevel;
 
