@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <iostream>
 
+#include "core/vb_text.h"
+
 #ifdef _WIN32
 #include <io.h>
 #define isatty _isatty
@@ -39,8 +41,9 @@ int TerminalPrompts::msgBox(const std::string& prompt, int style, const std::str
     return answer;
 }
 
-int TerminalPrompts::ask(const std::string& prompt, int style, const std::string& title)
+int TerminalPrompts::ask(const std::string& text, int style, const std::string& title)
 {
+    const std::string prompt = vb::ShownText(text);
     messages_.push_back({prompt, title});
     const int buttons = style & 0x0F;
     const bool question = buttons == MsgBoxStyle::YesNo || buttons == MsgBoxStyle::YesNoCancel;

@@ -240,4 +240,6 @@ std::string NumberText(double value)
     return buffer;
 }
 
+std::string ShownText(std::string_view text) { return std::string(text.substr(0, text.find('\0'))); }
+
 } // namespace lp::vb

@@ -56,4 +56,8 @@ std::string UCase(std::string_view text);
 // fractions with a leading zero ("0.3"), at most 15 significant digits.
 std::string NumberText(double value);
 
+// What a Windows window or message box shows of a text: it takes a C string,
+// so everything from the first NUL on (a driver's terminator) is not shown.
+std::string ShownText(std::string_view text);
+
 } // namespace lp::vb

@@ -55,7 +55,8 @@ TEST(QtPrompts, ButtonsIconsDefaultsAndEscape)
     QString title, text;
     QMessageBox::Icon icon{};
     int buttons = 0;
-    EXPECT_EQ(answerBox(prompts, "Replace newer firmware?", MsgBoxStyle::YesNo + MsgBoxStyle::Question,
+    // A driver's text keeps its terminating NUL; the box shows what is before it.
+    EXPECT_EQ(answerBox(prompts, std::string("Replace newer firmware?\0\x7f", 25), MsgBoxStyle::YesNo + MsgBoxStyle::Question,
                         [&](QMessageBox& box) {
                             title = box.windowTitle(), text = box.text(), icon = box.icon();
                             buttons = static_cast<int>(box.buttons().size());

@@ -48,4 +48,6 @@ TEST(VbText, TextPiecesFollowOneBasedPositions)
     EXPECT_EQ(ZeroPad(-5, 4), "-0005");
     EXPECT_EQ(NumberText(0.3), "0.3");
     EXPECT_EQ(NumberText(120), "120");
+    EXPECT_EQ(ShownText(std::string("Change mode failed\0junk", 23)), "Change mode failed");
+    EXPECT_EQ(ShownText("no terminator"), "no terminator");
 }

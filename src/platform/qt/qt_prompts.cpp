@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/vb_text.h"
 #include "ports/logger.h"
 
 namespace lp {
@@ -66,8 +67,9 @@ int firstAnswer(const ButtonSet& set) { return set.buttons.front().second; }
 
 } // namespace
 
-int QtPrompts::msgBox(const std::string& prompt, int style, const std::string& title)
+int QtPrompts::msgBox(const std::string& text, int style, const std::string& title)
 {
+    const std::string prompt = vb::ShownText(text);
     const ButtonSet set = buttonsOf(style);
     if (log_)
         log_->info(LogSubsystem::Shell, "message box \"" + title + "\": " + prompt);
