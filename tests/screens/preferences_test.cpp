@@ -250,3 +250,24 @@ TEST(PreferencesScreen, OkReturnsToTheActiveScreenOrToSummary)
     EXPECT_EQ(summary->initialiseCount(), 2) << "the active screen is shown again with the new choice";
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
+
+TEST(PreferencesScreen, SizeFollowsThePaneShown)
+{
+    Prefs t(1, "LPII SIP");
+    t.open();
+    t.dialog->show();
+    QApplication::processEvents();
+    const QSize lp2 = t.dialog->size();
+    t.choose("cmbDeviceKind", "WLP");
+    QApplication::processEvents();
+    const QSize wireless = t.dialog->size();
+    for (int round = 0; round < 3; ++round) {
+        t.choose("cmbDeviceKind", "LPII SIP");
+        QApplication::processEvents();
+        EXPECT_EQ(t.dialog->size(), lp2) << "round " << round;
+        t.choose("cmbDeviceKind", "WLP");
+        QApplication::processEvents();
+        EXPECT_EQ(t.dialog->size(), wireless) << "round " << round;
+    }
+    EXPECT_LE(t.dialog->height(), t.dialog->sizeHint().height()) << "no blank band left by a taller pane";
+}

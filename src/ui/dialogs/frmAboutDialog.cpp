@@ -1,5 +1,7 @@
 #include "ui/dialogs/frmAboutDialog.h"
 
+#include <algorithm>
+
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -36,6 +38,9 @@ frmAboutDialog::frmAboutDialog(Context& ctx, QWidget* parent) : QDialog(parent)
     lblCopyright_ = new QLabel(QString::fromStdString(texts.copyright), this);
     lblCopyright_->setObjectName("lblCopyright");
     lblCopyright_->setWordWrap(true);
+    // A fixed-size layout gives a wrapping label the narrowest width it can;
+    // the copyright line fits on one line unless it is very long.
+    lblCopyright_->setMinimumWidth(std::min(lblCopyright_->fontMetrics().horizontalAdvance(lblCopyright_->text()) + 2, 520));
 
     cmdOK_ = new QPushButton("OK", this);
     cmdOK_->setObjectName("cmdOK");

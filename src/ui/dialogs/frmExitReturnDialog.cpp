@@ -1,5 +1,8 @@
 #include "ui/dialogs/frmExitReturnDialog.h"
 
+#include <algorithm>
+
+#include <QFontMetrics>
 #include <QLabel>
 #include <QPushButton>
 
@@ -13,12 +16,17 @@ namespace lp {
 
 namespace {
 
-// Layout in twips, like the rest of the window sizes.
-constexpr int kWidth = 6000;
+// Layout in twips, like the rest of the window sizes. The dialog is as wide
+// as its longest line needs (the usual message on one line), within bounds.
+constexpr int kMinWidth = 6000;
+constexpr int kMaxWidth = 9000;
 constexpr int kMargin = 240;
 constexpr int kGap = 240;
 constexpr int kButtonWidth = 1215;
 constexpr int kButtonHeight = 375;
+// The height the program sets is the window's outer height, as on Windows:
+// the caption and borders (about 30 pixels at 96 dpi) come out of it.
+constexpr int kFrameTwips = 450;
 
 } // namespace
 
@@ -54,9 +62,17 @@ void frmExitReturnDialog::g_SetMessageText(const QString& text)
     QString shown = text;
     shown.replace("\r\n", "\n");
     lblMessage_->setText(shown);
+
     const double dpiX = logicalDpiX();
-    const int labelWidth = TwipsToPixels(kWidth - 2 * kMargin, dpiX);
-    int labelHeight = lblMessage_->heightForWidth(labelWidth);
+    const QFontMetrics metrics(lblMessage_->font());
+    int longest = 0;
+    for (const QString& line : shown.split('\n'))
+        longest = std::max(longest, metrics.horizontalAdvance(line));
+    const int margins = 2 * TwipsToPixels(kMargin, dpiX);
+    // A few pixels spare: the label's own frame and rounding must not wrap
+    // a line that just fits.
+    width_ = std::clamp(longest + margins + 4, TwipsToPixels(kMinWidth, dpiX), TwipsToPixels(kMaxWidth, dpiX));
+    int labelHeight = lblMessage_->heightForWidth(width_ - margins);
     if (labelHeight < 0)
         labelHeight = lblMessage_->sizeHint().height();
     layOut(labelHeight);
@@ -66,21 +82,20 @@ void frmExitReturnDialog::layOut(int labelHeight)
 {
     const double dpiX = logicalDpiX();
     const double dpiY = logicalDpiY();
-    const int width = TwipsToPixels(kWidth, dpiX);
     const int margin = TwipsToPixels(kMargin, dpiX);
     const int top = TwipsToPixels(kMargin, dpiY);
-    lblMessage_->setGeometry(margin, top, width - 2 * margin, labelHeight);
+    lblMessage_->setGeometry(margin, top, width_ - 2 * margin, labelHeight);
 
     const int buttonWidth = TwipsToPixels(kButtonWidth, dpiX);
     const int buttonHeight = TwipsToPixels(kButtonHeight, dpiY);
     const int buttonTop = top + labelHeight + TwipsToPixels(kGap, dpiY);
-    const int spacing = (width - 2 * margin - 3 * buttonWidth) / 2;
+    const int spacing = (width_ - 2 * margin - 3 * buttonWidth) / 2;
     int x = margin;
     for (QPushButton* b : {cmdToolkit_, cmdFlash_, cmdExit_}) {
         b->setGeometry(x, buttonTop, buttonWidth, buttonHeight);
         x += buttonWidth + spacing;
     }
-    setFixedSize(width, ExitDialogHeightPixels(labelHeight, dpiY));
+    setFixedSize(width_, ExitDialogHeightPixels(labelHeight, dpiY) - TwipsToPixels(kFrameTwips, dpiY));
 }
 
 void frmExitReturnDialog::toolkit()

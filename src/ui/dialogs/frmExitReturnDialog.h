@@ -18,8 +18,9 @@ class frmExitReturnDialog : public QDialog {
 public:
     frmExitReturnDialog(Context& ctx, MainWindow& mainWindow);
 
-    // Puts the text into lblMessage; the dialog becomes the label's height
-    // plus 1500 twips, so the buttons below it stay visible for any text.
+    // Puts the text into lblMessage; the dialog (its outer height, caption
+    // included) becomes the label's height plus 1500 twips, so the buttons
+    // below it stay visible for any text.
     void g_SetMessageText(const QString& text);
 
 private:
@@ -34,6 +35,7 @@ private:
     QPushButton* cmdToolkit_;
     QPushButton* cmdFlash_;
     QPushButton* cmdExit_;
+    int width_ = 0;
 };
 
 } // namespace lp

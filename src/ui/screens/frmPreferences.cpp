@@ -184,6 +184,10 @@ void frmPreferences::showPaneOfKind()
     fraCompact->setVisible(kind == "B&B SIP");
     fraWireless->setVisible(kind == kWireless);
     cmdRefresh->setVisible(kind != kWireless);
+    // Fit the pane now shown: a dialog only grows on its own, and a taller
+    // pane seen once would leave a blank band under every smaller one.
+    layout()->activate();
+    adjustSize();
 }
 
 void frmPreferences::showWirelessAdapter() { lblWirelessAdapter->setText(qs(SelectedWirelessAdapterText(ctx_))); }
