@@ -3,8 +3,8 @@
 // faults, and where their configuration goes. linkport-sim is this parser in
 // front of startDemo(); the program's --demo uses demoOptionsFor().
 //
-// Every option is one row of a table in demo_options.cpp, so a fault that a
-// model learns later is one more row there.
+// Every option is one row of the table in demo_option_table.cpp, so a fault
+// that a model learns later is one more row there.
 #include <string>
 #include <vector>
 

@@ -357,43 +357,65 @@ std::string lp2SimIni(const Lp2DriverSettings& s, const std::string& port, int b
     return ini;
 }
 
-std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& error)
+namespace {
+
+// What startDemo() refuses before it makes anything.
+bool checkDemoOptions(const DemoOptions& options, std::string& error)
 {
-    error.clear();
-    if (options.lp2.enabled && (options.lp2.port < 1 || options.lp2.port > 256)) {
+    if (options.lp2.enabled && (options.lp2.port < 1 || options.lp2.port > 256))
         error = "the second-generation adapter's port must be COM1 to COM256";
-        return nullptr;
-    }
-    if (options.compact.enabled && (options.compact.port < 1 || options.compact.port > 256)) {
+    else if (options.compact.enabled && (options.compact.port < 1 || options.compact.port > 256))
         error = "the compact adapter's port must be COM1 to COM256";
-        return nullptr;
-    }
-    if (options.lp2.enabled && options.compact.enabled && options.lp2.port == options.compact.port) {
+    else if (options.lp2.enabled && options.compact.enabled && options.lp2.port == options.compact.port)
         error = "the two serial adapters cannot share " + comName(options.lp2.port);
-        return nullptr;
-    }
-    for (size_t i = 0; i < options.wireless.size(); ++i) {
+    for (size_t i = 0; error.empty() && i < options.wireless.size(); ++i) {
         const std::string& address = options.wireless[i].address;
-        if (!TcpModelServer::isServableAddress(address)) {
+        if (!TcpModelServer::isServableAddress(address))
             error = "refused: " + address + " is not a loopback address from 127.0.0.1 to 127.0.0.254";
-            return nullptr;
-        }
-        for (size_t j = 0; j < i; ++j) {
-            if (options.wireless[j].address == address) {
+        for (size_t j = 0; error.empty() && j < i; ++j) {
+            if (options.wireless[j].address == address)
                 error = "two wireless adapters cannot share " + address;
-                return nullptr;
-            }
         }
     }
-    if (!options.select.empty() && demoDeviceKind(options.select).empty()) {
+    if (error.empty() && !options.select.empty() && demoDeviceKind(options.select).empty())
         error = "unknown adapter \"" + options.select + "\" to select (lp2, compact or wireless)";
-        return nullptr;
-    }
+    return error.empty();
+}
 
-    std::unique_ptr<DemoSession> session(new DemoSession());
-    DemoSession::Parts& parts = *session->parts_;
+std::string absolutePath(const std::string& path)
+{
+    std::error_code e;
+    fs::path p = fs::absolute(path, e);
+    return (e ? fs::path(path) : p).lexically_normal().string();
+}
 
-    // Folders.
+} // namespace
+
+// The steps of startDemo(). Each adds to the session what it started and to
+// the description what it set up; after a step fails, destroying the session
+// undoes the steps before it.
+struct DemoSession::Start {
+    const DemoOptions& options;
+    DemoSession& session;
+    std::string& error;
+    Parts& parts;
+    std::ostringstream out;
+
+    bool makeFolders();
+    void setEnvironment();
+    bool startLp2(IniProfileFiles& files);
+    bool findDriverLibrary(std::string& library);
+    bool installDriverLibrary(const std::string& library, const std::string& port, int baud, std::string& installed);
+    bool startCompact(IniProfileFiles& files);
+    bool startWireless(IniProfileFiles& files);
+    bool serveWireless(const DemoWireless& o, std::vector<std::string>& used);
+    bool writeRegistry();
+};
+
+// The session's temporary folder, locked, and the three places the program
+// reads.
+bool DemoSession::Start::makeFolders()
+{
     std::error_code ec;
     fs::path tmp = fs::temp_directory_path(ec);
     if (ec)
@@ -404,211 +426,253 @@ std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& 
     name.push_back('\0');
     if (::mkdtemp(name.data()) == nullptr) {
         error = "cannot make a temporary folder in " + tmp.string();
-        return nullptr;
+        return false;
     }
-    session->root_ = name.data();
+    session.root_ = name.data();
     parts.ownRoot = true;
-    parts.ownerLock = takeOwnerLock(session->root_);
+    parts.ownerLock = takeOwnerLock(session.root_);
     if (parts.ownerLock < 0) {
-        error = "cannot lock the temporary folder " + session->root_;
-        return nullptr;
+        error = "cannot lock the temporary folder " + session.root_;
+        return false;
     }
-    const fs::path root = session->root_;
-    auto absolute = [](const std::string& path) {
-        std::error_code e;
-        fs::path p = fs::absolute(path, e);
-        return (e ? fs::path(path) : p).lexically_normal().string();
-    };
-    session->windir_ =
-        options.windowsDirectory.empty() ? (root / "windows").string() : absolute(options.windowsDirectory);
-    session->registry_ =
-        options.registryFile.empty() ? (root / "registry.reg").string() : absolute(options.registryFile);
-    session->dosdevices_ =
-        options.dosdevicesFolder.empty() ? (root / "dosdevices").string() : absolute(options.dosdevicesFolder);
-    if (!makeFolder(session->windir_, error) || !makeFolder(session->dosdevices_, error)
-        || !makeFolder(fs::path(session->registry_).parent_path().string(), error))
-        return nullptr;
+    const fs::path root = session.root_;
+    session.windir_ =
+        options.windowsDirectory.empty() ? (root / "windows").string() : absolutePath(options.windowsDirectory);
+    session.registry_ =
+        options.registryFile.empty() ? (root / "registry.reg").string() : absolutePath(options.registryFile);
+    session.dosdevices_ =
+        options.dosdevicesFolder.empty() ? (root / "dosdevices").string() : absolutePath(options.dosdevicesFolder);
+    if (!makeFolder(session.windir_, error) || !makeFolder(session.dosdevices_, error)
+        || !makeFolder(fs::path(session.registry_).parent_path().string(), error))
+        return false;
+    out << "  windir=" << session.windir_ << "\n";
+    out << "  LINKPORT_REGISTRY_FILE=" << session.registry_ << "\n";
+    out << "  LINKPORT_DOSDEVICES=" << session.dosdevices_ << "\n";
+    return true;
+}
 
-    IniProfileFiles files(session->windir_);
-    std::ostringstream out;
-    out << "  windir=" << session->windir_ << "\n";
-    out << "  LINKPORT_REGISTRY_FILE=" << session->registry_ << "\n";
-    out << "  LINKPORT_DOSDEVICES=" << session->dosdevices_ << "\n";
+// Before any thread of ours starts: setenv and a getenv on another thread
+// must not meet.
+void DemoSession::Start::setEnvironment()
+{
+    if (!options.setEnvironment)
+        return;
+    parts.setVariable("windir", session.windir_);
+    parts.setVariable("LINKPORT_REGISTRY_FILE", session.registry_);
+    parts.setVariable("LINKPORT_DOSDEVICES", session.dosdevices_);
+}
 
-    // The environment comes before any thread of ours starts: setenv and a
-    // getenv on another thread must not meet.
-    if (options.setEnvironment) {
-        parts.setVariable("windir", session->windir_);
-        parts.setVariable("LINKPORT_REGISTRY_FILE", session->registry_);
-        parts.setVariable("LINKPORT_DOSDEVICES", session->dosdevices_);
+bool DemoSession::Start::startLp2(IniProfileFiles& files)
+{
+    const DemoLp2& o = options.lp2;
+    std::string library;
+    if (!findDriverLibrary(library))
+        return false;
+    parts.lp2 = std::make_unique<Lp2Model>();
+    parts.lp2->config().applicationAfterFlash = kDemoLp2VersionAfterFlash;
+    for (const auto& f : o.setup)
+        f(*parts.lp2);
+    const Lp2ModelConfig& c = parts.lp2->config();
+    const std::string port = comName(o.port);
+    std::string installed;
+    if (!mergeIni(files, kLp2DriverIni,
+                  lp2DriverIni({.deviceParams = port + "," + std::to_string(c.baud),
+                                .deviceId = std::to_string(o.driver.deviceId)}),
+                  error)
+        || !installDriverLibrary(library, port, c.baud, installed))
+        return false;
+    parts.lp2Bridge = std::make_unique<PtyBridge>(*parts.lp2);
+    if (!parts.lp2Bridge->start(&error)
+        || !parts.linkPort(session.dosdevices_, o.port, parts.lp2Bridge->slavePath(), error))
+        return false;
+    out << "  lp2: " << port << " -> " << parts.lp2Bridge->slavePath() << " at " << c.baud << " baud"
+        << (parts.lp2->driverMode() ? "" : ", in plain mode") << "; hardware "
+        << versionText(c.versions.hardwareMajor, c.versions.hardwareMinor) << ", application "
+        << versionText(c.versions.applicationMajor, c.versions.applicationMinor) << ", boot "
+        << versionText(c.versions.bootMajor, c.versions.bootMinor) << "; driver " << o.driver.dllMajor << "."
+        << o.driver.dllMinor << " (" << installed << ")" << faultsText(o.faults) << "\n";
+    return true;
+}
+
+// The test driver library named, else the one shipped with the program.
+bool DemoSession::Start::findDriverLibrary(std::string& library)
+{
+    std::error_code ec;
+    library = options.driverLibrary.empty() ? findDriverLibraryBesideProgram() : options.driverLibrary;
+    if (!library.empty() && fs::is_regular_file(library, ec))
+        return true;
+    const std::string where = library.empty()
+                                  ? " beside this program (" + shippedFilePlaces(ShippedFile::DriverLibrary) + ")"
+                                  : " at " + library;
+    error = "the test driver library " + std::string(kDriverLibraryName) + " was not found" + where
+            + "; build the target lp2rp32 or name it with --driver-library";
+    return false;
+}
+
+// Copies the test driver library into the Windows directory with the
+// LP2SIM.INI that leads it to the adapter on `port`.
+bool DemoSession::Start::installDriverLibrary(const std::string& library, const std::string& port, int baud,
+                                              std::string& installed)
+{
+    // Replaced, not overwritten: a program that has the old copy loaded
+    // keeps its mapping. A Windows build of the library (for Windows
+    // programs under Wine, whose Windows folder this is) goes in under its
+    // Windows name.
+    std::string bytes;
+    std::string ext = fs::path(library).extension().string();
+    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+    installed = (fs::path(session.windir_) / (ext == ".dll" ? "LP2RP32.dll" : kDriverLibraryName)).string();
+    if (!readWholeFile(library, bytes, kMaxDriverLibraryBytes, &error)
+        || !replaceFileAtomically(installed, bytes, &error)
+        || !replaceFileAtomically((fs::path(session.windir_) / kLp2SimIni).string(),
+                                  lp2SimIni(options.lp2.driver, port, baud, options.lp2.replyTimeoutMs), &error)) {
+        error = "cannot install the test driver library: " + error;
+        return false;
     }
+    ::chmod(installed.c_str(), 0755);
+    return true;
+}
 
-    if (options.lp2.enabled) {
-        const DemoLp2& o = options.lp2;
-        std::string library = options.driverLibrary.empty() ? findDriverLibraryBesideProgram() : options.driverLibrary;
-        if (library.empty() || !fs::is_regular_file(library, ec)) {
-            const std::string where = library.empty()
-                                          ? " beside this program (" + shippedFilePlaces(ShippedFile::DriverLibrary) + ")"
-                                          : " at " + library;
-            error = "the test driver library " + std::string(kDriverLibraryName) + " was not found" + where
-                    + "; build the target lp2rp32 or name it with --driver-library";
-            return nullptr;
-        }
-        parts.lp2 = std::make_unique<Lp2Model>();
-        parts.lp2->config().applicationAfterFlash = kDemoLp2VersionAfterFlash;
-        for (const auto& f : o.setup)
-            f(*parts.lp2);
-        const Lp2ModelConfig& c = parts.lp2->config();
-        const std::string port = comName(o.port);
-        if (!mergeIni(files, kLp2DriverIni,
-                      lp2DriverIni({.deviceParams = port + "," + std::to_string(c.baud),
-                                    .deviceId = std::to_string(o.driver.deviceId)}),
-                      error))
-            return nullptr;
-        // Replaced, not overwritten: a program that has the old copy loaded
-        // keeps its mapping.
-        std::string bytes;
-        // A Windows build of the library (for Windows programs under Wine,
-        // whose Windows folder this is) goes in under its Windows name.
-        std::string ext = fs::path(library).extension().string();
-        std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
-        const std::string installed =
-            (fs::path(session->windir_) / (ext == ".dll" ? "LP2RP32.dll" : kDriverLibraryName)).string();
-        if (!readWholeFile(library, bytes, kMaxDriverLibraryBytes, &error)
-            || !replaceFileAtomically(installed, bytes, &error)
-            || !replaceFileAtomically((fs::path(session->windir_) / kLp2SimIni).string(),
-                                      lp2SimIni(o.driver, port, c.baud, o.replyTimeoutMs), &error)) {
-            error = "cannot install the test driver library: " + error;
-            return nullptr;
-        }
-        ::chmod(installed.c_str(), 0755);
-        parts.lp2Bridge = std::make_unique<PtyBridge>(*parts.lp2);
-        if (!parts.lp2Bridge->start(&error)
-            || !parts.linkPort(session->dosdevices_, o.port, parts.lp2Bridge->slavePath(), error))
-            return nullptr;
-        out << "  lp2: " << port << " -> " << parts.lp2Bridge->slavePath() << " at " << c.baud << " baud"
-            << (parts.lp2->driverMode() ? "" : ", in plain mode") << "; hardware "
-            << versionText(c.versions.hardwareMajor, c.versions.hardwareMinor) << ", application "
-            << versionText(c.versions.applicationMajor, c.versions.applicationMinor) << ", boot "
-            << versionText(c.versions.bootMajor, c.versions.bootMinor) << "; driver " << o.driver.dllMajor << "."
-            << o.driver.dllMinor << " (" << installed << ")" << faultsText(o.faults) << "\n";
-    }
-
-    if (options.compact.enabled) {
-        const DemoCompact& o = options.compact;
-        const std::string port = comName(o.port);
-        if (!writeIniValue(files, kCGPIniFile, kCGPIniSection, "DeviceParams", o.deviceParams, error)
-            || !writeIniValue(files, kCGPIniFile, kCGPIniSection, "LastComPortUsed", port, error))
-            return nullptr;
-        CompactModel::Config config = o.model;
-        if (config.baud == 0) {
-            // The rate the program will flash at is the rate the adapter
-            // sleeps at.
-            Context ctx;
-            ctx.ports.profiles = &files;
-            config.baud = CGPFlashBaudRate(ctx);
-            if (config.baud == 0)
-                config.baud = 57600;
-        }
-        parts.compact = std::make_unique<CompactModel>(config);
-        for (const auto& f : o.setup)
-            f(*parts.compact);
-        parts.compactBridge = std::make_unique<PtyBridge>(*parts.compact);
-        // The application sleeps again when the program closes the port, as
-        // on a real line; the flash's switch to the loader relies on it.
-        parts.compactBridge->setFollowProgramOpens(true);
-        parts.compactBridge->setConverterTurnaround(o.usbLatencyMs);
-        if (!parts.compactBridge->start(&error)
-            || !parts.linkPort(session->dosdevices_, o.port, parts.compactBridge->slavePath(), error))
-            return nullptr;
-        const CompactModel::Config& c = parts.compact->config();
-        out << "  compact: " << port << " -> " << parts.compactBridge->slavePath()
-            << (c.mode == CompactModel::Mode::Loader ? " in its loader" : " asleep") << " at "
-            << parts.compact->listeningBaud() << " baud; hardware " << versionText(c.hardwareMajor, c.hardwareMinor)
-            << ", firmware " << hexVersionText(c.firmware) << ", boot " << versionText(c.bootMajor, c.bootMinor)
-            << ", serial " << c.serialNumber << " (DeviceParams=" << o.deviceParams << ")"
-            << (o.usbLatencyMs > 0 ? "; USB turnaround " + std::to_string(o.usbLatencyMs) + " ms" : std::string())
-            << faultsText(o.faults)
-            << "\n";
-    }
-
-    if (!options.wireless.empty()) {
-        std::string names, params, serials;
-        std::vector<std::string> used;
-        for (const DemoWireless& o : options.wireless)
-            used.push_back(o.address);
-        for (const DemoWireless& o : options.wireless) {
-            auto model = std::make_unique<WirelessModel>(o.model);
-            std::string address = o.address;
-            model->config().address = address;
-            // A flash installs what the demo firmware file says it holds, so
-            // the read-back after a demo flash verifies.
-            if (!model->config().hexVersionAfterFlash)
-                model->config().hexVersionAfterFlash = kDemoWirelessVersionAfterFlash;
-            for (const auto& f : o.setup)
-                f(*model);
-            std::unique_ptr<TcpModelServer> server;
-            for (;;) {
-                model->config().address = address;
-                server = std::make_unique<TcpModelServer>(*model, address, kWLPTcpPort);
-                if (server->start(&error, options.takeFreeAddresses ? 0 : options.addressWaitMs))
-                    break;
-                server.reset();
-                address = options.takeFreeAddresses ? nextFreeLoopback(address, used) : std::string();
-                if (address.empty())
-                    return nullptr;
-                used.push_back(address);
-            }
-            const WirelessAdapterConfig& c = model->config();
-            names += c.name + ";";
-            params += address + ":" + std::to_string(kWLPTcpPort) + ";";
-            serials += c.serial + ";";
-            parts.wireless.push_back(std::move(model));
-            parts.servers.push_back(std::move(server));
-            out << "  wireless: " << c.name << " at " << address << ":" << kWLPTcpPort << ", serial " << c.serial
-                << "; hardware " << versionText(c.decimalMajor, c.decimalMinor) << ", firmware "
-                << hexVersionText(c.hexVersion) << ", identity " << c.identityText << faultsText(o.faults) << "\n";
-        }
-        const WirelessAdapterConfig& first = parts.wireless.front()->config();
-        if (!writeIniValue(files, kWLPIniFile, "AdditionalDevices", "DeviceNames", names, error)
-            || !writeIniValue(files, kWLPIniFile, "AdditionalDevices", "DeviceParams", params, error)
-            || !writeIniValue(files, kWLPIniFile, "AdditionalDevices", "SerialNumbers", serials, error)
-            || !writeIniValue(files, kWLPIniFile, "DeviceInformation1", "DeviceParams",
-                              first.address + ":" + std::to_string(kWLPTcpPort), error)
-            || !writeIniValue(files, kWLPIniFile, "DeviceInformation1", "SerialNumber", first.serial, error)
-            || !writeIniValue(files, kWLPIniFile, "DeviceInformation1", "DeviceName", first.name, error))
-            return nullptr;
-    }
-
-    // Registry: the selected kind, and where the firmware files are. Last,
-    // so that a user's registry file changes only when everything started.
-    {
-        RegFileStore registry(session->registry_);
+bool DemoSession::Start::startCompact(IniProfileFiles& files)
+{
+    const DemoCompact& o = options.compact;
+    const std::string port = comName(o.port);
+    if (!writeIniValue(files, kCGPIniFile, kCGPIniSection, "DeviceParams", o.deviceParams, error)
+        || !writeIniValue(files, kCGPIniFile, kCGPIniSection, "LastComPortUsed", port, error))
+        return false;
+    CompactModel::Config config = o.model;
+    if (config.baud == 0) {
+        // The rate the program will flash at is the rate the adapter
+        // sleeps at.
         Context ctx;
-        ctx.ports.registry = &registry;
-        if (!options.select.empty()) {
-            RegWriteValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(801), "PrevAdapter", demoDeviceKind(options.select));
-            if (ctx.g_lngRegResult != ERROR_SUCCESS) {
-                error = "cannot write PrevAdapter into " + session->registry_;
-                return nullptr;
-            }
-        }
-        // Only into a registry of our own: a user's FlashDir is theirs.
-        if (options.registryFile.empty()) {
-            session->firmware_ = (root / "firmware").string();
-            if (!makeFolder(session->firmware_, error))
-                return nullptr;
-            RegWriteValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(800), "FlashDir", session->firmware_);
-            if (options.writeFirmwareFiles && !options.writeFirmwareFiles(session->firmware_, error))
-                return nullptr;
-        }
+        ctx.ports.profiles = &files;
+        config.baud = CGPFlashBaudRate(ctx);
+        if (config.baud == 0)
+            config.baud = 57600;
     }
+    parts.compact = std::make_unique<CompactModel>(config);
+    for (const auto& f : o.setup)
+        f(*parts.compact);
+    parts.compactBridge = std::make_unique<PtyBridge>(*parts.compact);
+    // The application sleeps again when the program closes the port, as
+    // on a real line; the flash's switch to the loader relies on it.
+    parts.compactBridge->setFollowProgramOpens(true);
+    parts.compactBridge->setConverterTurnaround(o.usbLatencyMs);
+    if (!parts.compactBridge->start(&error)
+        || !parts.linkPort(session.dosdevices_, o.port, parts.compactBridge->slavePath(), error))
+        return false;
+    const CompactModel::Config& c = parts.compact->config();
+    out << "  compact: " << port << " -> " << parts.compactBridge->slavePath()
+        << (c.mode == CompactModel::Mode::Loader ? " in its loader" : " asleep") << " at "
+        << parts.compact->listeningBaud() << " baud; hardware " << versionText(c.hardwareMajor, c.hardwareMinor)
+        << ", firmware " << hexVersionText(c.firmware) << ", boot " << versionText(c.bootMajor, c.bootMinor)
+        << ", serial " << c.serialNumber << " (DeviceParams=" << o.deviceParams << ")"
+        << (o.usbLatencyMs > 0 ? "; USB turnaround " + std::to_string(o.usbLatencyMs) + " ms" : std::string())
+        << faultsText(o.faults) << "\n";
+    return true;
+}
 
-    if (!options.select.empty())
+// One wireless adapter behind its listener: at its address, or with
+// takeFreeAddresses at the next free one when that is taken.
+bool DemoSession::Start::serveWireless(const DemoWireless& o, std::vector<std::string>& used)
+{
+    auto model = std::make_unique<WirelessModel>(o.model);
+    std::string address = o.address;
+    model->config().address = address;
+    // A flash installs what the demo firmware file says it holds, so
+    // the read-back after a demo flash verifies.
+    if (!model->config().hexVersionAfterFlash)
+        model->config().hexVersionAfterFlash = kDemoWirelessVersionAfterFlash;
+    for (const auto& f : o.setup)
+        f(*model);
+    std::unique_ptr<TcpModelServer> server;
+    for (;;) {
+        model->config().address = address;
+        server = std::make_unique<TcpModelServer>(*model, address, kWLPTcpPort);
+        if (server->start(&error, options.takeFreeAddresses ? 0 : options.addressWaitMs))
+            break;
+        server.reset();
+        address = options.takeFreeAddresses ? nextFreeLoopback(address, used) : std::string();
+        if (address.empty())
+            return false;
+        used.push_back(address);
+    }
+    const WirelessAdapterConfig& c = model->config();
+    out << "  wireless: " << c.name << " at " << address << ":" << kWLPTcpPort << ", serial " << c.serial
+        << "; hardware " << versionText(c.decimalMajor, c.decimalMinor) << ", firmware "
+        << hexVersionText(c.hexVersion) << ", identity " << c.identityText << faultsText(o.faults) << "\n";
+    parts.wireless.push_back(std::move(model));
+    parts.servers.push_back(std::move(server));
+    return true;
+}
+
+bool DemoSession::Start::startWireless(IniProfileFiles& files)
+{
+    std::vector<std::string> used;
+    for (const DemoWireless& o : options.wireless)
+        used.push_back(o.address);
+    std::string names, params, serials;
+    for (const DemoWireless& o : options.wireless) {
+        if (!serveWireless(o, used))
+            return false;
+        const WirelessAdapterConfig& c = parts.wireless.back()->config();
+        names += c.name + ";";
+        params += c.address + ":" + std::to_string(kWLPTcpPort) + ";";
+        serials += c.serial + ";";
+    }
+    const WirelessAdapterConfig& first = parts.wireless.front()->config();
+    return writeIniValue(files, kWLPIniFile, "AdditionalDevices", "DeviceNames", names, error)
+           && writeIniValue(files, kWLPIniFile, "AdditionalDevices", "DeviceParams", params, error)
+           && writeIniValue(files, kWLPIniFile, "AdditionalDevices", "SerialNumbers", serials, error)
+           && writeIniValue(files, kWLPIniFile, "DeviceInformation1", "DeviceParams",
+                            first.address + ":" + std::to_string(kWLPTcpPort), error)
+           && writeIniValue(files, kWLPIniFile, "DeviceInformation1", "SerialNumber", first.serial, error)
+           && writeIniValue(files, kWLPIniFile, "DeviceInformation1", "DeviceName", first.name, error);
+}
+
+// The selected kind, and where the firmware files are. Last, so that a
+// user's registry file changes only when everything started.
+bool DemoSession::Start::writeRegistry()
+{
+    RegFileStore registry(session.registry_);
+    Context ctx;
+    ctx.ports.registry = &registry;
+    if (!options.select.empty()) {
+        RegWriteValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(801), "PrevAdapter", demoDeviceKind(options.select));
+        if (ctx.g_lngRegResult != ERROR_SUCCESS) {
+            error = "cannot write PrevAdapter into " + session.registry_;
+            return false;
+        }
         out << "  PrevAdapter=" << demoDeviceKind(options.select) << "\n";
-    if (!session->firmware_.empty())
-        out << "  FlashDir=" << session->firmware_ << "\n";
-    session->description_ = out.str();
+    }
+    // Only into a registry of our own: a user's FlashDir is theirs.
+    if (options.registryFile.empty()) {
+        session.firmware_ = (fs::path(session.root_) / "firmware").string();
+        if (!makeFolder(session.firmware_, error))
+            return false;
+        RegWriteValue(ctx, HKEY_LOCAL_MACHINE, LoadResString(800), "FlashDir", session.firmware_);
+        if (options.writeFirmwareFiles && !options.writeFirmwareFiles(session.firmware_, error))
+            return false;
+        out << "  FlashDir=" << session.firmware_ << "\n";
+    }
+    return true;
+}
+
+std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& error)
+{
+    error.clear();
+    if (!checkDemoOptions(options, error))
+        return nullptr;
+    std::unique_ptr<DemoSession> session(new DemoSession());
+    DemoSession::Start start{options, *session, error, *session->parts_, {}};
+    if (!start.makeFolders())
+        return nullptr;
+    start.setEnvironment();
+    IniProfileFiles files(session->windir_);
+    if ((options.lp2.enabled && !start.startLp2(files)) || (options.compact.enabled && !start.startCompact(files))
+        || (!options.wireless.empty() && !start.startWireless(files)) || !start.writeRegistry())
+        return nullptr;
+    session->description_ = start.out.str();
     return session;
 }
 

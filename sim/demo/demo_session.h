@@ -143,6 +143,7 @@ public:
 private:
     friend std::unique_ptr<DemoSession> startDemo(const DemoOptions& options, std::string& error);
     struct Parts;
+    struct Start;
     DemoSession();
     std::unique_ptr<Parts> parts_;
     std::string windir_, registry_, dosdevices_, firmware_, root_;
