@@ -39,6 +39,7 @@ namespace {
 // demo adapter runs after it has been flashed with one.
 constexpr std::array<uint8_t, 2> kDemoLp2VersionAfterFlash{1, 9};
 constexpr std::array<uint8_t, 3> kDemoWirelessVersionAfterFlash{0x01, 0x08, 0x12};
+constexpr std::array<uint8_t, 3> kDemoCompactVersionAfterFlash{0x01, 0x08, 0x12};
 
 
 constexpr const char* kDriverLibraryName = "libLP2RP32.so";
@@ -541,6 +542,9 @@ bool DemoSession::Start::startCompact(IniProfileFiles& files)
         || !writeIniValue(files, kCGPIniFile, kCGPIniSection, "LastComPortUsed", port, error))
         return false;
     CompactModel::Config config = o.model;
+    // A flash installs what the demo firmware file says it holds.
+    if (!config.firmwareAfterFlash)
+        config.firmwareAfterFlash = kDemoCompactVersionAfterFlash;
     if (config.baud == 0) {
         // The rate the program will flash at is the rate the adapter
         // sleeps at.

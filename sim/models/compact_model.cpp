@@ -224,6 +224,14 @@ void CompactModel::loaderRecord(const Bytes& record)
         delayUs += int64_t(f.slowAckMs) * 1000;
     ++acknowledgements;
     sendAfter(Bytes{'#'}, listeningBaud(), delayUs);
+    if (type == 0x01) {
+        // The new application starts; it sleeps until woken, as after power-up.
+        if (config_.firmwareAfterFlash)
+            config_.firmware = *config_.firmwareAfterFlash;
+        mode_ = Mode::Application;
+        awake_ = false;
+        receiving_ = false;
+    }
 }
 
 void CompactModel::reply(Bytes bytes, int baud)

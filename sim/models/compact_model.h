@@ -16,7 +16,10 @@
 //
 // Loader mode. The loader runs at the configured rate (or loaderBaud) and
 // stays in charge across port closes until the adapter is power-cycled: an
-// adapter whose flash did not finish sits in its loader. It answers every
+// adapter whose flash did not finish sits in its loader. Once it has taken
+// the end-of-file record (and sent its "#"), the adapter restarts into the
+// application it was given, asleep at its configured rate, which then
+// reports firmwareAfterFlash (its old version when that is unset). It answers every
 // full burst of eight "!" characters with "????" - the hand-shake that both
 // the compact flash and the port search's second look (at 57600 baud) send.
 // "####" starts a flash: the image is erased and records follow, each sent
@@ -43,6 +46,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -67,6 +71,8 @@ public:
         Mode mode = Mode::Application;
         // How long after a record's last byte its "#" leaves.
         int64_t ackLatencyUs = 0;
+        // The application version after a finished flash.
+        std::optional<std::array<uint8_t, 3>> firmwareAfterFlash;
     };
 
     // The loader's faults. Records are numbered from 1 in the order the
@@ -108,6 +114,8 @@ public:
 
     // Back to a sleeping application (power off and on).
     void powerCycle();
+    // Straight into a mode, as a test's adapter that was left there.
+    void setMode(Mode mode) { mode_ = mode; }
 
     Mode mode() const { return mode_; }
     bool awake() const { return awake_; }

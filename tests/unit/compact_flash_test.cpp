@@ -101,7 +101,8 @@ TEST_F(CompactFlashTest, LoaderAlreadyRunningFlashesAtWireSpeedOnTimerTicks)
 
 TEST_F(CompactFlashTest, SwitchesTheApplicationToItsLoaderAtTheFlashRate)
 {
-    CompactModel app({.baud = 115200}); // where the application sleeps, the rate "P1" names
+    // Asleep at the rate "P1" names; the flash brings it 1.8.0.
+    CompactModel app({.baud = 115200, .firmwareAfterFlash = std::array<uint8_t, 3>{1, 8, 0}});
     t.serialPorts.addPort(3, &app);
     image = pseudoRandomImage(70'000);
     test::writeFile(path, firmwareFileText(image, 0x8000));
@@ -113,8 +114,10 @@ TEST_F(CompactFlashTest, SwitchesTheApplicationToItsLoaderAtTheFlashRate)
     EXPECT_EQ(r.transferBaud, 115200);
     ASSERT_EQ(app.framesReceived.size(), 2u); // the wake at its own rate, then the switch
     EXPECT_EQ(app.framesReceived[1], (Bytes{0x5E, 0x02, 0x01, 0x03, 0x9C}));
-    EXPECT_EQ(app.mode(), CompactModel::Mode::Loader);
     EXPECT_EQ(app.startsReceived, 1);
+    // The end-of-file record restarts it into the new application.
+    EXPECT_EQ(app.mode(), CompactModel::Mode::Application);
+    EXPECT_EQ(app.config().firmware, (std::array<uint8_t, 3>{1, 8, 0}));
     EXPECT_EQ(app.image, imageByAddress(image, 0x8000)); // across two 64 KiB blocks
     EXPECT_EQ(screen.exitDialogs, std::vector<std::string>{kSuccess});
 }
@@ -182,6 +185,7 @@ TEST_F(CompactFlashTest, AcknowledgementTimeOuts)
     EXPECT_EQ(adapter.image, imageByAddress(image));
     screen.exitDialogs.clear();
 
+    adapter.setMode(CompactModel::Mode::Loader); // the success restarted its application
     adapter.setLoaderFaults({.slowRecord = 3, .slowAckMs = 1800});
     r = flash();
     expectFailed(r, 3);
