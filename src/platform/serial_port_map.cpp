@@ -13,6 +13,8 @@
 
 #ifdef _WIN32
 #include <windows.h>
+
+#include "platform/win32/win32_serial_port.h"
 #else
 #include <fcntl.h>
 #include <grp.h>
@@ -183,16 +185,9 @@ bool canOpenDevice(const std::string& path, std::string* reason)
         CloseHandle(handle);
         return true;
     }
-    DWORD error = GetLastError();
-    if (reason) {
-        switch (error) {
-        case ERROR_FILE_NOT_FOUND:
-        case ERROR_PATH_NOT_FOUND: *reason = path + ": no such port"; break;
-        // A COM port held by another program refuses with "access denied".
-        case ERROR_ACCESS_DENIED: *reason = path + ": in use by another program"; break;
-        default: *reason = path + ": cannot be opened (error " + std::to_string(error) + ")"; break;
-        }
-    }
+    const DWORD error = GetLastError();
+    if (reason)
+        *reason = serialOpenRefusal(path, error);
     return false;
 }
 

@@ -24,21 +24,13 @@
 
 #include "ports/serial_port.h"
 #include "platform/serial_low_latency.h"
+#include "platform/serial_settings.h"
 
 class QSerialPort;
 
 namespace lp {
 
 class Logger;
-
-// Parsed "9600,n,8,1"; false when the text is not a valid setting.
-struct SerialSettings {
-    int baud = 9600;
-    char parity = 'n'; // n e o m s
-    int dataBits = 8;  // 5 to 8
-    int stopBits = 10; // in tenths: 10, 15 or 20
-};
-bool parseSerialSettings(const std::string& text, SerialSettings& out);
 
 class QtSerialPort final : public SerialPort {
 public:

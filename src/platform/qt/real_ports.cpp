@@ -12,6 +12,7 @@
 #ifdef _WIN32
 #include "platform/win32/win32_profile_files.h"
 #include "platform/win32/win32_registry_store.h"
+#include "platform/win32/win32_serial_port.h"
 #endif
 
 namespace lp {
@@ -29,8 +30,13 @@ struct RealPorts::Parts {
     RegFileStore registry{defaultRegistryFilePath()};
 #endif
     // The serial ports of this machine; a different implementation (a
-    // simulator, another platform's) plugs in here.
+    // simulator, another platform's) plugs in here. Windows has its own,
+    // which never waits on the driver (win32_serial_port.h).
+#ifdef _WIN32
+    Win32SerialPorts serialPorts{&logger};
+#else
     QtSerialPorts serialPorts{&logger};
+#endif
     // The second-generation adapter's RP1210 driver library, looked for in
     // the Windows directory first.
     Rp1210Library rp1210{"LP2RP32", [this] { return profiles.windowsDirectory(); }, &logger};
