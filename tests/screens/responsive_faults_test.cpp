@@ -19,6 +19,7 @@
 #include "ui/screens/frmFlash.h"
 #include "ui/screens/frmVersion.h"
 #include "adapters/compact/modCGP.h"
+#include "gap_meter.h"
 #include "modal.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
@@ -47,34 +48,6 @@ using Clock = std::chrono::steady_clock;
 // A window that misses its turns for this long feels frozen; the loop
 // normally turns every few milliseconds (a delay looks at it every 15).
 constexpr double kLongestGapMs = 250;
-
-class GapMeter {
-public:
-    GapMeter()
-    {
-        timer_.setTimerType(Qt::PreciseTimer);
-        QObject::connect(&timer_, &QTimer::timeout, [this] { turn(); });
-        last_ = Clock::now();
-        timer_.start(5);
-    }
-    // The stretch since the last turn counts too.
-    double longestMs()
-    {
-        turn();
-        return longest_;
-    }
-
-private:
-    void turn()
-    {
-        const auto now = Clock::now();
-        longest_ = std::max(longest_, std::chrono::duration<double, std::milli>(now - last_).count());
-        last_ = now;
-    }
-    QTimer timer_;
-    Clock::time_point last_;
-    double longest_ = 0;
-};
 
 // A context whose ports are the real ones: the Qt host, serial ports that
 // COMn leads to through the dosdevices folder, Qt sockets.
@@ -156,7 +129,7 @@ struct Tally {
     void measure(const char* kind, const char* fault, const std::function<void()>& action)
     {
         ++cases;
-        GapMeter meter;
+        test::GapMeter meter;
         const auto start = Clock::now();
         action();
         const double gap = meter.longestMs();
