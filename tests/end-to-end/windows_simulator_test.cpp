@@ -12,10 +12,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QTimer>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -23,8 +20,9 @@
 #include "adapters/compact/modCGP.h"
 #include "doubles/scripted_prompts.h"
 #include "platform/qt/qt_host.h"
-#include "platform/qt/qt_serial_port.h"
 #include "platform/qt/real_ports.h"
+#include "platform/win32/win32_serial_port.h"
+#include "gap_meter.h"
 #include "modal.h"
 #include "qt_app.h"
 #include "settings/modRegistry.h"
@@ -97,35 +95,6 @@ const Kind kKinds[] = {
     {"wireless", "WLP", "", "1.10", "WirelessLinkport-demo-01.08.12.hex"},
 };
 
-// Notes the longest time the event loop went without a turn.
-class GapMeter {
-public:
-    GapMeter()
-    {
-        timer_.setTimerType(Qt::PreciseTimer);
-        QObject::connect(&timer_, &QTimer::timeout, [this] { turn(); });
-        last_ = Clock::now();
-        timer_.start(5);
-    }
-    double longestMs()
-    {
-        turn();
-        return longest_;
-    }
-
-private:
-    using Clock = std::chrono::steady_clock;
-    void turn()
-    {
-        const auto now = Clock::now();
-        longest_ = std::max(longest_, std::chrono::duration<double, std::milli>(now - last_).count());
-        last_ = now;
-    }
-    QTimer timer_;
-    Clock::time_point last_;
-    double longest_ = 0;
-};
-
 } // namespace
 
 // The main window on the program's real ports (the system registry, the
@@ -189,6 +158,12 @@ TEST(WindowsSimulator, CommandLineReadsAndFlashesEachKind)
             linkport(home, {"--json", "--yes", "flash", besideTests("demo-firmware/") + k.file});
         EXPECT_EQ(flash.code, 0) << flash.err;
         EXPECT_EQ(str(flash.json["result"]), "success") << flash.err;
+        // The adapter runs the file's version, and answers the next program
+        // straight away.
+        EXPECT_EQ(str(flash.json["read_back"]), "verified") << flash.err;
+        const CliRun after = linkport(home, {"summary", "--json"});
+        EXPECT_EQ(after.code, 0) << after.err;
+        EXPECT_EQ(row(after.json, "Hardware Version"), k.hardware) << after.err;
     }
     const CliRun log = linkport(home, {"log", "--json"});
     ASSERT_EQ(log.code, 0) << log.err;
@@ -234,7 +209,7 @@ TEST(WindowsSimulator, WindowStaysResponsiveWhileTheComPortIsSilent)
     test::qtApp();
     test::TestContext t;
     QtHost host;
-    QtSerialPorts serial{&t.log};
+    Win32SerialPorts serial{&t.log};
     t.ctx.ports.host = &host;
     t.ctx.ports.serialPorts = &serial;
     t.ctx.commandLine = "/CLP";
@@ -245,7 +220,7 @@ TEST(WindowsSimulator, WindowStaysResponsiveWhileTheComPortIsSilent)
     double gap = 0;
     {
         frmParent main(t.ctx, std::move(options));
-        GapMeter meter;
+        test::GapMeter meter;
         main.MDIForm_Load();
         gap = meter.longestMs();
         auto* summary = qobject_cast<frmVersion*>(main.activeChild());
