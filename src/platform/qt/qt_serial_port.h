@@ -1,5 +1,6 @@
 #pragma once
-// The real serial ports, over QSerialPort.
+// The real serial ports, over QSerialPort (Linux; the Windows programs use
+// platform/win32/win32_serial_port.h, which never waits on the driver).
 //
 // A port number becomes a device through the port map (serial_port_map.h),
 // so COM5 can be a pseudo-terminal linked in the dosdevices folder. The
