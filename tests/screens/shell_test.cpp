@@ -388,7 +388,7 @@ TEST(ShellDialogs, ExitReturnDialogGrowsWithItsMessageAndLeadsOn)
     EXPECT_EQ(label->text().toStdString(), LoadResString(500));
     const int oneLine = label->height();
     const int oneLineDialog = dialog.height();
-    EXPECT_LT(oneLine, 2 * line);
+    EXPECT_LT(oneLine, line * 3 / 2);
     auto* toolkit = dialog.findChild<QPushButton*>("cmdToolkit");
     EXPECT_LE(dialog.height() - toolkit->geometry().bottom(), label->geometry().top() + 1);
 
@@ -425,7 +425,7 @@ TEST(ShellDialogs, AboutDialogNamesTheEdition)
               QString::fromStdString(LegalCopyright()) + " Halvorn Inc. All Rights Reserved");
     about.show();
     const auto* copyright = about.findChild<QLabel*>("lblCopyright");
-    EXPECT_LT(copyright->height(), 2 * copyright->fontMetrics().lineSpacing()) << "the copyright line is not wrapped";
+    EXPECT_LT(copyright->height(), copyright->fontMetrics().lineSpacing() * 3 / 2) << "the copyright line is not wrapped";
     ASSERT_NE(about.findChild<QPushButton*>("cmdOK"), nullptr);
 
     ctx.g_intToolkitMode = -1;

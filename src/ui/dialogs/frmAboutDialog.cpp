@@ -37,10 +37,10 @@ frmAboutDialog::frmAboutDialog(Context& ctx, QWidget* parent) : QDialog(parent)
 
     lblCopyright_ = new QLabel(QString::fromStdString(texts.copyright), this);
     lblCopyright_->setObjectName("lblCopyright");
-    lblCopyright_->setWordWrap(true);
     // A fixed-size layout gives a wrapping label the narrowest width it can;
-    // the copyright line fits on one line unless it is very long.
-    lblCopyright_->setMinimumWidth(std::min(lblCopyright_->fontMetrics().horizontalAdvance(lblCopyright_->text()) + 2, 520));
+    // the copyright line keeps the width it needs unwrapped, within reason.
+    lblCopyright_->setMinimumWidth(std::min(lblCopyright_->sizeHint().width(), 520));
+    lblCopyright_->setWordWrap(true);
 
     cmdOK_ = new QPushButton("OK", this);
     cmdOK_->setObjectName("cmdOK");

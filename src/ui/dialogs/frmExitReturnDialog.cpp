@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include <QFontMetrics>
 #include <QLabel>
 #include <QPushButton>
 
@@ -64,14 +63,13 @@ void frmExitReturnDialog::g_SetMessageText(const QString& text)
     lblMessage_->setText(shown);
 
     const double dpiX = logicalDpiX();
-    const QFontMetrics metrics(lblMessage_->font());
-    int longest = 0;
-    for (const QString& line : shown.split('\n'))
-        longest = std::max(longest, metrics.horizontalAdvance(line));
+    // The width the label needs unwrapped, measured the way it is drawn
+    // (font metrics alone come out a few pixels short with some fonts).
+    lblMessage_->setWordWrap(false);
+    const int longest = lblMessage_->sizeHint().width();
+    lblMessage_->setWordWrap(true);
     const int margins = 2 * TwipsToPixels(kMargin, dpiX);
-    // A few pixels spare: the label's own frame and rounding must not wrap
-    // a line that just fits.
-    width_ = std::clamp(longest + margins + 4, TwipsToPixels(kMinWidth, dpiX), TwipsToPixels(kMaxWidth, dpiX));
+    width_ = std::clamp(longest + margins, TwipsToPixels(kMinWidth, dpiX), TwipsToPixels(kMaxWidth, dpiX));
     int labelHeight = lblMessage_->heightForWidth(width_ - margins);
     if (labelHeight < 0)
         labelHeight = lblMessage_->sizeHint().height();

@@ -1,5 +1,7 @@
 #include "ui/screens/frmPreferences.h"
 
+#include <algorithm>
+
 #include <QComboBox>
 #include <QFormLayout>
 #include <QGroupBox>
@@ -111,8 +113,13 @@ frmPreferences::frmPreferences(Context& ctx, QWidget* parent, WirelessPickerCall
     fillDeviceKinds();
     fillPorts();
     showWirelessAdapter();
+    // As wide as the widest pane, so the dialog keeps its width when the
+    // kind changes and only its height follows the pane.
+    int widest = 420;
+    for (QWidget* pane : {fraLP2, fraCompact, fraWireless})
+        widest = std::max(widest, pane->sizeHint().width() + layout->contentsMargins().left() + layout->contentsMargins().right());
+    setMinimumWidth(widest);
     showPaneOfKind();
-    setMinimumWidth(420);
 }
 
 void frmPreferences::connectControls()
