@@ -1,13 +1,12 @@
 #include "ui/dialogs/frmAboutDialog.h"
 
-#include <algorithm>
-
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPixmap>
 #include <QPushButton>
 
+#include "ui/label_fit.h"
 #include "ui/res_picture.h"
 #include "operations/startup.h"
 
@@ -37,10 +36,8 @@ frmAboutDialog::frmAboutDialog(Context& ctx, QWidget* parent) : QDialog(parent)
 
     lblCopyright_ = new QLabel(QString::fromStdString(texts.copyright), this);
     lblCopyright_->setObjectName("lblCopyright");
-    // A fixed-size layout gives a wrapping label the narrowest width it can;
-    // the copyright line keeps the width it needs unwrapped, within reason.
-    lblCopyright_->setMinimumWidth(std::min(lblCopyright_->sizeHint().width(), 520));
     lblCopyright_->setWordWrap(true);
+    lblCopyright_->setMinimumWidth(FittingLabelWidth(*lblCopyright_, 200, 520));
 
     cmdOK_ = new QPushButton("OK", this);
     cmdOK_->setObjectName("cmdOK");

@@ -1,12 +1,11 @@
 #include "ui/dialogs/frmExitReturnDialog.h"
 
-#include <algorithm>
-
 #include <QLabel>
 #include <QPushButton>
 
 #include "ui/child_screen.h"
 #include "ui/main_window.h"
+#include "ui/label_fit.h"
 #include "ui/res_picture.h"
 #include "operations/startup.h"
 #include "core/string_table.h"
@@ -63,13 +62,9 @@ void frmExitReturnDialog::g_SetMessageText(const QString& text)
     lblMessage_->setText(shown);
 
     const double dpiX = logicalDpiX();
-    // The width the label needs unwrapped, measured the way it is drawn
-    // (font metrics alone come out a few pixels short with some fonts).
-    lblMessage_->setWordWrap(false);
-    const int longest = lblMessage_->sizeHint().width();
-    lblMessage_->setWordWrap(true);
     const int margins = 2 * TwipsToPixels(kMargin, dpiX);
-    width_ = std::clamp(longest + margins, TwipsToPixels(kMinWidth, dpiX), TwipsToPixels(kMaxWidth, dpiX));
+    width_ = margins + FittingLabelWidth(*lblMessage_, TwipsToPixels(kMinWidth, dpiX) - margins,
+                                         TwipsToPixels(kMaxWidth, dpiX) - margins);
     int labelHeight = lblMessage_->heightForWidth(width_ - margins);
     if (labelHeight < 0)
         labelHeight = lblMessage_->sizeHint().height();
