@@ -113,13 +113,19 @@ frmPreferences::frmPreferences(Context& ctx, QWidget* parent, WirelessPickerCall
     fillDeviceKinds();
     fillPorts();
     showWirelessAdapter();
+    keepWidestPaneWidth();
+    showPaneOfKind();
+}
+
+void frmPreferences::keepWidestPaneWidth()
+{
     // As wide as the widest pane, so the dialog keeps its width when the
     // kind changes and only its height follows the pane.
+    const QMargins margins = layout()->contentsMargins();
     int widest = 420;
     for (QWidget* pane : {fraLP2, fraCompact, fraWireless})
-        widest = std::max(widest, pane->sizeHint().width() + layout->contentsMargins().left() + layout->contentsMargins().right());
+        widest = std::max(widest, pane->sizeHint().width() + margins.left() + margins.right());
     setMinimumWidth(widest);
-    showPaneOfKind();
 }
 
 void frmPreferences::connectControls()

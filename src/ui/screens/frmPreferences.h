@@ -48,6 +48,7 @@ private:
     void fillDeviceKinds();
     void fillPorts();
     void showPaneOfKind();
+    void keepWidestPaneWidth();
     void showWirelessAdapter();
     void refuse(const std::string& message);
 
