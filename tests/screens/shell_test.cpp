@@ -387,9 +387,10 @@ TEST(ShellDialogs, ExitReturnDialogGrowsWithItsMessageAndLeadsOn)
     const int line = label->fontMetrics().lineSpacing();
     dialog.g_SetMessageText(QString("Flash again. ").repeated(30));
     const int widest = dialog.width();
+    const int widestLabel = label->width();
     dialog.g_SetMessageText(QString::fromStdString(LoadResString(500)));
     EXPECT_EQ(label->text().toStdString(), LoadResString(500));
-    EXPECT_TRUE(label->height() < line * 3 / 2 || dialog.width() == widest) << label->height() << " " << dialog.width();
+    EXPECT_EQ(label->height(), label->heightForWidth(widestLabel)) << "no more lines than in the widest dialog";
     EXPECT_LT(dialog.width(), widest + 1);
 
     dialog.g_SetMessageText("Done.");
@@ -433,8 +434,8 @@ TEST(ShellDialogs, AboutDialogNamesTheEdition)
               QString::fromStdString(LegalCopyright()) + " Halvorn Inc. All Rights Reserved");
     about.show();
     const auto* copyright = about.findChild<QLabel*>("lblCopyright");
-    EXPECT_TRUE(copyright->height() < copyright->fontMetrics().lineSpacing() * 3 / 2 || copyright->width() >= 520)
-        << "the copyright line wraps only when too long for the box";
+    EXPECT_EQ(copyright->heightForWidth(copyright->width()), copyright->heightForWidth(520))
+        << "no more lines than the widest box needs";
     ASSERT_NE(about.findChild<QPushButton*>("cmdOK"), nullptr);
 
     ctx.g_intToolkitMode = -1;
