@@ -126,7 +126,8 @@ TEST(FlashSession, ProgressCountsAcknowledgedRecordsForEveryAdapterKind)
         EXPECT_EQ(view.progress.total, c.total);
         EXPECT_EQ(view.progress.acknowledged, c.total);
         EXPECT_EQ(view.value, view.maximum); // the last answer fills the bar
-        if (c.kind != FlashKind::LP2)
+        if (c.kind != FlashKind::LP2) {
             EXPECT_EQ(view.maximum, 6 + c.total - 1 + 10); // the record count plus 10
+        }
     }
 }

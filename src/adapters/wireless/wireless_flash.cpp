@@ -181,7 +181,7 @@ bool WirelessFlash::beginFlash(const std::string& address, const std::string& pa
         screen_.endConnectionWait();
         if (!connected) {
             if (active_ && ctx_.g_blnCancelConnection)
-                endCancelled();
+                endAfterSocketError("cancelled by the user while connecting", WirelessFlashOutcome::Cancelled);
             else if (!errorPending_ && active_)
                 endAfterSocketError("no connection to " + address_);
             return;
@@ -722,21 +722,7 @@ void WirelessFlash::endTimedOut()
     finish(WirelessFlashOutcome::TimedOut, why);
 }
 
-void WirelessFlash::endCancelled()
-{
-    if (!active_)
-        return;
-    log(Info, "the user cancelled the connection to " + address_);
-    deactivate();
-    TCPSocket.close();
-    screen_.unloadProgressDialog();
-    screen_.setMousePointer(kDefaultPointer);
-    ctx_.g_intFlashRecordCounter = 0;
-    screen_.returnToReadyState();
-    finish(WirelessFlashOutcome::Cancelled, "cancelled by the user while connecting");
-}
-
-void WirelessFlash::endAfterSocketError(const std::string& why)
+void WirelessFlash::endAfterSocketError(const std::string& why, WirelessFlashOutcome outcome)
 {
     if (!active_)
         return;
@@ -751,7 +737,7 @@ void WirelessFlash::endAfterSocketError(const std::string& why)
     file_.close();
     ctx_.g_intFlashRecordCounter = 0;
     screen_.returnToReadyState();
-    finish(WirelessFlashOutcome::SocketError, why);
+    finish(outcome, why);
 }
 
 void WirelessFlash::endVersionRead(const std::string& why)

@@ -227,8 +227,10 @@ private:
     void endCorruptFile(const std::string& why);
     void endRefusedRecord(const std::string& why);
     void endTimedOut();
-    void endCancelled();
-    void endAfterSocketError(const std::string& why);
+    // Without a box: the socket's error event has told the user, or the
+    // user cancelled.
+    void endAfterSocketError(const std::string& why,
+                             WirelessFlashOutcome outcome = WirelessFlashOutcome::SocketError);
     void endVersionRead(const std::string& why);
     void finish(WirelessFlashOutcome outcome, const std::string& why);
     void deactivate();
