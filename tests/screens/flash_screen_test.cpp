@@ -11,11 +11,14 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QTreeWidget>
+#include <QWindow>
 
 #include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "operations/flash_checks.h"
 #include "ui/dialogs/frmDownloadProgress.h"
@@ -490,4 +493,112 @@ TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
     compact.cmdOK_Click();
     EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>{LoadResString(114)});
     EXPECT_EQ(compact.findChild<QListWidget*>("lstFiles")->count(), 1);
+}
+
+namespace {
+
+// Notes, when armed, whether the progress dialog is up and exposed at the
+// moment the adapter hears the flash's first byte.
+struct FirstByteWatch {
+    QPointer<frmFlash> screen;
+    bool armed = false;
+    std::optional<bool> dialogUp;
+    void heard()
+    {
+        if (!std::exchange(armed, false))
+            return;
+        frmDownloadProgress* p = screen ? screen->downloadProgress() : nullptr;
+        dialogUp = p && p->isVisible() && p->windowHandle() && p->windowHandle()->isExposed();
+    }
+};
+
+struct WatchedCompact final : sim::SerialDevice {
+    WatchedCompact(sim::CompactModel& m, FirstByteWatch& w) : model(m), watch(w) {}
+    void hostOpened(sim::SerialLine& line) override { model.hostOpened(line); }
+    void hostClosed() override { model.hostClosed(); }
+    void received(uint8_t byte, int baud) override { watch.heard(), model.received(byte, baud); }
+    sim::CompactModel& model;
+    FirstByteWatch& watch;
+};
+
+struct WatchedWireless final : sim::TcpDevice {
+    WatchedWireless(sim::WirelessModel& m, FirstByteWatch& w) : model(m), watch(w) {}
+    void connected(sim::TcpLink& link) override { model.connected(link); }
+    void received(const Bytes& bytes) override { watch.heard(), model.received(bytes); }
+    void disconnected() override { model.disconnected(); }
+    sim::WirelessModel& model;
+    FirstByteWatch& watch;
+};
+
+// The user's click on the Connecting dialog's Cancel, whichever dialog is up.
+bool clickConnectingCancel()
+{
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+        if (w->objectName() == "frmConnectingDialog" && w->isVisible()) {
+            w->findChild<QPushButton*>("cmdCancel")->click();
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+TEST(FlashScreen, TheProgressDialogIsPaintedBeforeTheAdapterHearsTheFlash)
+{
+    for (const char* kind : {"B&B SIP", "WLP"}) {
+        SCOPED_TRACE(kind);
+        FlashScreen f(kind);
+        FirstByteWatch watch;
+        WatchedCompact compact(f.compact, watch);
+        WatchedWireless wireless(f.wireless, watch);
+        f.serialPorts.addPort(7, &compact);
+        f.tcpSockets.addDevice("127.0.0.2", wireless);
+        const bool cgp = std::string(kind) == "B&B SIP";
+        f.pick = f.firmwareFile("new.hex", firmware(cgp ? "Firmware" : "Wireless Firmware", "01.08.12", "1.10", 30));
+        watch.screen = &f.open(cgp ? "/CLP" : "");
+        f.clock.runFor(100);
+        watch.armed = true;
+        f.clickBeginFlash();
+        EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clock.runFor(30000); },
+                                                 [&](frmExitReturnDialog& d) { exitDialogText(d, "cmdFlash"); }),
+                  1);
+        EXPECT_EQ(watch.dialogUp, std::optional<bool>(true));
+        EXPECT_EQ(f.screen->downloadProgress(), nullptr); // gone at the end
+    }
+}
+
+TEST(FlashScreen, CancelInTheConnectingDialogEndsTheConnectionForGood)
+{
+    FlashScreen f("WLP");
+    // "Shop" has no adapter: its refusal ("Error# 10061") would come after a
+    // round trip of 20 s, long after the Cancel.
+    f.writeWindowsFile("LPIPRP32.INI", "[AdditionalDevices]\r\nDeviceNames=Shop;\r\nDeviceParams=127.0.0.9:12321;\r\n"
+                                       "SerialNumbers=S1;\r\n[DeviceInformation1]\r\nDeviceName=Shop\r\n");
+    f.tcpSockets.setLatencyMs(10000);
+    f.pick = f.firmwareFile("wlp.hex", firmware("Wireless Firmware", "1.8", "1.10", 4));
+    bool clicked = false;
+    f.clock.postMessage([&] { clicked = clickConnectingCancel(); }, 1000);
+    frmFlash& s = f.open(); // the version read on entering waits for the connection
+    EXPECT_TRUE(clicked);
+    EXPECT_LT(f.clock.nowMs(), 2000);
+    EXPECT_EQ(f.selectFileCalls, 1); // the screen went on at once
+    f.clock.runFor(60000);
+    EXPECT_TRUE(f.prompts.boxes().empty()); // no "Error# 10061" later
+    EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"Shop", "S1", "Not Present", "Not Present"}));
+
+    // Begin Flash: the connection's wait shows the dialog too (no busy window).
+    f.prompts.answer(MsgBoxResult::Yes); // flash an adapter that gave no versions
+    clicked = false;
+    f.clock.postMessage([&] { clicked = clickConnectingCancel(); }, 1000);
+    f.clickBeginFlash();
+    EXPECT_TRUE(clicked);
+    EXPECT_FALSE(s.flashRunning());
+    f.clock.runFor(60000);
+    test::flushPosted();
+    EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{NoHardwareVersionText()});
+    EXPECT_TRUE(f.main->menuBar()->isEnabled());
+    EXPECT_TRUE(f.beginEnabled());
+    EXPECT_EQ(s.downloadProgress(), nullptr);
+    EXPECT_TRUE(f.log.contains(LogSubsystem::Flash, "cancelled by the user while connecting"));
 }
