@@ -33,6 +33,7 @@ public:
     void setMainWindowEnabled(bool) override {}
     void showExitReturnDialog(const std::string& text) override
     {
+        bar_.finish();
         ctx_.ports.prompts->msgBox(text, MsgBoxStyle::OkOnly, FlashProgramTitle(ctx_));
     }
     void returnToReadyState() override {}

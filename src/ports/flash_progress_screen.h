@@ -53,7 +53,9 @@ public:
     // The mouse pointer: 0 default, 11 hourglass.
     virtual void setMousePointer(int pointer) = 0;
 
-    // frmExitReturnDialog with this message text, shown modally.
+    // frmExitReturnDialog with this message text, shown modally; a progress
+    // dialog still up goes first (a flash may leave it up through the
+    // read-back that precedes this).
     virtual void showExitReturnDialog(const std::string& text) = 0;
 
     // After a failed flash: the screen becomes ready for another file and

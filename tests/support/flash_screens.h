@@ -46,7 +46,7 @@ struct RecordingCompactScreen final : CompactFlashScreen, RecordedFlashScreen {
     }
     int mousePointer() const override { return pointer; }
     void setMousePointer(int p) override { pointer = p; }
-    void showExitReturnDialog(const std::string& text) override { exitDialogs.push_back(text); }
+    void showExitReturnDialog(const std::string& text) override { dialogVisible = false, exitDialogs.push_back(text); }
     void returnToReadyState() override { ++readyStates; }
 
     // tmrProgramDevice: a timer of `host` ticking `flash` at the screen's interval.
@@ -78,7 +78,7 @@ struct RecordingWirelessScreen final : WirelessFlashScreen, RecordedFlashScreen 
     void showAdapterValue(WirelessValue which, const std::string& text) override { rows[which] = text; }
     void setMousePointer(int p) override { pointer = p; }
     void endReconnectWait() override { ++reconnectWaitsEnded; }
-    void showExitReturnDialog(const std::string& text) override { exitDialogs.push_back(text); }
+    void showExitReturnDialog(const std::string& text) override { dialogVisible = false, exitDialogs.push_back(text); }
     void returnToReadyState() override { ++readyStates; }
 
     WirelessFlash* flash = nullptr;

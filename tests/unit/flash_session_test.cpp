@@ -57,7 +57,7 @@ struct ProgressView final : FlashSessionView, test::RecordedFlashScreen {
     void setFlashTimerEnabled(FlashTimer, bool, int32_t) override {}
     void showAdapterValue(WirelessValue, const std::string&) override {}
     void setMainWindowEnabled(bool) override {}
-    void showExitReturnDialog(const std::string& text) override { exitDialogs.push_back(text); }
+    void showExitReturnDialog(const std::string& text) override { dialogVisible = false, exitDialogs.push_back(text); }
     void returnToReadyState() override {}
 };
 

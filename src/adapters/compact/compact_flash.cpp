@@ -414,9 +414,10 @@ bool CompactFlash::waitForAcknowledge(const std::string& line)
 
 // ---------------------------------------------------------------- endings
 
-void CompactFlash::stopTransfer()
+void CompactFlash::stopTransfer(bool keepDialog)
 {
-    screen_.unloadProgressDialog();
+    if (!keepDialog)
+        screen_.unloadProgressDialog();
     screen_.setProgramDeviceTimerEnabled(false);
     transferring_ = false;
     file_.close();
@@ -455,7 +456,9 @@ void CompactFlash::endTransferFailure(int16_t code, const std::string& why, bool
 
 void CompactFlash::endSuccess()
 {
-    stopTransfer();
+    // The dialog stays up through the read-back of the version; the
+    // exit/return dialog takes its place.
+    stopTransfer(true);
     if (Connection.portOpen())
         Connection.setPortOpen(false);
     ctx_.g_intFlashRecordCounter = 0;

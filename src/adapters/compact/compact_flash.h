@@ -113,7 +113,7 @@ private:
     void sendBytes(const Bytes& bytes, int16_t code, const char* what);
 
     // The endings.
-    void stopTransfer();
+    void stopTransfer(bool keepDialog = false);
     void endStartFailure(int16_t code, const std::string& why);
     void endTransferFailure(int16_t code, const std::string& why, bool restorePointer);
     void endSuccess();

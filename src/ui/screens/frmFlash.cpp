@@ -599,6 +599,7 @@ void frmFlash::showExitReturnDialog(const std::string& text)
 {
     if (destroying_)
         return;
+    unloadProgressDialog();
     frmExitReturnDialog dialog(ctx(), mainWindow());
     dialog.g_SetMessageText(qs(text));
     dialog.exec();
