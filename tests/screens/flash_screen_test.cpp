@@ -497,14 +497,19 @@ TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
 
 namespace {
 
-// Notes, when armed, whether the progress dialog is up and exposed at the
-// moment the adapter hears the flash's first byte.
+bool connectingDialogUp();
+
+// Notes what the user sees when the adapter hears its first byte: on
+// entering the screen (entry armed), the Connecting dialog; when a flash
+// begins (armed), the progress dialog, up and exposed.
 struct FirstByteWatch {
     QPointer<frmFlash> screen;
-    bool armed = false;
-    std::optional<bool> dialogUp;
+    bool entryArmed = true, armed = false;
+    std::optional<bool> connectingUp, dialogUp;
     void heard()
     {
+        if (std::exchange(entryArmed, false))
+            connectingUp = connectingDialogUp();
         if (!std::exchange(armed, false))
             return;
         frmDownloadProgress* p = screen ? screen->downloadProgress() : nullptr;
@@ -523,28 +528,41 @@ struct WatchedCompact final : sim::SerialDevice {
 
 struct WatchedWireless final : sim::TcpDevice {
     WatchedWireless(sim::WirelessModel& m, FirstByteWatch& w) : model(m), watch(w) {}
-    void connected(sim::TcpLink& link) override { model.connected(link); }
+    void connected(sim::TcpLink& link) override
+    {
+        if (watch.entryArmed) // the version read: its question comes once the dialog has gone
+            watch.heard();
+        model.connected(link);
+    }
     void received(const Bytes& bytes) override { watch.heard(), model.received(bytes); }
     void disconnected() override { model.disconnected(); }
     sim::WirelessModel& model;
     FirstByteWatch& watch;
 };
 
-// The user's click on the Connecting dialog's Cancel, whichever dialog is up.
-bool clickConnectingCancel()
+QWidget* visibleConnectingDialog()
 {
     for (QWidget* w : QApplication::topLevelWidgets()) {
-        if (w->objectName() == "frmConnectingDialog" && w->isVisible()) {
-            w->findChild<QPushButton*>("cmdCancel")->click();
-            return true;
-        }
+        if (w->objectName() == "frmConnectingDialog" && w->isVisible())
+            return w;
     }
-    return false;
+    return nullptr;
+}
+
+bool connectingDialogUp() { return visibleConnectingDialog() != nullptr; }
+
+// The user's click on the Connecting dialog's Cancel.
+bool clickConnectingCancel()
+{
+    QWidget* dialog = visibleConnectingDialog();
+    if (dialog)
+        dialog->findChild<QPushButton*>("cmdCancel")->click();
+    return dialog != nullptr;
 }
 
 } // namespace
 
-TEST(FlashScreen, TheProgressDialogIsPaintedBeforeTheAdapterHearsTheFlash)
+TEST(FlashScreen, ADialogIsUpBeforeTheAdapterHearsTheScreenOrTheFlash)
 {
     for (const char* kind : {"B&B SIP", "WLP"}) {
         SCOPED_TRACE(kind);
@@ -563,8 +581,10 @@ TEST(FlashScreen, TheProgressDialogIsPaintedBeforeTheAdapterHearsTheFlash)
         EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clock.runFor(30000); },
                                                  [&](frmExitReturnDialog& d) { exitDialogText(d, "cmdFlash"); }),
                   1);
+        EXPECT_EQ(watch.connectingUp, std::optional<bool>(true)); // reading the adapter's versions
         EXPECT_EQ(watch.dialogUp, std::optional<bool>(true));
         EXPECT_EQ(f.screen->downloadProgress(), nullptr); // gone at the end
+        EXPECT_FALSE(connectingDialogUp());
     }
 }
 

@@ -296,10 +296,16 @@ void frmFlash::Initialize()
     layOutLists();
     switch (kind_) {
     case FlashKind::LP2:
+        // Two seconds and more on the adapter: the Connecting dialog, not
+        // a window that looks hung.
+        beginConnectionWait(LoadResString(Res::Lp2FullName));
         ShowLP2Versions();
+        endConnectionWait();
         break;
     case FlashKind::CGP:
+        beginConnectionWait(LoadResString(Res::CompactName));
         ShowCGPVersions();
+        endConnectionWait();
         break;
     case FlashKind::WLP:
         ShowWLPList();
@@ -568,13 +574,13 @@ void frmFlash::setProgress(const FlashProgress& progress)
         progress_->setProgress(progress);
 }
 
-void frmFlash::beginConnectionWait()
+void frmFlash::beginConnectionWait(const std::string& adapterName)
 {
     if (destroying_)
         return;
     endConnectionWait();
     connecting_ = frmConnectingDialog::Load(ctx(), mainWindow().ownerWidget());
-    connecting_->lblAdapterName()->setText(qs(adapterRow(1)));
+    connecting_->lblAdapterName()->setText(qs(adapterName.empty() ? adapterRow(1) : adapterName));
     connecting_->show();
 }
 

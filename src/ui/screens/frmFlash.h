@@ -88,9 +88,10 @@ public:
     void showProgressDialog();
     void unloadProgressDialog();
     void setProgress(const FlashProgress& progress);
-    // The Connecting dialog over a connection that may take long; its
-    // Cancel ends the wait.
-    void beginConnectionWait();
+    // The Connecting dialog over a wait on the adapter that may take long,
+    // named for `adapterName` (else the adapter row's name). Its Cancel,
+    // shown for the wireless adapter only, ends a connection's wait.
+    void beginConnectionWait(const std::string& adapterName = {});
     void endConnectionWait();
     frmConnectingDialog* connectingDialog() const { return connecting_.data(); }
     // The exit/return dialog with `text`, modal over the main window.
