@@ -497,95 +497,51 @@ TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
 
 namespace {
 
-bool connectingDialogUp();
-
-// Notes what the user sees when the adapter hears its first byte: on
-// entering the screen (entry armed), the Connecting dialog; when a flash
-// begins (armed), the progress dialog, up and exposed.
-struct FirstByteWatch {
-    QPointer<frmFlash> screen;
-    bool entryArmed = true, armed = false;
-    std::optional<bool> connectingUp, dialogUp;
-    void heard()
-    {
-        if (std::exchange(entryArmed, false))
-            connectingUp = connectingDialogUp();
-        if (!std::exchange(armed, false))
-            return;
-        frmDownloadProgress* p = screen ? screen->downloadProgress() : nullptr;
-        dialogUp = p && p->isVisible() && p->windowHandle() && p->windowHandle()->isExposed();
-    }
-};
-
+// The compact adapter, telling the test when it hears the next byte.
 struct WatchedCompact final : sim::SerialDevice {
-    WatchedCompact(sim::CompactModel& m, FirstByteWatch& w) : model(m), watch(w) {}
+    explicit WatchedCompact(sim::CompactModel& m) : model(m) {}
     void hostOpened(sim::SerialLine& line) override { model.hostOpened(line); }
     void hostClosed() override { model.hostClosed(); }
-    void received(uint8_t byte, int baud) override { watch.heard(), model.received(byte, baud); }
-    sim::CompactModel& model;
-    FirstByteWatch& watch;
-};
-
-struct WatchedWireless final : sim::TcpDevice {
-    WatchedWireless(sim::WirelessModel& m, FirstByteWatch& w) : model(m), watch(w) {}
-    void connected(sim::TcpLink& link) override
+    void received(uint8_t byte, int baud) override
     {
-        if (watch.entryArmed) // the version read: its question comes once the dialog has gone
-            watch.heard();
-        model.connected(link);
+        if (auto heard = std::exchange(onNextByte, nullptr))
+            heard();
+        model.received(byte, baud);
     }
-    void received(const Bytes& bytes) override { watch.heard(), model.received(bytes); }
-    void disconnected() override { model.disconnected(); }
-    sim::WirelessModel& model;
-    FirstByteWatch& watch;
+    sim::CompactModel& model;
+    std::function<void()> onNextByte;
 };
 
 QWidget* visibleConnectingDialog()
 {
-    for (QWidget* w : QApplication::topLevelWidgets()) {
+    for (QWidget* w : QApplication::topLevelWidgets())
         if (w->objectName() == "frmConnectingDialog" && w->isVisible())
             return w;
-    }
     return nullptr;
-}
-
-bool connectingDialogUp() { return visibleConnectingDialog() != nullptr; }
-
-// The user's click on the Connecting dialog's Cancel.
-bool clickConnectingCancel()
-{
-    QWidget* dialog = visibleConnectingDialog();
-    if (dialog)
-        dialog->findChild<QPushButton*>("cmdCancel")->click();
-    return dialog != nullptr;
 }
 
 } // namespace
 
-TEST(FlashScreen, ADialogIsUpBeforeTheAdapterHearsTheScreenOrTheFlash)
+TEST(FlashScreen, ADialogIsUpBeforeTheAdapterHearsAByte)
 {
-    for (const char* kind : {"B&B SIP", "WLP"}) {
-        SCOPED_TRACE(kind);
-        FlashScreen f(kind);
-        FirstByteWatch watch;
-        WatchedCompact compact(f.compact, watch);
-        WatchedWireless wireless(f.wireless, watch);
-        f.serialPorts.addPort(7, &compact);
-        f.tcpSockets.addDevice("127.0.0.2", wireless);
-        const bool cgp = std::string(kind) == "B&B SIP";
-        f.pick = f.firmwareFile("new.hex", firmware(cgp ? "Firmware" : "Wireless Firmware", "01.08.12", "1.10", 30));
-        watch.screen = &f.open(cgp ? "/CLP" : "");
-        f.clock.runFor(100);
-        watch.armed = true;
-        f.clickBeginFlash();
-        EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clock.runFor(30000); },
-                                                 [&](frmExitReturnDialog& d) { exitDialogText(d, "cmdFlash"); }),
-                  1);
-        EXPECT_EQ(watch.connectingUp, std::optional<bool>(true)); // reading the adapter's versions
-        EXPECT_EQ(watch.dialogUp, std::optional<bool>(true));
-        EXPECT_EQ(f.screen->downloadProgress(), nullptr); // gone at the end
-        EXPECT_FALSE(connectingDialogUp());
-    }
+    FlashScreen f("B&B SIP");
+    WatchedCompact compact(f.compact);
+    f.serialPorts.addPort(7, &compact);
+    f.pick = f.firmwareFile("new.hex", firmware("Firmware", "01.08.12", "1.10", 30));
+    bool connecting = false, progress = false;
+    compact.onNextByte = [&] { connecting = visibleConnectingDialog(); }; // reading the versions
+    frmFlash& s = f.open("/CLP");
+    compact.onNextByte = [&] {
+        frmDownloadProgress* p = s.downloadProgress();
+        progress = p && p->isVisible() && p->windowHandle() && p->windowHandle()->isExposed();
+    };
+    f.clickBeginFlash();
+    EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clock.runFor(30000); },
+                                             [&](frmExitReturnDialog& d) { exitDialogText(d, "cmdFlash"); }),
+              1);
+    EXPECT_TRUE(connecting);
+    EXPECT_TRUE(progress);
+    EXPECT_EQ(s.downloadProgress(), nullptr); // gone at the end
 }
 
 TEST(FlashScreen, CancelInTheConnectingDialogEndsTheConnectionForGood)
@@ -598,19 +554,27 @@ TEST(FlashScreen, CancelInTheConnectingDialogEndsTheConnectionForGood)
     f.tcpSockets.setLatencyMs(10000);
     f.pick = f.firmwareFile("wlp.hex", firmware("Wireless Firmware", "1.8", "1.10", 4));
     bool clicked = false;
-    f.clock.postMessage([&] { clicked = clickConnectingCancel(); }, 1000);
+    const auto cancelInOneSecond = [&] {
+        f.clock.postMessage([&] {
+            QWidget* dialog = visibleConnectingDialog();
+            clicked = dialog != nullptr;
+            if (dialog)
+                dialog->findChild<QPushButton*>("cmdCancel")->click();
+        }, 1000);
+    };
+    cancelInOneSecond();
     frmFlash& s = f.open(); // the version read on entering waits for the connection
     EXPECT_TRUE(clicked);
     EXPECT_LT(f.clock.nowMs(), 2000);
     EXPECT_EQ(f.selectFileCalls, 1); // the screen went on at once
     f.clock.runFor(60000);
-    EXPECT_TRUE(f.prompts.boxes().empty()); // no "Error# 10061" later
+    EXPECT_TRUE(f.prompts.boxes().empty()); // nothing later
     EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"Shop", "S1", "Not Present", "Not Present"}));
 
-    // Begin Flash: the connection's wait shows the dialog too (no busy window).
+    // Begin Flash: the connection's wait shows the dialog too, not a busy window.
     f.prompts.answer(MsgBoxResult::Yes); // flash an adapter that gave no versions
     clicked = false;
-    f.clock.postMessage([&] { clicked = clickConnectingCancel(); }, 1000);
+    cancelInOneSecond();
     f.clickBeginFlash();
     EXPECT_TRUE(clicked);
     EXPECT_FALSE(s.flashRunning());
@@ -619,6 +583,5 @@ TEST(FlashScreen, CancelInTheConnectingDialogEndsTheConnectionForGood)
     EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{NoHardwareVersionText()});
     EXPECT_TRUE(f.main->menuBar()->isEnabled());
     EXPECT_TRUE(f.beginEnabled());
-    EXPECT_EQ(s.downloadProgress(), nullptr);
     EXPECT_TRUE(f.log.contains(LogSubsystem::Flash, "cancelled by the user while connecting"));
 }
