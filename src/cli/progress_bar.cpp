@@ -48,8 +48,10 @@ std::string ProgressBar::line(int64_t acknowledged, int64_t total)
     const int64_t done = std::clamp<int64_t>(acknowledged, 0, total);
     const auto filled = static_cast<size_t>(done * kBarWidth / total);
     std::string text = "[" + std::string(filled, '#') + std::string(static_cast<size_t>(kBarWidth) - filled, ' ') + "] ";
-    if (total == 1 && acknowledged == 0)
-        return text + "waiting for the adapter's driver"; // one command: nothing to count
+    // A file sends two records at least: one step is the driver's flash,
+    // which reports only its end.
+    if (total == 1)
+        return text + (done ? "the driver reports the flash done" : "the adapter's driver is flashing");
     return text + std::to_string(done) + "/" + std::to_string(total) + " records acknowledged";
 }
 

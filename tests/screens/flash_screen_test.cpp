@@ -17,7 +17,6 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <utility>
 
 #include "operations/flash_checks.h"
