@@ -63,25 +63,22 @@ struct Run {
     double cpu = 0;      // client thread's CPU over the same stretch
 };
 
-// The screen marks the first record (the first progress value after the
-// dialog opened) and the last "#" (state "12" unloads the dialog).
+// The screen marks the first record's "#" and the last one's (the progress
+// reports each acknowledgement).
 struct TimingScreen final : WirelessFlashScreen {
     void showProgressDialog() override { shown = true; }
-    void unloadProgressDialog() override
+    void unloadProgressDialog() override {}
+    void setProgress(const FlashProgress& p) override
     {
-        if (started && !ended) {
-            ended = true;
-            end = Clock::now();
-            cpuEnd = threadCpuSeconds();
-        }
-    }
-    void setProgressMaximum(int32_t) override {}
-    void setProgressValue(int32_t v) override
-    {
-        if (shown && v > 0 && !started) {
+        if (shown && p.acknowledged > 0 && !started) {
             started = true;
             start = Clock::now();
             cpuStart = threadCpuSeconds();
+        }
+        if (started && !ended && p.complete()) {
+            ended = true;
+            end = Clock::now();
+            cpuEnd = threadCpuSeconds();
         }
     }
     void setHardFlashTimerEnabled(bool) override {}

@@ -87,8 +87,7 @@ private:
 struct QuietScreen final : CompactFlashScreen {
     void showProgressDialog() override {}
     void unloadProgressDialog() override {}
-    void setProgressMaximum(int32_t) override {}
-    void setProgressValue(int32_t) override {}
+    void setProgress(const FlashProgress&) override {}
     void setProgramDeviceTimerEnabled(bool) override {}
     int mousePointer() const override { return pointer; }
     void setMousePointer(int p) override { pointer = p; }

@@ -80,8 +80,7 @@ private:
 struct QuietScreen final : WirelessFlashScreen {
     void showProgressDialog() override {}
     void unloadProgressDialog() override {}
-    void setProgressMaximum(int32_t) override {}
-    void setProgressValue(int32_t) override {}
+    void setProgress(const FlashProgress&) override {}
     void setHardFlashTimerEnabled(bool) override {}
     void showAdapterValue(WirelessValue, const std::string&) override {}
     void setMousePointer(int) override {}

@@ -25,8 +25,7 @@ public:
     TerminalFlashView(Context& ctx, FlashKind kind) : ctx_(ctx), kind_(kind) {}
     void showProgressDialog() override { bar_.start(UpdatingFirmwareText(kind_)); }
     void unloadProgressDialog() override { bar_.finish(); }
-    void setProgressMaximum(int32_t maximum) override { bar_.setMaximum(maximum); }
-    void setProgressValue(int32_t value) override { bar_.setValue(value); }
+    void setProgress(const FlashProgress& progress) override { bar_.set(progress); }
     int mousePointer() const override { return pointer_; }
     void setMousePointer(int pointer) override { pointer_ = pointer; }
     void setFlashTimerEnabled(FlashTimer, bool, int32_t) override {}
@@ -34,6 +33,7 @@ public:
     void setMainWindowEnabled(bool) override {}
     void showExitReturnDialog(const std::string& text) override
     {
+        bar_.finish();
         ctx_.ports.prompts->msgBox(text, MsgBoxStyle::OkOnly, FlashProgramTitle(ctx_));
     }
     void returnToReadyState() override {}

@@ -139,6 +139,7 @@ FirmwareFileCheck CheckFirmwareFile(FirmwareLineReader& reader, const std::funct
 {
     int64_t endLine = 0; // where the end-of-file record was
     int64_t dataRecords = 0;
+    int64_t records = 0;
     std::string raw;
     for (;;) {
         Status status = reader.readLine(raw);
@@ -166,6 +167,7 @@ FirmwareFileCheck CheckFirmwareFile(FirmwareLineReader& reader, const std::funct
         FirmwareFileCheck fault = checkRecord(line, number);
         if (!fault.ok())
             return fault;
+        ++records;
         const int type = byteAt(line, 3);
         if (type == 0x00)
             ++dataRecords;
@@ -178,6 +180,7 @@ FirmwareFileCheck CheckFirmwareFile(FirmwareLineReader& reader, const std::funct
         return checkResult(FirmwareFileFault::NoData, 0);
     FirmwareFileCheck sound;
     sound.dataRecords = dataRecords;
+    sound.records = records;
     return sound;
 }
 

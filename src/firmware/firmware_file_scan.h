@@ -55,6 +55,9 @@ struct FirmwareFileCheck {
     // its own message.
     std::string reason;
     int64_t dataRecords = 0; // data records seen (all of them when sound)
+    // Record lines after the header: in a sound file, every record a flash
+    // sends, the end-of-file record included.
+    int64_t records = 0;
     bool ok() const { return fault == FirmwareFileFault::None; }
 };
 

@@ -122,8 +122,7 @@ public:
     }
     void showProgressDialog() override { view_.showProgressDialog(); }
     void unloadProgressDialog() override { view_.unloadProgressDialog(); }
-    void setProgressMaximum(int32_t maximum) override { view_.setProgressMaximum(maximum); }
-    void setProgressValue(int32_t value) override { view_.setProgressValue(value); }
+    void setProgress(const FlashProgress& progress) override { view_.setProgress(progress); }
     void setMousePointer(int pointer) override { view_.setMousePointer(pointer); }
     void showExitReturnDialog(const std::string& text) override
     {
@@ -149,10 +148,8 @@ public:
 
 class FlashSession::WirelessSide final : public ForwardingSide<WirelessFlashScreen> {
 public:
-    WirelessSide(FlashSessionView& view, std::function<void()> beforeSuccessDialog, FlashAdapterValues& values,
-                 std::function<void()> endReconnectWait)
-        : ForwardingSide(view, std::move(beforeSuccessDialog)), values_(values),
-          endReconnectWait_(std::move(endReconnectWait))
+    WirelessSide(FlashSessionView& view, std::function<void()> beforeSuccessDialog, FlashAdapterValues& values)
+        : ForwardingSide(view, std::move(beforeSuccessDialog)), values_(values)
     {
     }
     void setHardFlashTimerEnabled(bool enabled) override
@@ -168,11 +165,14 @@ public:
         }
         view_.showAdapterValue(which, text);
     }
-    void endReconnectWait() override { endReconnectWait_(); }
+    // The main window stays locked until the attempt is concluded, a moment
+    // later: the version read after the restart is still part of it.
+    void endReconnectWait() override {}
+    void beginConnectionWait() override { view_.beginConnectionWait(); }
+    void endConnectionWait() override { view_.endConnectionWait(); }
 
 private:
     FlashAdapterValues& values_;
-    std::function<void()> endReconnectWait_;
 };
 
 FlashSession::FlashSession(Context& ctx, FlashSessionView& view, SerialPort* connection, TcpSocket* socket,
@@ -186,7 +186,7 @@ FlashSession::FlashSession(Context& ctx, FlashSessionView& view, SerialPort* con
             concludeAttempt(FlashOutcome::Success, wireless_->result().recordCount, wireless_->result().recordsSent);
     };
     compactSide_ = std::make_unique<CompactSide>(view_, beforeSuccessDialog);
-    wirelessSide_ = std::make_unique<WirelessSide>(view_, beforeSuccessDialog, wirelessValues_, [this] { unlock(); });
+    wirelessSide_ = std::make_unique<WirelessSide>(view_, beforeSuccessDialog, wirelessValues_);
     if (connection_)
         compact_ = std::make_unique<CompactFlash>(ctx_, *connection_, *compactSide_);
     if (socket_) {
@@ -412,7 +412,17 @@ bool FlashSession::FlashLP2(const FlashAdapterValues& shown)
     openAttempt(shown);
     entry_.adapterIdentity = port;
     int16_t driverResult = 0;
-    const FlashProgressCalls progress{[this] { view_.showProgressDialog(); }, [this] { view_.unloadProgressDialog(); }};
+    // The driver flashes the whole image on one command and says nothing
+    // until it is done: one step, acknowledged by the command's result.
+    const FlashProgressCalls progress{[this] {
+                                          view_.showProgressDialog();
+                                          view_.setProgress(FlashProgress{0, 1, 0});
+                                      },
+                                      [this, &driverResult] {
+                                          if (driverResult < 128) // what LP2SendFlashStart counts as done
+                                              view_.setProgress(FlashProgress{1, 1, 0});
+                                          view_.unloadProgressDialog();
+                                      }};
     const bool flashed = LP2SendFlashStart(ctx_, 2, ctx_.g_strFlashFileName, port, progress, &driverResult);
     if (!flashed) {
         log("the driver refused the flash: " + std::to_string(driverResult));
@@ -561,8 +571,10 @@ void FlashSession::afterStep()
     } else if (kind_ == FlashKind::WLP && wireless_ && wirelessFlashing_ && wireless_->result().finished()) {
         const WirelessFlashResult& r = wireless_->result();
         attempt_.reason = r.reason;
-        concludeAttempt(r.succeeded() ? FlashOutcome::Success : FlashOutcome::Failure, r.recordCount,
-                        r.recordsSent);
+        const FlashOutcome outcome = r.succeeded()                                    ? FlashOutcome::Success
+                                     : r.outcome == WirelessFlashOutcome::Cancelled ? FlashOutcome::Cancelled
+                                                                                      : FlashOutcome::Failure;
+        concludeAttempt(outcome, r.recordCount, r.recordsSent);
     }
 }
 

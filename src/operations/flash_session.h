@@ -76,6 +76,11 @@ public:
     // The main window's menus and toolbar, locked while a flash or a wait on
     // the adapter runs. Calls nest.
     virtual void setMainWindowEnabled(bool enabled) = 0;
+    // A connection to the adapter that may take long: the Connecting dialog,
+    // whose Cancel sets ctx.g_blnCancelConnection and so ends the wait (and
+    // the attempt, as cancelled). Always paired.
+    virtual void beginConnectionWait() {}
+    virtual void endConnectionWait() {}
     // The checks refused the file (hardware or age): another can be chosen.
     virtual void enableFileChoice() {}
     // The attempt is over and logged; the success dialog (if any) follows.

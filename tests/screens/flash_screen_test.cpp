@@ -11,11 +11,13 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QTreeWidget>
+#include <QWindow>
 
 #include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "operations/flash_checks.h"
 #include "ui/dialogs/frmDownloadProgress.h"
@@ -490,4 +492,95 @@ TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
     compact.cmdOK_Click();
     EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>{LoadResString(114)});
     EXPECT_EQ(compact.findChild<QListWidget*>("lstFiles")->count(), 1);
+}
+
+namespace {
+
+// The compact adapter, telling the test when it hears the next byte.
+struct WatchedCompact final : sim::SerialDevice {
+    explicit WatchedCompact(sim::CompactModel& m) : model(m) {}
+    void hostOpened(sim::SerialLine& line) override { model.hostOpened(line); }
+    void hostClosed() override { model.hostClosed(); }
+    void received(uint8_t byte, int baud) override
+    {
+        if (auto heard = std::exchange(onNextByte, nullptr))
+            heard();
+        model.received(byte, baud);
+    }
+    sim::CompactModel& model;
+    std::function<void()> onNextByte;
+};
+
+QWidget* visibleConnectingDialog()
+{
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (w->objectName() == "frmConnectingDialog" && w->isVisible())
+            return w;
+    return nullptr;
+}
+
+} // namespace
+
+TEST(FlashScreen, ADialogIsUpBeforeTheAdapterHearsAByte)
+{
+    FlashScreen f("B&B SIP");
+    WatchedCompact compact(f.compact);
+    f.serialPorts.addPort(7, &compact);
+    f.pick = f.firmwareFile("new.hex", firmware("Firmware", "01.08.12", "1.10", 30));
+    bool connecting = false, progress = false;
+    compact.onNextByte = [&] { connecting = visibleConnectingDialog(); }; // reading the versions
+    frmFlash& s = f.open("/CLP");
+    compact.onNextByte = [&] {
+        frmDownloadProgress* p = s.downloadProgress();
+        progress = p && p->isVisible() && p->windowHandle() && p->windowHandle()->isExposed();
+    };
+    f.clickBeginFlash();
+    EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clock.runFor(30000); },
+                                             [&](frmExitReturnDialog& d) { exitDialogText(d, "cmdFlash"); }),
+              1);
+    EXPECT_TRUE(connecting);
+    EXPECT_TRUE(progress);
+    EXPECT_EQ(s.downloadProgress(), nullptr); // gone at the end
+}
+
+TEST(FlashScreen, CancelInTheConnectingDialogEndsTheConnectionForGood)
+{
+    FlashScreen f("WLP");
+    // "Shop" has no adapter: its refusal ("Error# 10061") would come after a
+    // round trip of 20 s, long after the Cancel.
+    f.writeWindowsFile("LPIPRP32.INI", "[AdditionalDevices]\r\nDeviceNames=Shop;\r\nDeviceParams=127.0.0.9:12321;\r\n"
+                                       "SerialNumbers=S1;\r\n[DeviceInformation1]\r\nDeviceName=Shop\r\n");
+    f.tcpSockets.setLatencyMs(10000);
+    f.pick = f.firmwareFile("wlp.hex", firmware("Wireless Firmware", "1.8", "1.10", 4));
+    bool clicked = false;
+    const auto cancelInOneSecond = [&] {
+        f.clock.postMessage([&] {
+            QWidget* dialog = visibleConnectingDialog();
+            clicked = dialog != nullptr;
+            if (dialog)
+                dialog->findChild<QPushButton*>("cmdCancel")->click();
+        }, 1000);
+    };
+    cancelInOneSecond();
+    frmFlash& s = f.open(); // the version read on entering waits for the connection
+    EXPECT_TRUE(clicked);
+    EXPECT_LT(f.clock.nowMs(), 2000);
+    EXPECT_EQ(f.selectFileCalls, 1); // the screen went on at once
+    f.clock.runFor(60000);
+    EXPECT_TRUE(f.prompts.boxes().empty()); // nothing later
+    EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"Shop", "S1", "Not Present", "Not Present"}));
+
+    // Begin Flash: the connection's wait shows the dialog too, not a busy window.
+    f.prompts.answer(MsgBoxResult::Yes); // flash an adapter that gave no versions
+    clicked = false;
+    cancelInOneSecond();
+    f.clickBeginFlash();
+    EXPECT_TRUE(clicked);
+    EXPECT_FALSE(s.flashRunning());
+    f.clock.runFor(60000);
+    test::flushPosted();
+    EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{NoHardwareVersionText()});
+    EXPECT_TRUE(f.main->menuBar()->isEnabled());
+    EXPECT_TRUE(f.beginEnabled());
+    EXPECT_TRUE(f.log.contains(LogSubsystem::Flash, "cancelled by the user while connecting"));
 }

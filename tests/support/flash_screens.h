@@ -2,6 +2,7 @@
 // The flash screen's part as the line-by-line flashes see it, for tests:
 // everything the flash tells it is recorded, and its timer is a host timer
 // (virtual or real) once the test hands it one.
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -16,16 +17,27 @@ namespace lp::test {
 struct RecordedFlashScreen {
     bool dialogVisible = false, overMaximum = false;
     int dialogShows = 0, pointer = 0, readyStates = 0;
-    int32_t maximum = 0, value = 0;
+    int32_t maximum = 0, value = 0; // the bar
+    FlashProgress progress;
+    // The records the adapter model has answered so far; progress past it
+    // (or reported while the dialog is down) sets `ahead`.
+    std::function<int64_t()> adapterAcknowledged;
+    bool ahead = false;
     std::vector<std::string> exitDialogs;
     std::unique_ptr<HostTimer> timer;
+
+    void record(const FlashProgress& p)
+    {
+        progress = p, maximum = p.barMaximum(), value = p.barValue();
+        overMaximum = overMaximum || value > maximum;
+        ahead = ahead || !dialogVisible || (adapterAcknowledged && p.acknowledged > adapterAcknowledged());
+    }
 };
 
 struct RecordingCompactScreen final : CompactFlashScreen, RecordedFlashScreen {
-    void showProgressDialog() override { dialogVisible = true, ++dialogShows; }
+    void showProgressDialog() override { dialogShows += dialogVisible ? 0 : 1, dialogVisible = true; }
     void unloadProgressDialog() override { dialogVisible = false; }
-    void setProgressMaximum(int32_t m) override { maximum = m; }
-    void setProgressValue(int32_t v) override { value = v, overMaximum = overMaximum || v > maximum; }
+    void setProgress(const FlashProgress& p) override { record(p); }
     void setProgramDeviceTimerEnabled(bool on) override
     {
         timerOn = on;
@@ -34,7 +46,7 @@ struct RecordingCompactScreen final : CompactFlashScreen, RecordedFlashScreen {
     }
     int mousePointer() const override { return pointer; }
     void setMousePointer(int p) override { pointer = p; }
-    void showExitReturnDialog(const std::string& text) override { exitDialogs.push_back(text); }
+    void showExitReturnDialog(const std::string& text) override { dialogVisible = false, exitDialogs.push_back(text); }
     void returnToReadyState() override { ++readyStates; }
 
     // tmrProgramDevice: a timer of `host` ticking `flash` at the screen's interval.
@@ -53,10 +65,9 @@ struct RecordingWirelessScreen final : WirelessFlashScreen, RecordedFlashScreen 
         if (host)
             timer = host->createTimer([this] { flash->hardFlashTick(); });
     }
-    void showProgressDialog() override { dialogVisible = true, ++dialogShows; }
+    void showProgressDialog() override { dialogShows += dialogVisible ? 0 : 1, dialogVisible = true; }
     void unloadProgressDialog() override { dialogVisible = false; }
-    void setProgressMaximum(int32_t m) override { maximum = m; }
-    void setProgressValue(int32_t v) override { value = v, overMaximum = overMaximum || v > maximum; }
+    void setProgress(const FlashProgress& p) override { record(p); }
     void setHardFlashTimerEnabled(bool on) override
     {
         if (!timer)
@@ -67,7 +78,7 @@ struct RecordingWirelessScreen final : WirelessFlashScreen, RecordedFlashScreen 
     void showAdapterValue(WirelessValue which, const std::string& text) override { rows[which] = text; }
     void setMousePointer(int p) override { pointer = p; }
     void endReconnectWait() override { ++reconnectWaitsEnded; }
-    void showExitReturnDialog(const std::string& text) override { exitDialogs.push_back(text); }
+    void showExitReturnDialog(const std::string& text) override { dialogVisible = false, exitDialogs.push_back(text); }
     void returnToReadyState() override { ++readyStates; }
 
     WirelessFlash* flash = nullptr;

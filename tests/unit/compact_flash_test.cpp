@@ -85,7 +85,7 @@ TEST_F(CompactFlashTest, LoaderAlreadyRunningFlashesAtWireSpeedOnTimerTicks)
     EXPECT_TRUE(t.prompts.boxes().empty());
     EXPECT_EQ(screen.dialogShows, 1);
     EXPECT_FALSE(screen.overMaximum);
-    EXPECT_EQ(screen.value, 65); // the last line sent: the end-of-file record
+    EXPECT_EQ(screen.progress.acknowledged, 65); // the end-of-file record's "#" the last
     // No wake and no switch frame: the loader answered the first burst.
     EXPECT_TRUE(adapter.framesReceived.empty());
     // ":00000001FF" does not pass the end-record test: it went out as data.

@@ -78,7 +78,7 @@ TEST(WirelessFlash, LoaderReadyTransfersEveryRecordThenRestartsAndReconnects)
                                                              "the program."});
     EXPECT_TRUE(r.t.prompts.boxes().empty());
     EXPECT_EQ(r.screen.maximum, 6 + 40 + 10);
-    EXPECT_EQ(r.screen.value, 41);
+    EXPECT_EQ(r.screen.progress.acknowledged, 41);
     EXPECT_FALSE(r.screen.dialogVisible);
     EXPECT_FALSE(r.screen.timer->enabled());
     EXPECT_EQ(r.screen.reconnectWaitsEnded, 1);

@@ -180,6 +180,11 @@ bool CompactFlash::runStart(int16_t port, const std::string& path)
         return false;
     }
     log(Info, "file check passed: " + std::to_string(check.dataRecords) + " data records");
+    progress_ = FlashProgress{0, check.records, 0};
+    // Up and painted before the adapter hears anything: the switch to the
+    // loader alone takes over a second.
+    screen_.showProgressDialog();
+    screen_.setProgress(progress_);
     if (Connection.portOpen() && Connection.commPort() != port)
         Connection.setPortOpen(false);
     if (!Connection.portOpen()) {
@@ -286,11 +291,10 @@ bool CompactFlash::prepareTransfer(const std::string& path)
     sendBytes(Bytes(kStartArray.begin(), kStartArray.begin() + kStartTextLength), 2, "start text");
     Connection.input();
 
-    progressMaximum_ = static_cast<int32_t>(
-        std::min<int64_t>(count.count + kProgressHeadroom, std::numeric_limits<int32_t>::max()));
-    screen_.setProgressValue(0);
-    screen_.setProgressMaximum(progressMaximum_);
+    progress_.acknowledged = 0;
+    progress_.recordCount = count.count;
     screen_.showProgressDialog();
+    screen_.setProgress(progress_);
     transferring_ = true;
     screen_.setProgramDeviceTimerEnabled(true);
     log(Info, "transfer of " + std::to_string(count.count) + " lines at " + std::to_string(result_.transferBaud)
@@ -352,11 +356,14 @@ bool CompactFlash::transferOneRecord()
             return false;
         }
         const Bytes bytes = RecordToBytes(record, true);
-        screen_.setProgressValue(static_cast<int32_t>(std::min<int64_t>(result_.linesRead, progressMaximum_)));
         need(Connection.output(bytes), 3, "writing the record at line " + std::to_string(lineNumber));
         if (!waitForAcknowledge(record))
             return false;
         ++result_.recordsSent;
+        // Only the "#" counts: a written record may still sit in a buffer
+        // on its way to the adapter.
+        progress_.acknowledged = result_.recordsSent;
+        screen_.setProgress(progress_);
         if (result_.recordsSent == 1 || result_.recordsSent % kProgressLogEvery == 0)
             log(Debug, std::to_string(result_.recordsSent) + " records acknowledged (line "
                            + std::to_string(lineNumber) + ")");
@@ -407,9 +414,10 @@ bool CompactFlash::waitForAcknowledge(const std::string& line)
 
 // ---------------------------------------------------------------- endings
 
-void CompactFlash::stopTransfer()
+void CompactFlash::stopTransfer(bool keepDialog)
 {
-    screen_.unloadProgressDialog();
+    if (!keepDialog)
+        screen_.unloadProgressDialog();
     screen_.setProgramDeviceTimerEnabled(false);
     transferring_ = false;
     file_.close();
@@ -420,6 +428,7 @@ void CompactFlash::endStartFailure(int16_t code, const std::string& why)
     if (result_.finished)
         return;
     log(Warning, "failed (error " + std::to_string(code) + "): " + why);
+    screen_.unloadProgressDialog();
     if (code != 0)
         CGPShowError(ctx_, code);
     if (Connection.portOpen())
@@ -447,7 +456,9 @@ void CompactFlash::endTransferFailure(int16_t code, const std::string& why, bool
 
 void CompactFlash::endSuccess()
 {
-    stopTransfer();
+    // The dialog stays up through the read-back of the version; the
+    // exit/return dialog takes its place.
+    stopTransfer(true);
     if (Connection.portOpen())
         Connection.setPortOpen(false);
     ctx_.g_intFlashRecordCounter = 0;

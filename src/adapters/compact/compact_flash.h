@@ -7,8 +7,10 @@
 //    adapter hears anything), opens `Connection`, sends the "!" burst and,
 //    when the application answers nothing, switches the adapter into its
 //    loader at the flash rate; on the loader's "????" it counts the records,
-//    sends "####", shows the progress dialog and enables `tmrProgramDevice`;
-//  - tick(): what `tmrProgramDevice` runs.
+//    sends "####" and enables `tmrProgramDevice`. The progress dialog is up
+//    from the first byte the adapter hears;
+//  - tick(): what `tmrProgramDevice` runs; the progress counts records as
+//    their "#" arrives.
 // The screen side (progress dialog, timer, pointer, exit/return dialog, the
 // ready state) is reached through CompactFlashScreen, so this file stays free
 // of Qt and the screen can be replaced by a recorder in tests or by nothing
@@ -70,9 +72,6 @@ public:
     // turn (deferred deletes and the like run only there).
     static constexpr int32_t kTickSliceMs = 100;
 
-    // The progress dialog's maximum is the record count plus this.
-    static constexpr int32_t kProgressHeadroom = 10;
-
     CompactFlash(Context& ctx, SerialPort& Connection, CompactFlashScreen& screen);
     ~CompactFlash();
     CompactFlash(const CompactFlash&) = delete;
@@ -114,7 +113,7 @@ private:
     void sendBytes(const Bytes& bytes, int16_t code, const char* what);
 
     // The endings.
-    void stopTransfer();
+    void stopTransfer(bool keepDialog = false);
     void endStartFailure(int16_t code, const std::string& why);
     void endTransferFailure(int16_t code, const std::string& why, bool restorePointer);
     void endSuccess();
@@ -128,7 +127,7 @@ private:
     FirmwareLineReader file_;
     CompactFlashResult result_;
     int32_t startTick_ = 0;
-    int32_t progressMaximum_ = 0;
+    FlashProgress progress_;
     bool transferring_ = false;
     bool inTick_ = false;
     bool busy_ = false;

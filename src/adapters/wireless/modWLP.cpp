@@ -203,7 +203,8 @@ std::string WLPParseIdentityText(const Bytes& reply)
     return text;
 }
 
-bool WLPConnect(Context& ctx, TcpSocket& socket, const std::string& address, int32_t timeoutMs)
+bool WLPConnect(Context& ctx, TcpSocket& socket, const std::string& address, int32_t timeoutMs,
+                const std::function<bool()>& cancelled)
 {
     // A socket left in error (state 9) refuses Connect just as a connected
     // one does, so anything but closed is closed first.
@@ -220,8 +221,16 @@ bool WLPConnect(Context& ctx, TcpSocket& socket, const std::string& address, int
         socket.close();
         return false;
     }
+    const auto wasCancelled = [&] { return cancelled && cancelled(); };
     ctx.ports.host->waitUntil(
-        [&] { return socket.state() == TcpState::Connected || socket.state() == TcpState::Error; }, timeoutMs);
+        [&] { return socket.state() == TcpState::Connected || socket.state() == TcpState::Error || wasCancelled(); },
+        timeoutMs);
+    if (socket.state() != TcpState::Error && wasCancelled()) {
+        socket.close();
+        if (ctx.ports.log)
+            ctx.ports.log->info(LogSubsystem::Flash, "connect to " + address + " cancelled");
+        return false;
+    }
     if (socket.state() == TcpState::Connected)
         return true;
     if (socket.state() != TcpState::Error) {

@@ -4,6 +4,7 @@
 // the adapter's replies. The sockets belong to the screens; they hand the
 // received bytes to the decoders here.
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,10 @@ std::string WLPParseIdentityText(const Bytes& reply);
 // `address` and the port to 12321, connects and waits, letting messages
 // run, until the socket is connected or in error (or `timeoutMs` passed,
 // which closes it). True when connected. The flash screen uses it too.
-bool WLPConnect(Context& ctx, TcpSocket& socket, const std::string& address, int32_t timeoutMs = 30000);
+// `cancelled`, when given, is asked while the wait runs: once it holds the
+// socket is closed, which also drops an error the attempt would still have
+// reported, and the result is false.
+bool WLPConnect(Context& ctx, TcpSocket& socket, const std::string& address, int32_t timeoutMs = 30000,
+                const std::function<bool()>& cancelled = {});
 
 } // namespace lp

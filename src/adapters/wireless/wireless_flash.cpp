@@ -119,9 +119,11 @@ bool WirelessFlash::beginVersionRead(const std::string& address)
     log(Info, "version read from " + address);
     bool reading = false;
     runGuarded([&] {
-        if (!WLPConnect(ctx_, TCPSocket, address_)) {
+        // The screen's Connecting dialog is up meanwhile; its Cancel ends
+        // the wait at once.
+        if (!connectCancellably()) {
             if (!errorPending_)
-                endVersionRead("no connection to " + address_);
+                endVersionRead(ctx_.g_blnCancelConnection ? "cancelled by the user" : "no connection to " + address_);
             return;
         }
         setState(WirelessFlashState::IdentityAsked);
@@ -148,7 +150,8 @@ bool WirelessFlash::beginFlash(const std::string& address, const std::string& pa
     transferStarted_ = false;
     errorPending_ = false;
     pending_.clear();
-    progressValue_ = 0;
+    progress_ = {};
+    awaitingAcknowledge_ = false;
     ctx_.g_intFlashRecordCounter = 0;
     if (!ctx_.ports.host) {
         result_.outcome = WirelessFlashOutcome::Abandoned;
@@ -159,7 +162,6 @@ bool WirelessFlash::beginFlash(const std::string& address, const std::string& pa
     active_ = true;
     setState(WirelessFlashState::Connecting);
     log(Info, "flash of " + path + " into " + address);
-    screen_.setMousePointer(kHourglass);
     bool running = false;
     runGuarded([&] {
         // The whole file is checked before the adapter hears anything: a
@@ -169,12 +171,26 @@ bool WirelessFlash::beginFlash(const std::string& address, const std::string& pa
             endCorruptFile("file check: " + check.reason);
             return;
         }
+        progress_.total = check.records;
         TCPSocket.close();
-        if (!WLPConnect(ctx_, TCPSocket, address_)) {
-            if (!errorPending_ && active_)
+        // A connection may take long (an adapter out of reach answers
+        // nothing for 20 s): the Connecting dialog with Cancel shows then,
+        // not a busy window.
+        screen_.beginConnectionWait();
+        const bool connected = connectCancellably();
+        screen_.endConnectionWait();
+        if (!connected) {
+            if (active_ && ctx_.g_blnCancelConnection)
+                endAfterSocketError("cancelled by the user while connecting", WirelessFlashOutcome::Cancelled);
+            else if (!errorPending_ && active_)
                 endAfterSocketError("no connection to " + address_);
             return;
         }
+        // From here to the end, through the switch to the loader and the
+        // restart, the progress dialog is what the user sees.
+        screen_.setMousePointer(kHourglass);
+        screen_.showProgressDialog();
+        screen_.setProgress(progress_);
         screen_.setHardFlashTimerEnabled(true);
         stepFour();
         running = true;
@@ -299,6 +315,9 @@ void WirelessFlash::step(const Bytes& data)
     } else if (state_ == WirelessFlashState::SendingRecords) {
         stepRecordAnswer(data);
     } else if (state_ == WirelessFlashState::Restarting) {
+        // The last record's "#" comes after the closing frame has gone out.
+        if (data.front() == kAcknowledge)
+            noteAcknowledge();
         stepRestart();
     } else if (state_ == WirelessFlashState::ClosingAfterRestart) {
         stepSucceeded();
@@ -375,7 +394,6 @@ void WirelessFlash::stepLoaderRestart(const Bytes& data)
 void WirelessFlash::stepTransferPrepared()
 {
     setState(WirelessFlashState::SendingRecords);
-    screen_.setProgressValue(++progressValue_);
     raiseCounter();
     if (!prepareTransfer())
         return;
@@ -387,6 +405,7 @@ void WirelessFlash::stepTransferPrepared()
 void WirelessFlash::stepRecordAnswer(const Bytes& data)
 {
     if (data.front() == kAcknowledge) {
+        noteAcknowledge();
         sendNextRecord();
         return;
     }
@@ -397,7 +416,6 @@ void WirelessFlash::stepRecordAnswer(const Bytes& data)
 void WirelessFlash::stepRestart()
 {
     TCPSocket.close();
-    screen_.unloadProgressDialog();
     file_.close();
     log(Info, "end of file: the adapter restarts; connecting again");
     const bool connected = reconnect();
@@ -412,6 +430,7 @@ void WirelessFlash::stepRestart()
                                 + " attempts)";
         deactivate();
         TCPSocket.close();
+        screen_.unloadProgressDialog();
         ctx_.g_intFlashRecordCounter = 0;
         screen_.setMousePointer(kDefaultPointer);
         if (lastError_ != 0)
@@ -433,6 +452,7 @@ void WirelessFlash::stepSucceeded()
         return;
     deactivate();
     TCPSocket.close();
+    screen_.unloadProgressDialog();
     ctx_.g_intFlashRecordCounter = 0;
     screen_.setMousePointer(kDefaultPointer);
     finish(WirelessFlashOutcome::Succeeded, {});
@@ -460,12 +480,10 @@ bool WirelessFlash::prepareTransfer()
     std::string line;
     for (int i = 0; i < kFirmwareHeaderLines; ++i)
         file_.readLine(line);
-    progressValue_ = 0;
-    progressMaximum_ = static_cast<int32_t>(
-        std::min<int64_t>(count.count + kProgressHeadroom, std::numeric_limits<int32_t>::max()));
-    screen_.setProgressValue(0);
-    screen_.setProgressMaximum(progressMaximum_);
+    progress_.acknowledged = 0;
+    progress_.recordCount = count.count;
     screen_.showProgressDialog();
+    screen_.setProgress(progress_);
     log(Info, "transfer of " + std::to_string(count.count) + " lines prepared");
     return true;
 }
@@ -490,7 +508,7 @@ void WirelessFlash::sendNextRecord()
                 const Bytes bytes = RecordToBytes(record, true);
                 raiseCounter();
                 ++result_.recordsSent;
-                screen_.setProgressValue(std::min<int32_t>(ctx_.g_intFlashRecordCounter, progressMaximum_));
+                awaitingAcknowledge_ = true;
                 if (!transferStarted_ && ctx_.ports.host) {
                     transferStarted_ = true;
                     transferStartTick_ = ctx_.ports.host->tickCount();
@@ -525,7 +543,7 @@ bool WirelessFlash::reconnect()
     for (;;) {
         ++result_.reconnectAttempts;
         lastError_ = 0;
-        if (WLPConnect(ctx_, TCPSocket, address_)) {
+        if (WLPConnect(ctx_, TCPSocket, address_, kConnectTimeoutMs, [this] { return !active_; })) {
             connected = true;
             break;
         }
@@ -610,6 +628,21 @@ void WirelessFlash::showRow(WirelessValue which, const std::string& text)
     screen_.showAdapterValue(which, text);
 }
 
+void WirelessFlash::noteAcknowledge()
+{
+    if (!awaitingAcknowledge_)
+        return;
+    awaitingAcknowledge_ = false;
+    ++progress_.acknowledged;
+    screen_.setProgress(progress_);
+}
+
+bool WirelessFlash::connectCancellably()
+{
+    ctx_.g_blnCancelConnection = false;
+    return WLPConnect(ctx_, TCPSocket, address_, kConnectTimeoutMs, [this] { return ctx_.g_blnCancelConnection || !active_; });
+}
+
 void WirelessFlash::raiseCounter()
 {
     if (ctx_.g_intFlashRecordCounter < std::numeric_limits<int16_t>::max())
@@ -689,7 +722,7 @@ void WirelessFlash::endTimedOut()
     finish(WirelessFlashOutcome::TimedOut, why);
 }
 
-void WirelessFlash::endAfterSocketError(const std::string& why)
+void WirelessFlash::endAfterSocketError(const std::string& why, WirelessFlashOutcome outcome)
 {
     if (!active_)
         return;
@@ -704,7 +737,7 @@ void WirelessFlash::endAfterSocketError(const std::string& why)
     file_.close();
     ctx_.g_intFlashRecordCounter = 0;
     screen_.returnToReadyState();
-    finish(WirelessFlashOutcome::SocketError, why);
+    finish(outcome, why);
 }
 
 void WirelessFlash::endVersionRead(const std::string& why)

@@ -28,6 +28,10 @@
 // application running. The tick also sends a record that is owed (after "9",
 // or after a line that the end-record test passed over).
 //
+// Progress counts records as their "#" arrives. The progress dialog is up
+// from the connection on, through the switch to the loader, the transfer and
+// the restart, until the flash ends.
+//
 // The screen side (`TCPSocket`, `tmrWLPHardFlash`, the progress dialog, the
 // rows, the pointer, the exit/return dialog) is reached through
 // WirelessFlashScreen; the screen routes the socket's events and the
@@ -89,6 +93,13 @@ public:
     // The reconnect after the flash is over, successful or not: the main
     // window is enabled again and the waiting dialog unloaded.
     virtual void endReconnectWait() = 0;
+
+    // A connection that may take long is being made: the Connecting dialog
+    // (whose Cancel sets ctx.g_blnCancelConnection, which the wait reads)
+    // shows until the paired end. The version read's connection is the
+    // screen's own to show.
+    virtual void beginConnectionWait() {}
+    virtual void endConnectionWait() {}
 };
 
 enum class WirelessFlashOutcome {
@@ -100,6 +111,7 @@ enum class WirelessFlashOutcome {
     TimedOut,        // "Error while programming device.  Please retry!"
     SocketError,     // the "Error# " box: connection refused, dropped, ...
     ReconnectFailed, // the adapter did not come back after its restart
+    Cancelled,       // the user cancelled the connection (nothing sent)
     Abandoned,       // ended without a message (the screen went away)
 };
 
@@ -143,8 +155,9 @@ public:
     static constexpr int32_t kReconnectWindowMs = 10000;
     // How long the application version read after the flash may take.
     static constexpr int32_t kVersionAfterWaitMs = 2000;
-    // The progress dialog's maximum is the record count plus this.
-    static constexpr int32_t kProgressHeadroom = 10;
+    // How long a connection may take before it counts as failed. The
+    // user's Cancel ends it sooner.
+    static constexpr int32_t kConnectTimeoutMs = 30000;
 
     WirelessFlash(Context& ctx, TcpSocket& TCPSocket, WirelessFlashScreen& screen);
     ~WirelessFlash();
@@ -206,11 +219,18 @@ private:
     double secondsSinceSend();
     void showRow(WirelessValue which, const std::string& text);
     void raiseCounter();
+    // A record's "#" has come: one more record acknowledged.
+    void noteAcknowledge();
+    // WLPConnect to address_, ended early by the Connecting dialog's Cancel.
+    bool connectCancellably();
 
     void endCorruptFile(const std::string& why);
     void endRefusedRecord(const std::string& why);
     void endTimedOut();
-    void endAfterSocketError(const std::string& why);
+    // Without a box: the socket's error event has told the user, or the
+    // user cancelled.
+    void endAfterSocketError(const std::string& why,
+                             WirelessFlashOutcome outcome = WirelessFlashOutcome::SocketError);
     void endVersionRead(const std::string& why);
     void finish(WirelessFlashOutcome outcome, const std::string& why);
     void deactivate();
@@ -246,8 +266,8 @@ private:
     int32_t startTick_ = 0;
     int32_t transferStartTick_ = 0;
     bool transferStarted_ = false;
-    int32_t progressValue_ = 0;
-    int32_t progressMaximum_ = 0;
+    FlashProgress progress_;
+    bool awaitingAcknowledge_ = false; // a record went out; its "#" is due
     std::vector<WirelessValue> rowsShown_;
     std::function<void()> after_;
 };

@@ -1,9 +1,12 @@
 #include "ui/dialogs/frmDownloadProgress.h"
 
 #include <QCloseEvent>
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QProgressBar>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <algorithm>
 
@@ -15,6 +18,11 @@ namespace lp {
 namespace {
 
 QString display(const std::string& text) { return QString::fromStdString(text).replace("\r\n", "\n"); }
+
+constexpr int kExposeWaitMs = 500;
+constexpr int kExposeSliceMs = 10;
+constexpr QEventLoop::ProcessEventsFlags kPaintEvents =
+    QEventLoop::ExcludeUserInputEvents | QEventLoop::ExcludeSocketNotifiers;
 
 } // namespace
 
@@ -51,14 +59,27 @@ frmDownloadProgress::frmDownloadProgress(FlashKind kind, QWidget* parent) : QDia
     }
 }
 
-void frmDownloadProgress::setProgressMaximum(int maximum)
+void frmDownloadProgress::setProgress(const FlashProgress& progress)
 {
-    prgDownload_->setMaximum(std::max(0, maximum));
+    const int maximum = progress.barMaximum();
+    if (prgDownload_->maximum() != maximum)
+        prgDownload_->setRange(0, maximum);
+    prgDownload_->setValue(std::clamp(progress.barValue(), 0, maximum));
 }
 
-void frmDownloadProgress::setProgressValue(int value)
+void frmDownloadProgress::showPainted()
 {
-    prgDownload_->setValue(std::clamp(value, prgDownload_->minimum(), prgDownload_->maximum()));
+    show();
+    raise();
+    // A new window is black until the window system has mapped it and it
+    // has painted once; a flash that starts meanwhile would leave it so.
+    // Only the events that bring that about run here: no input, no socket.
+    QElapsedTimer waited;
+    waited.start();
+    while (!(windowHandle() && windowHandle()->isExposed()) && waited.elapsed() < kExposeWaitMs)
+        QCoreApplication::processEvents(kPaintEvents, kExposeSliceMs);
+    repaint();
+    QCoreApplication::processEvents(kPaintEvents);
 }
 
 int frmDownloadProgress::progressValue() const { return prgDownload_->value(); }

@@ -5,6 +5,7 @@
 #include <QDialog>
 
 #include "operations/flash_checks.h"
+#include "ports/flash_progress_screen.h"
 
 class QLabel;
 class QProgressBar;
@@ -16,12 +17,16 @@ class frmDownloadProgress : public QDialog {
 public:
     frmDownloadProgress(FlashKind kind, QWidget* parent);
 
-    // The bar's value and maximum (its minimum is 0). A value outside the
-    // range is held at its nearer end.
-    void setProgressMaximum(int maximum);
-    void setProgressValue(int value);
+    // The bar: maximum the record count plus 10, value the records
+    // acknowledged, full once the last one is.
+    void setProgress(const FlashProgress& progress);
     int progressValue() const;
     int progressMaximum() const;
+
+    // Shows the dialog and returns once it has been painted (or after a
+    // short limit without a window system that says so): what follows may
+    // hold the window for a while.
+    void showPainted();
 
 protected:
     // Only the flash that showed the dialog closes it.

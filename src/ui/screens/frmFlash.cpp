@@ -121,16 +121,7 @@ public:
     explicit View(frmFlash& screen) : s_(screen) {}
     void showProgressDialog() override { s_.showProgressDialog(); }
     void unloadProgressDialog() override { s_.unloadProgressDialog(); }
-    void setProgressMaximum(int32_t maximum) override
-    {
-        if (frmDownloadProgress* p = s_.downloadProgress())
-            p->setProgressMaximum(maximum);
-    }
-    void setProgressValue(int32_t value) override
-    {
-        if (frmDownloadProgress* p = s_.downloadProgress())
-            p->setProgressValue(value);
-    }
+    void setProgress(const FlashProgress& progress) override { s_.setProgress(progress); }
     int mousePointer() const override { return s_.pointer_; }
     void setMousePointer(int pointer) override { s_.setPointer(pointer); }
     void setFlashTimerEnabled(FlashTimer which, bool enabled, int32_t intervalMs) override
@@ -157,6 +148,8 @@ public:
         }
     }
     void setMainWindowEnabled(bool enabled) override { s_.setMainWindowEnabled(enabled); }
+    void beginConnectionWait() override { s_.beginConnectionWait(); }
+    void endConnectionWait() override { s_.endConnectionWait(); }
     void showExitReturnDialog(const std::string& text) override { s_.showExitReturnDialog(text); }
     void returnToReadyState() override { s_.returnToReadyState(); }
     void enableFileChoice() override { s_.cmdSelectFile_->setEnabled(true); }
@@ -257,6 +250,7 @@ frmFlash::~frmFlash()
     // from here on nothing reaches for it.
     destroying_ = true;
     Disconnect();
+    endConnectionWait();
     if (progress_)
         delete progress_.data();
     // The session goes before the ports and timers it uses.
@@ -302,10 +296,16 @@ void frmFlash::Initialize()
     layOutLists();
     switch (kind_) {
     case FlashKind::LP2:
+        // Two seconds and more on the adapter: the Connecting dialog, not
+        // a window that looks hung.
+        beginConnectionWait(LoadResString(Res::Lp2FullName));
         ShowLP2Versions();
+        endConnectionWait();
         break;
     case FlashKind::CGP:
+        beginConnectionWait(LoadResString(Res::CompactName));
         ShowCGPVersions();
+        endConnectionWait();
         break;
     case FlashKind::WLP:
         ShowWLPList();
@@ -554,14 +554,40 @@ void frmFlash::showProgressDialog()
 {
     if (destroying_)
         return;
+    if (progress_ && progress_->isVisible())
+        return;
     if (!progress_) {
         progress_ = new frmDownloadProgress(kind_, mainWindow().ownerWidget());
         progress_->setAttribute(Qt::WA_DeleteOnClose, false);
     }
-    progress_->show();
-    progress_->raise();
-    // The driver's flash call blocks the window; paint the dialog first.
-    progress_->repaint();
+    // What was reported before the dialog existed is what it opens with.
+    progress_->setProgress(lastProgress_);
+    // The driver's flash call and the switch to a loader hold the window:
+    // the dialog is painted before either begins.
+    progress_->showPainted();
+}
+
+void frmFlash::setProgress(const FlashProgress& progress)
+{
+    lastProgress_ = progress;
+    if (progress_)
+        progress_->setProgress(progress);
+}
+
+void frmFlash::beginConnectionWait(const std::string& adapterName)
+{
+    if (destroying_)
+        return;
+    endConnectionWait();
+    connecting_ = frmConnectingDialog::Load(ctx(), mainWindow().ownerWidget());
+    connecting_->lblAdapterName()->setText(qs(adapterName.empty() ? adapterRow(1) : adapterName));
+    connecting_->show();
+}
+
+void frmFlash::endConnectionWait()
+{
+    frmConnectingDialog::Unload(connecting_);
+    connecting_ = nullptr;
 }
 
 void frmFlash::unloadProgressDialog()
@@ -570,6 +596,7 @@ void frmFlash::unloadProgressDialog()
         return;
     frmDownloadProgress* dialog = progress_.data();
     progress_ = nullptr;
+    lastProgress_ = {};
     dialog->hide();
     dialog->deleteLater();
 }
@@ -578,6 +605,7 @@ void frmFlash::showExitReturnDialog(const std::string& text)
 {
     if (destroying_)
         return;
+    unloadProgressDialog();
     frmExitReturnDialog dialog(ctx(), mainWindow());
     dialog.g_SetMessageText(qs(text));
     dialog.exec();

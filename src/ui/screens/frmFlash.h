@@ -19,6 +19,7 @@
 #include <string>
 
 #include "operations/flash_checks.h"
+#include "ui/dialogs/frmConnectingDialog.h"
 #include "ui/dialogs/frmDownloadProgress.h"
 #include "ports/host.h"
 #include "ports/serial_port.h"
@@ -86,6 +87,13 @@ public:
     // The progress dialog as the flashes drive it.
     void showProgressDialog();
     void unloadProgressDialog();
+    void setProgress(const FlashProgress& progress);
+    // The Connecting dialog over a wait on the adapter that may take long,
+    // named for `adapterName` (else the adapter row's name). Its Cancel,
+    // shown for the wireless adapter only, ends a connection's wait.
+    void beginConnectionWait(const std::string& adapterName = {});
+    void endConnectionWait();
+    frmConnectingDialog* connectingDialog() const { return connecting_.data(); }
     // The exit/return dialog with `text`, modal over the main window.
     void showExitReturnDialog(const std::string& text);
     // Select File enabled, nothing running: another file and another try.
@@ -143,6 +151,8 @@ private:
     QPushButton* cmdBeginFlash_ = nullptr;
     // Owned by the main window (it centres there); gone with it.
     QPointer<frmDownloadProgress> progress_;
+    FlashProgress lastProgress_;
+    QPointer<frmConnectingDialog> connecting_;
 
     // Declared before the flashes that use them, so they go after them.
     std::unique_ptr<SerialPort> Connection_;
