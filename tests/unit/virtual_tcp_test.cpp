@@ -6,43 +6,21 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "adapters/wireless/modWLP.h"
 #include "models/wireless_model.h"
 #include "doubles/virtual_clock.h"
 #include "doubles/virtual_tcp.h"
+#include "support/watched_socket.h"
 
 using namespace lp;
 using namespace lp::sim;
+using namespace lp::test;
 
 namespace {
 
-const Bytes kAskIdentity{0x5E, 0x02, 0x0D, 0x01, 0x92};
-const Bytes kAskHexVersion{0x5E, 0x02, 0x0D, 0x02, 0x91};
-const Bytes kAskDecimalVersion{0x5E, 0x02, 0x0D, 0x03, 0x90};
-
-// A socket with handlers that do what the screens do: take all the data.
-struct Watched {
-    explicit Watched(TcpSockets& net, const std::string& address = "127.0.0.2") : socket(net.create())
-    {
-        socket->setRemoteHost(address);
-        socket->setRemotePort(12321);
-        socket->setDataArrivalHandler([this](int32_t total) {
-            arrivals.push_back(total);
-            Bytes got = socket->getData();
-            data.insert(data.end(), got.begin(), got.end());
-        });
-        socket->setErrorHandler([this](int32_t n, const std::string& text) { errors.emplace_back(n, text); });
-    }
-    Bytes take() { return std::exchange(data, {}); }
-
-    std::unique_ptr<TcpSocket> socket;
-    std::vector<int32_t> arrivals;
-    Bytes data;
-    std::vector<std::pair<int32_t, std::string>> errors;
-};
+using Watched = test::WatchedSocket;
 
 struct VirtualTcp : ::testing::Test {
     VirtualClock clock;
@@ -61,7 +39,7 @@ TEST_F(VirtualTcp, EventsRunOnlyWhileMessagesRun)
 {
     net.setLatencyMs(5);
     net.addDevice("127.0.0.2", model);
-    Watched w(net);
+    Watched w(net, "127.0.0.2");
 
     EXPECT_FALSE(w.socket->sendData(kAskIdentity));
     ASSERT_TRUE(w.socket->connect());
