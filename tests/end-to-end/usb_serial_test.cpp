@@ -21,6 +21,7 @@
 #include "operations/summary_reading.h"
 #include "qt_support/pty_serial_rig.h"
 #include "support/recording_views.h"
+#include "support/require.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -57,8 +58,7 @@ TEST(UsbSerialOnPty, LowLatencyIsAskedAndUndoneAndTheBridgeHoldsRepliesAsAConver
     bridge.setConverterTurnaround(300, 5); // 5-byte packets: an 8-byte reply comes as 5, then 3
     test::TempDir dir;
     test::PtyComPort com5(bridge, dir.path(), 5);
-    if (com5.noPty)
-        GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
+    LP_REQUIRE(!com5.noPty, "a pseudo-terminal: " << com5.error);
     ASSERT_TRUE(com5.linked) << com5.error;
 
     QtHost host;
@@ -107,8 +107,7 @@ TEST(UsbSerialOnPty, ALineThatGoesAwayEndsTheWorkAtOnce)
         bridge.setFollowProgramOpens(true);
         test::TempDir dir;
         test::PtyComPort com5(bridge, dir.path(), 5);
-        if (com5.noPty)
-            GTEST_SKIP() << "no pseudo-terminal: " << com5.error;
+        LP_REQUIRE(!com5.noPty, "a pseudo-terminal: " << com5.error);
         ASSERT_TRUE(com5.linked) << com5.error;
         test::writeFile(dir.file("CLPRP32.INI"), "[DeviceInformation3]\r\nDeviceParams=COM5,P1\r\n");
         const std::string path = dir.file("app.hex");
