@@ -59,12 +59,7 @@ TEST(QtSerialPortOnPty, CountsBytesThatArrivedDuringADelay)
     host.sleepMilliseconds(150); // no event runs in a delay
     EXPECT_EQ(port.inBufferCount(), 8);
     EXPECT_EQ(frames::hexText(port.input()), "5F050D0201071273");
-
-    ASSERT_TRUE(port.setSettings("19200,n,8,1"));
-    port.output(frames::framed({0x5E, 0x02, 0x0D, 0x02}));
-    host.sleepMilliseconds(150);
-    EXPECT_EQ(bridge.programBaud(), 19200);
-    EXPECT_EQ(port.inBufferCount(), 0) << "the adapter at 9600 hears noise";
+    // (A change of rate while open: Lp2EndToEnd, where the adapter hears noise.)
 
     port.setPortOpen(false);
     EXPECT_TRUE(second.setPortOpen(true));

@@ -110,7 +110,7 @@ TEST_F(CompactLink, FixedPortsUseTheirDeviceNames)
     EXPECT_EQ(lastPort(), "COM12");
 }
 
-TEST_F(CompactLink, DecodesShortGarbledAndLateReplies)
+TEST_F(CompactLink, DecodesShortReplies)
 {
     CompactModel adapter;
     ports.addPort(4, &adapter);
@@ -123,13 +123,8 @@ TEST_F(CompactLink, DecodesShortGarbledAndLateReplies)
     CGPReadIdentity(ctx, 4, *connection, a, b, c);
     EXPECT_EQ(a, "1.");
     EXPECT_EQ(ctx.g_strLP2ReplyHex, "5F080D03010201");
-
-    for (auto fault : {CompactModel::Fault::Garbage, CompactModel::Fault::SlowReply, CompactModel::Fault::Silence}) {
-        adapter.setFault(fault);
-        ASSERT_TRUE(CGPReadIdentity(ctx, 4, *connection, a, b, c));
-        EXPECT_EQ(a + b + c, "Not PresentNot PresentNot Present") << int(fault);
-    }
     EXPECT_FALSE(connection->portOpen());
+    // (Garbled, late and missing replies: the compact Summary's fault table.)
 }
 
 namespace {
