@@ -224,32 +224,3 @@ TEST_F(CompactLink, FlashBaudRateTableAndErrorTexts)
         EXPECT_EQ(box.title, "HVN Linkport Toolkit");
     }
 }
-
-TEST(CompactModel, SleepsAtItsRateAndSwitchesToTheLoader)
-{
-    VirtualClock clock;
-    VirtualSerialPorts ports(clock);
-    CompactModel adapter;
-    ports.addPort(1, &adapter);
-    auto port = ports.create();
-    port->setCommPort(1);
-    port->setSettings("9600,n,8,1");
-    port->setPortOpen(true);
-    port->output({0x5E, 0x02, 0x0D, 0x02, 0x91}); // asleep at 57600: noise
-    clock.sleepMilliseconds(100);
-    EXPECT_EQ(port->inBufferCount(), 0);
-    EXPECT_EQ(adapter.noiseBytes, 5);
-    port->setSettings("57600,n,8,1");
-    port->output({0x5E, 0x02, 0x01, 0x01, 0x9F}); // bad check byte: dropped
-    port->output({0x5E, 0x02, 0x01, 0x03, 0x9C});
-    clock.sleepMilliseconds(10);
-    EXPECT_EQ(adapter.mode(), CompactModel::Mode::Loader);
-    port->setPortOpen(false); // the loader outlives the port
-    port->setPortOpen(true);
-    port->output(Bytes(8, '!'));
-    clock.sleepMilliseconds(20);
-    EXPECT_EQ(port->input(), (Bytes{'?', '?', '?', '?'}));
-    adapter.powerCycle();
-    EXPECT_EQ(adapter.mode(), CompactModel::Mode::Application);
-    EXPECT_EQ(adapter.framesReceived.size(), 1u);
-}
