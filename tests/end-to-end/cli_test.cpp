@@ -23,6 +23,7 @@
 
 #include "demo/demo_options.h"
 #include "demo/demo_session.h"
+#include "linkport_process.h"
 #include "platform/ini_profile_files.h"
 #include "support/temp_dir.h"
 
@@ -30,6 +31,7 @@
 
 namespace {
 
+using lp::test::startLinkport;
 using lp::test::TempDir;
 
 struct CliRun {
@@ -37,21 +39,6 @@ struct CliRun {
     QJsonObject json;
     std::string err;
 };
-
-// Starts linkport with the flash log and user folders in `home`; stdin is
-// not a terminal, as in a script.
-std::unique_ptr<QProcess> startLinkport(const TempDir& home, const QStringList& args)
-{
-    auto p = std::make_unique<QProcess>();
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove("LINKPORT_FLASH_LOG");
-    env.insert("XDG_DATA_HOME", QString::fromStdString(home.file("data")));
-    env.insert("XDG_CONFIG_HOME", QString::fromStdString(home.file("config")));
-    p->setProcessEnvironment(env);
-    p->start(LP_CLI_PROGRAM, args);
-    p->closeWriteChannel();
-    return p;
-}
 
 CliRun finish(QProcess& p)
 {
@@ -262,27 +249,24 @@ TEST(Cli, WirelessAdapterThatDoesNotAnswerFailsTheSummary)
 TEST(Cli, AdapterTestResults)
 {
     TempDir home;
+    // The five results as "text colour", joined by "|".
+    const auto results = [](const CliRun& r) {
+        std::string all;
+        for (const QJsonValue& v : r.json["results"].toArray())
+            all += (all.empty() ? "" : "|") + str(v.toObject()["text"]) + " " + str(v.toObject()["colour"]);
+        return all;
+    };
     const CliRun passed = linkport(home, {"--demo", "test", "--json"});
     EXPECT_EQ(passed.code, 0) << passed.err;
     EXPECT_EQ(str(passed.json["adapter"]), "Linkport II");
-    const QJsonArray all = passed.json["results"].toArray();
-    ASSERT_EQ(all.size(), 5);
-    for (const QJsonValue& r : all) {
-        EXPECT_EQ(str(r.toObject()["text"]), "Passed");
-        EXPECT_EQ(str(r.toObject()["colour"]), "Green");
-    }
-    EXPECT_EQ(str(all[2].toObject()["caption"]), "J1708 Communication:");
+    EXPECT_EQ(results(passed), "Passed Green|Passed Green|Passed Green|Passed Green|Passed Green");
+    EXPECT_EQ(str(passed.json["results"].toArray()[2].toObject()["caption"]), "J1708 Communication:");
 
     auto sim = simulator({"--lp2", "--lp2-connect-error=J1708:443", "--select=lp2"});
     ASSERT_TRUE(sim);
     const CliRun mismatch = linkport(home, {"test", "--json"});
     EXPECT_EQ(mismatch.code, 1);
-    const QJsonArray r = mismatch.json["results"].toArray();
-    ASSERT_EQ(r.size(), 5);
-    EXPECT_EQ(str(r[0].toObject()["text"]), "Passed");
-    EXPECT_EQ(str(r[1].toObject()["text"]), "443");
-    EXPECT_EQ(str(r[1].toObject()["colour"]), "Red");
-    EXPECT_EQ(str(r[2].toObject()["text"]), "Untested");
+    EXPECT_EQ(results(mismatch), "Passed Green|443 Red|Untested White|Untested White|Untested White");
 
     // No power: the driver opens no client, and nothing passes.
     sim.reset();
@@ -290,8 +274,7 @@ TEST(Cli, AdapterTestResults)
     ASSERT_TRUE(sim);
     const CliRun silent = linkport(home, {"test", "--json"});
     EXPECT_EQ(silent.code, 1);
-    EXPECT_EQ(str(silent.json["results"].toArray()[0].toObject()["text"]), "142");
-    EXPECT_EQ(str(silent.json["results"].toArray()[4].toObject()["text"]), "Untested");
+    EXPECT_EQ(results(silent), "142 Red|Untested White|Untested White|Untested White|Untested White");
     EXPECT_NE(linkport(home, {"summary", "--json"}).code, 0) << "an adapter that answers nothing was read";
 }
 
@@ -530,16 +513,10 @@ TEST(Cli, InterruptedFlashAndDamagedLogLines)
         o.compact.setup.push_back([](lp::sim::CompactModel& m) { m.setLoaderFaults({.slowAckMs = 1000}); });
     });
     ASSERT_TRUE(sim);
-    QProcess p;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove("LINKPORT_FLASH_LOG");
-    env.insert("XDG_DATA_HOME", QString::fromStdString(home.file("data")));
-    env.insert("XDG_CONFIG_HOME", QString::fromStdString(home.file("config")));
-    p.setProcessEnvironment(env);
-    p.start(LP_CLI_PROGRAM, {"flash", demoFile("CompactLinkport-demo-01.08.12.hex")});
-    EXPECT_FALSE(p.waitForFinished(4000)) << "the slow flash ended early";
-    p.kill();
-    p.waitForFinished();
+    auto p = startLinkport(home, {"flash", demoFile("CompactLinkport-demo-01.08.12.hex")});
+    EXPECT_FALSE(p->waitForFinished(4000)) << "the slow flash ended early";
+    p->kill();
+    p->waitForFinished();
 
     // Then a disk that filled up mid-line and an entry glued to the fragment.
     const std::string path = home.file("data/linkport-toolkit/flash-log.jsonl");

@@ -19,7 +19,7 @@
 
 #include "demo/demo_options.h"
 #include "demo/demo_session.h"
-#include "support/temp_dir.h"
+#include "linkport_process.h"
 
 #if defined(LP_CLI_PROGRAM) && defined(LP_DEMO_FIRMWARE_DIR)
 
@@ -74,23 +74,16 @@ TEST(ListeningSockets, TheToolkitNeverListensWhileItTalksToAWirelessAdapter)
     EXPECT_GE(listening(getpid(), socketInodes(getpid()), ownTcp), 1);
 
     lp::test::TempDir home;
-    QProcess p;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove("LINKPORT_FLASH_LOG");
-    env.insert("XDG_DATA_HOME", QString::fromStdString(home.file("data")));
-    env.insert("XDG_CONFIG_HOME", QString::fromStdString(home.file("config")));
-    p.setProcessEnvironment(env);
-    p.start(LP_CLI_PROGRAM, {"--json", "flash", LP_DEMO_FIRMWARE_DIR "/WirelessLinkport-demo-01.08.12.hex"});
-    p.closeWriteChannel();
-    ASSERT_TRUE(p.waitForStarted());
+    auto p = lp::test::startLinkport(home, {"--json", "flash", LP_DEMO_FIRMWARE_DIR "/WirelessLinkport-demo-01.08.12.hex"});
+    ASSERT_TRUE(p->waitForStarted());
     int samples = 0, listeners = 0;
     bool sawTcp = false;
-    while (!p.waitForFinished(5)) {
-        listeners += listening(p.processId(), socketInodes(p.processId()), sawTcp);
+    while (!p->waitForFinished(5)) {
+        listeners += listening(p->processId(), socketInodes(p->processId()), sawTcp);
         ++samples;
         ASSERT_LT(samples, 12000) << "linkport did not end";
     }
-    EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
+    EXPECT_EQ(p->exitCode(), 0) << p->readAllStandardError().toStdString();
     EXPECT_TRUE(sawTcp) << "never caught linkport with its connection open (" << samples << " samples)";
     EXPECT_EQ(listeners, 0);
 }

@@ -94,22 +94,21 @@ TEST_F(Lp2EndToEnd, VersionsThroughTheDriverLibraryAndTheSerialLine)
     EXPECT_GT(noise, 0);
 }
 
-TEST_F(Lp2EndToEnd, MissingLibraryOrEntryPointGivesMinusTwo)
+// The library is looked for at every call, so one installed while the
+// program runs is found. (Missing entry points and libraries as such:
+// PlatformContract.Rp1210BindingLoadsTheTestDriverLibrary, Rp1210Layer.)
+TEST_F(Lp2EndToEnd, ALibraryInstalledWhileTheProgramRunsIsFound)
 {
     EXPECT_EQ(RP1210Connect(ctx, "SIP"), -2);
     EXPECT_NE(library.lastError().find("not found"), std::string::npos) << library.lastError();
-    EXPECT_EQ(RP1210ErrorText(ctx, 142), "Error Code Not Found");
 
-    // Installed while the program runs: found at the next call. This one
-    // lacks RP1210_GetHardwareStatus; its port is a plain file, where no
-    // adapter answers the driver's hand-shake.
+    // This one lacks RP1210_GetHardwareStatus; its port is a plain file,
+    // where no adapter answers the driver's hand-shake.
     installDriver(LP_TEST_DRIVER_LIBRARY_PARTIAL, "libLP2RP32.so");
     test::writeFile(dir.file("line"), "");
     test::writeFile(windows + "/LP2SIM.INI", "[Adapter]\r\nPort=" + dir.file("line") + "\r\nReplyTimeout=100\r\n");
     EXPECT_EQ(RP1210Connect(ctx, "SIP"), 142);
     std::string status = "x";
     EXPECT_EQ(RP1210HardwareStatus(ctx, status, 1), -2);
-    EXPECT_EQ(status, "");
-    EXPECT_NE(library.lastError().find("RP1210_GetHardwareStatus"), std::string::npos);
     EXPECT_EQ(RP1210ErrorText(ctx, 142), std::string("Hardware not responding\0", 24));
 }

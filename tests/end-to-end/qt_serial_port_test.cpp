@@ -1,13 +1,28 @@
-// The real serial port on a pseudo-terminal.
+// The real serial port on a pseudo-terminal, and what a USB-serial converter
+// brings to it: the request for low latency (refused by a pty, said once in
+// the log; undone on close), its turnaround as the pty bridge plays it, and
+// a line that goes away mid-flash or mid-read, which must end the work at
+// once with the lost-adapter box rather than after the time-outs.
 #include <gtest/gtest.h>
 
-#include <string>
+#include <QTimer>
 
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "adapters/compact/compact_flash.h"
+#include "adapters/compact/modCGP.h"
 #include "adapters/frames.h"
+#include "models/compact_model.h"
+#include "models/firmware_image.h"
 #include "models/lp2_model.h"
+#include "operations/summary_reading.h"
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_serial_port.h"
 #include "qt_support/pty_serial_rig.h"
+#include "support/recording_views.h"
 #include "support/require.h"
 #include "support/temp_dir.h"
 
@@ -59,12 +74,7 @@ TEST(QtSerialPortOnPty, CountsBytesThatArrivedDuringADelay)
     host.sleepMilliseconds(150); // no event runs in a delay
     EXPECT_EQ(port.inBufferCount(), 8);
     EXPECT_EQ(frames::hexText(port.input()), "5F050D0201071273");
-
-    ASSERT_TRUE(port.setSettings("19200,n,8,1"));
-    port.output(frames::framed({0x5E, 0x02, 0x0D, 0x02}));
-    host.sleepMilliseconds(150);
-    EXPECT_EQ(bridge.programBaud(), 19200);
-    EXPECT_EQ(port.inBufferCount(), 0) << "the adapter at 9600 hears noise";
+    // (A change of rate while open: Lp2EndToEnd, where the adapter hears noise.)
 
     port.setPortOpen(false);
     EXPECT_TRUE(second.setPortOpen(true));
@@ -72,4 +82,145 @@ TEST(QtSerialPortOnPty, CountsBytesThatArrivedDuringADelay)
     unmapped.setCommPort(200);
     EXPECT_FALSE(unmapped.setPortOpen(true));
     EXPECT_NE(unmapped.lastError().find("not mapped"), std::string::npos) << unmapped.lastError();
+}
+
+namespace {
+
+struct AcceptingLine final : SerialLineFlags {
+    bool on = false;
+    bool lowLatency(int, bool& value, std::string&) override { return value = on, true; }
+    bool setLowLatency(int, bool value, std::string&) override { return on = value, true; }
+};
+
+int linesContaining(const MemoryLogger& log, const std::string& part)
+{
+    int n = 0;
+    for (const auto& line : log.lines)
+        n += line.text.find(part) != std::string::npos;
+    return n;
+}
+
+double msSince(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+} // namespace
+
+TEST(UsbSerialOnPty, LowLatencyIsAskedAndUndoneAndTheBridgeHoldsRepliesAsAConverter)
+{
+    Lp2Model adapter;
+    adapter.setDriverMode(false);
+    PtyBridge bridge(adapter);
+    bridge.setConverterTurnaround(300, 5); // 5-byte packets: an 8-byte reply comes as 5, then 3
+    test::TempDir dir;
+    test::PtyComPort com5(bridge, dir.path(), 5);
+    LP_REQUIRE(!com5.noPty, "a pseudo-terminal: " << com5.error);
+    ASSERT_TRUE(com5.linked) << com5.error;
+
+    QtHost host;
+    MemoryLogger log;
+    QtSerialPorts ports(&log);
+    auto port = ports.create(), another = ports.create();
+    port->setCommPort(5);
+    another->setCommPort(5);
+    for (SerialPort* p : {port.get(), port.get(), another.get()}) { // a flash reopens its port for each step
+        ASSERT_TRUE(p->setPortOpen(true)) << p->lastError();
+        p->setPortOpen(false);
+    }
+    EXPECT_EQ(linesContaining(log, "no low-latency mode"), 1);
+
+    // The refusal changed nothing; the converter holds the reply's tail.
+    ASSERT_TRUE(port->setPortOpen(true));
+    const auto sent = std::chrono::steady_clock::now();
+    ASSERT_TRUE(port->output(frames::framed({0x5E, 0x02, 0x0D, 0x02})));
+    host.sleepMilliseconds(150);
+    EXPECT_EQ(port->inBufferCount(), 5);
+    EXPECT_TRUE(host.waitUntil([&] { return port->inBufferCount() >= 8; }, 3000));
+    EXPECT_GE(msSince(sent), 300);
+    EXPECT_EQ(frames::hexText(port->input()), "5F050D0201071273");
+    port->setPortOpen(false);
+
+    AcceptingLine line;
+    QtSerialPort converter(&log, nullptr, &line);
+    converter.setCommPort(5);
+    ASSERT_TRUE(converter.setPortOpen(true)) << converter.lastError();
+    EXPECT_TRUE(line.on);
+    EXPECT_EQ(linesContaining(log, "low-latency mode on"), 1);
+    converter.setPortOpen(false);
+    EXPECT_FALSE(line.on) << "the line's own setting is back after close";
+}
+
+TEST(UsbSerialOnPty, ALineThatGoesAwayEndsTheWorkAtOnce)
+{
+    struct Case {
+        const char* when;
+        bool flash;
+    };
+    for (const Case c : {Case{"mid-flash", true}, Case{"mid-read", false}}) {
+        SCOPED_TRACE(c.when);
+        CompactModel adapter({.baud = 115200});
+        PtyBridge bridge(adapter);
+        bridge.setFollowProgramOpens(true);
+        test::TempDir dir;
+        test::PtyComPort com5(bridge, dir.path(), 5);
+        LP_REQUIRE(!com5.noPty, "a pseudo-terminal: " << com5.error);
+        ASSERT_TRUE(com5.linked) << com5.error;
+        test::writeFile(dir.file("CLPRP32.INI"), "[DeviceInformation3]\r\nDeviceParams=COM5,P1\r\n");
+        const std::string path = dir.file("app.hex");
+        test::writeFile(path, firmwareFileText(pseudoRandomImage(64 * 1024, 5)));
+
+        test::QtSerialContext real(dir.path());
+        auto connection = real.ports.create();
+        // The converter is pulled: the pty's other side closes and its
+        // dosdevices link goes, as /dev/ttyUSB0 does.
+        auto pull = [&] {
+            bridge.stop();
+            std::filesystem::remove(dir.file("dosdevices/com5"));
+        };
+        std::chrono::steady_clock::time_point pulled;
+        test::RecordedRows rows;
+        if (c.flash) {
+            test::RecordingCompactScreen screen;
+            CompactFlash flash(real.ctx, *connection, screen);
+            screen.drive(real.host, flash);
+            // Pulled from a timer, which runs only while the flash waits
+            // for a record's "#".
+            QTimer puller;
+            QObject::connect(&puller, &QTimer::timeout, [&] {
+                if (flash.result().recordsSent >= 20 && puller.isActive()) {
+                    puller.stop();
+                    pulled = std::chrono::steady_clock::now();
+                    pull();
+                }
+            });
+            puller.start(2);
+            ASSERT_TRUE(flash.start(5, path)) << flash.result().reason;
+            EXPECT_TRUE(real.host.waitUntil([&] { return !flash.transferring(); }, 10'000));
+            ASSERT_FALSE(puller.isActive());
+            EXPECT_LT(msSince(pulled), 1000) << "well before the 1.67 s time-out of a record";
+            EXPECT_EQ(flash.result().errorCode, 1) << flash.result().reason;
+            EXPECT_FALSE(screen.dialogVisible);
+        } else {
+            std::thread puller([&] {
+                std::this_thread::sleep_for(std::chrono::milliseconds(300));
+                pulled = std::chrono::steady_clock::now();
+                pull();
+            });
+            ReadCompactSummary(real.ctx, *connection, rows);
+            puller.join();
+            EXPECT_LT(msSince(pulled), 1000);
+            EXPECT_EQ(rows.joined(1, 3), "NP|NP|NP");
+        }
+        EXPECT_FALSE(connection->portOpen());
+        EXPECT_TRUE(real.log.contains("the device has gone away (hang-up)"));
+        ASSERT_EQ(real.prompts.prompts(), std::vector<std::string>{CGPErrorText(1)});
+
+        // The next Summary finds the port gone.
+        ReadCompactSummary(real.ctx, *connection, rows);
+        EXPECT_EQ(rows.joined(1, 3), "NP|NP|NP");
+        EXPECT_EQ(real.prompts.prompts().size(), 2u);
+        EXPECT_FALSE(connection->portOpen());
+        EXPECT_TRUE(rows.enabled);
+    }
 }

@@ -7,52 +7,17 @@
 #include <chrono>
 #include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "adapters/wireless/modWLP.h"
 #include "models/wireless_model.h"
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_tcp_socket.h"
 #include "realtime/tcp_model_server.h"
+#include "support/watched_socket.h"
 
 using namespace lp;
 using namespace lp::sim;
-
-namespace {
-
-const Bytes kAskIdentity{0x5E, 0x02, 0x0D, 0x01, 0x92};
-const Bytes kAskHexVersion{0x5E, 0x02, 0x0D, 0x02, 0x91};
-const Bytes kAskDecimalVersion{0x5E, 0x02, 0x0D, 0x03, 0x90};
-
-// A socket whose handlers do what the screens do, and note any event that
-// reached them inside a delay of the host (which must never happen).
-struct Watched {
-    Watched(QtHost& host, TcpSockets& sockets, const std::string& address) : socket(sockets.create())
-    {
-        socket->setRemoteHost(address);
-        socket->setRemotePort(kWLPTcpPort);
-        socket->setDataArrivalHandler([this, &host](int32_t) {
-            eventsInDelay += host.delayInProgress() ? 1 : 0;
-            ++arrivals;
-            Bytes got = socket->getData();
-            data.insert(data.end(), got.begin(), got.end());
-        });
-        socket->setErrorHandler([this, &host](int32_t n, const std::string& text) {
-            eventsInDelay += host.delayInProgress() ? 1 : 0;
-            errors.emplace_back(n, text);
-        });
-    }
-    Bytes take() { return std::exchange(data, {}); }
-
-    std::unique_ptr<TcpSocket> socket;
-    int arrivals = 0;
-    int eventsInDelay = 0;
-    Bytes data;
-    std::vector<std::pair<int32_t, std::string>> errors;
-};
-
-} // namespace
+using namespace lp::test;
 
 TEST(WirelessEndToEnd, TwoAdaptersAnswerTheQtSocketOnLoopback)
 {
@@ -66,7 +31,9 @@ TEST(WirelessEndToEnd, TwoAdaptersAnswerTheQtSocketOnLoopback)
 
     QtHost host;
     QtTcpSockets sockets(&host);
-    Watched a(host, sockets, "127.0.0.2"), b(host, sockets, "127.0.0.3");
+    // Events that reach the handlers inside a delay are counted: there must be none.
+    const auto inDelay = [&host] { return host.delayInProgress(); };
+    WatchedSocket a(sockets, "127.0.0.2", inDelay), b(sockets, "127.0.0.3", inDelay);
     ASSERT_TRUE(a.socket->connect());
     ASSERT_TRUE(b.socket->connect());
     EXPECT_EQ(a.socket->state(), 6); // nothing happens inside the call itself
@@ -124,7 +91,7 @@ TEST(WirelessEndToEnd, RefusedAndDroppedConnectionsReportWindowsSocketErrors)
 
     QtHost host;
     QtTcpSockets sockets(&host);
-    Watched w(host, sockets, "127.0.0.3");
+    WatchedSocket w(sockets, "127.0.0.3");
     ASSERT_TRUE(w.socket->connect());
     ASSERT_TRUE(host.waitUntil([&] { return w.socket->state() != 6; }, 5000));
     EXPECT_EQ(w.socket->state(), 9);
@@ -146,6 +113,6 @@ TEST(WirelessEndToEnd, RefusedAndDroppedConnectionsReportWindowsSocketErrors)
     ASSERT_TRUE(host.waitUntil([&] { return w.errors.size() == 2; }, 5000));
     EXPECT_EQ(w.errors[1].first, 10054);
     EXPECT_EQ(w.socket->state(), 9);
-    EXPECT_GE(w.arrivals, 1);
+    EXPECT_FALSE(w.arrivals.empty());
     EXPECT_EQ(WLPParseIdentityText(w.take()), "01");
 }

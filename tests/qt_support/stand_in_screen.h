@@ -5,6 +5,8 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include <functional>
+
 #include "ui/child_screen.h"
 #include "ui/main_window.h"
 
@@ -26,9 +28,13 @@ public:
     void initialise() override
     {
         ++initialiseCount_;
+        if (onInitialise)
+            onInitialise();
         mainWindow().restorePanelText();
     }
     int initialiseCount() const { return initialiseCount_; }
+    // Runs inside each initialisation, for tests of what the shell does meanwhile.
+    std::function<void()> onInitialise;
 
 private:
     int initialiseCount_ = 0;

@@ -1,15 +1,14 @@
 // The Preferences dialog: the exact INI and registry contents it leaves.
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QComboBox>
 #include <QPushButton>
-#include <QTimer>
 
 #include <functional>
 #include <memory>
 
 #include "ui/dialogs/frmWirelessPickerDialog.h"
+#include "modal.h"
 #include "qt_app.h"
 #include "ui/screens/frmPreferences.h"
 #include "ui/frmParent.h"
@@ -87,16 +86,6 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 {
     text.replace(text.find(from), from.size(), to);
     return text;
-}
-
-// Runs `act` on the modal dialog that `open` shows.
-void onModal(const std::function<void()>& open, const std::function<void(QDialog&)>& act)
-{
-    QTimer::singleShot(0, [act] {
-        if (auto* d = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
-            act(*d);
-    });
-    open();
 }
 
 } // namespace
@@ -210,7 +199,7 @@ TEST(PreferencesScreen, WirelessNeedsAListedAdapterAndThePickersSelectIsOk)
     t.open();
     t.choose("cmbDeviceKind", "WLP");
     auto pickerButton = [&](const char* button) {
-        onModal([&] { t.dialog->findChild<QPushButton*>("cmdWirelessAdapters")->click(); },
+        test::withModal<QDialog>([&] { t.dialog->findChild<QPushButton*>("cmdWirelessAdapters")->click(); },
                 [button](QDialog& picker) { picker.findChild<QPushButton*>(button)->click(); });
     };
     pickerButton("cmdCancel");
@@ -237,15 +226,15 @@ TEST(PreferencesScreen, OkReturnsToTheActiveScreenOrToSummary)
         };
     frmParent main(t.ctx, options);
     t.serialPorts.addPort(7);
-    onModal([&] { main.MDIForm_Load(); }, [](QDialog& d) { d.findChild<QPushButton*>("cmdOK")->click(); });
+    test::withModal<QDialog>([&] { main.MDIForm_Load(); }, [](QDialog& d) { d.findChild<QPushButton*>("cmdOK")->click(); });
     ASSERT_NE(main.activeChild(), nullptr) << "opened at start-up, OK goes on to Summary";
     EXPECT_EQ(main.activeChild()->Tag(), "Summary");
     EXPECT_EQ(t.registryText(kKey, "PrevAdapter"), "LPII SIP");
 
     auto* summary = static_cast<StandInScreen*>(main.activeChild());
-    onModal([&] { main.SelectScreen("Preferences"); }, [](QDialog& d) { d.reject(); });
+    test::withModal<QDialog>([&] { main.SelectScreen("Preferences"); }, [](QDialog& d) { d.reject(); });
     EXPECT_EQ(summary->initialiseCount(), 1);
-    onModal([&] { main.SelectScreen("Preferences"); },
+    test::withModal<QDialog>([&] { main.SelectScreen("Preferences"); },
             [](QDialog& d) { d.findChild<QPushButton*>("cmdOK")->click(); });
     EXPECT_EQ(summary->initialiseCount(), 2) << "the active screen is shown again with the new choice";
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);

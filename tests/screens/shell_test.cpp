@@ -1,28 +1,24 @@
 #include <gtest/gtest.h>
 
-#include <QPointer>
-
-#include <QKeySequence>
-
-
-#include <QShortcut>
-
-#include <QDir>
-
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
+#include <QDir>
 #include <QFile>
+#include <QKeySequence>
 #include <QLabel>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QPointer>
 #include <QPushButton>
+#include <QShortcut>
 #include <QTextBrowser>
 #include <QToolBar>
 #include <QUrl>
 
 #include <filesystem>
 #include <memory>
+#include <tuple>
 
 #include "modal.h"
 #include "qt_app.h"
@@ -43,36 +39,6 @@ using namespace lp;
 namespace {
 
 const std::string kKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
-
-// A screen that lets a test act inside its initialisation.
-class ProbeScreen : public ChildScreen {
-public:
-    ProbeScreen(Context& ctx, MainWindow& main, const QString& tag, std::function<void(ProbeScreen&)> onInit)
-        : ChildScreen(ctx, main, tag), onInit_(std::move(onInit))
-    {
-    }
-    void initialise() override
-    {
-        ++inits;
-        if (onInit_)
-            onInit_(*this);
-    }
-    int inits = 0;
-
-private:
-    std::function<void(ProbeScreen&)> onInit_;
-};
-
-ScreenFactory probes(std::function<void(ProbeScreen&)> onInit)
-{
-    ScreenFactory f = defaultScreenFactory();
-    for (const char* key : {"Summary", "Application Flash", "LPTest"}) {
-        f.children[key] = [key, onInit](Context& ctx, MainWindow& main) -> ChildScreen* {
-            return new ProbeScreen(ctx, main, key, onInit);
-        };
-    }
-    return f;
-}
 
 // The shell's own tests keep a stand-in for the flash screen, which would
 // read an adapter through its driver as soon as it is shown.
@@ -198,24 +164,17 @@ TEST(Shell, FirstScreenFollowsTheStoredKindAndTheUpgradeSwitch)
     }
 }
 
-TEST(Shell, CompactSwitchKeepsTheCompactAdapterAndTheStandardEditionRewritesIt)
+// The start-up steps run in order: edition, stored kind, its correction
+// (written back), the device flags. (The decisions themselves: ShellStartup.)
+TEST(Shell, StandardEditionRewritesAStoredCompactAdapter)
 {
-    {
-        Shell s("B&B SIP");
-        s.load("/clp anything");
-        EXPECT_EQ(s.ctx.g_intToolkitMode, 2);
-        EXPECT_TRUE(s.ctx.g_blnCGPSelected);
-        EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), "B&B SIP");
-    }
-    {
-        Shell s("B&B SIP");
-        s.load(" /CLP");
-        EXPECT_EQ(s.ctx.g_intToolkitMode, 1);
-        EXPECT_EQ(s.ctx.g_strDeviceKind, "LPII SIP");
-        EXPECT_TRUE(s.ctx.g_blnLP2Selected);
-        EXPECT_FALSE(s.ctx.g_blnCGPSelected);
-        EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), "LPII SIP");
-    }
+    Shell s("B&B SIP");
+    s.load(" /CLP");
+    EXPECT_EQ(s.ctx.g_intToolkitMode, 1);
+    EXPECT_EQ(s.ctx.g_strDeviceKind, "LPII SIP");
+    EXPECT_TRUE(s.ctx.g_blnLP2Selected);
+    EXPECT_FALSE(s.ctx.g_blnCGPSelected);
+    EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), "LPII SIP");
 }
 
 TEST(Shell, SelectScreenSwitchesRefreshesAndRefuses)
@@ -251,22 +210,26 @@ TEST(Shell, SelectScreenSwitchesRefreshesAndRefuses)
     EXPECT_EQ(s.prompts.boxes().size(), 1u);
 }
 
-TEST(Shell, ButtonsAreDisabledDuringInitialisationAndAFatalErrorEnds)
+TEST(Shell, ButtonsAreDisabledDuringInitialisationAndAMissingDriverEnds)
 {
     Shell s;
     std::vector<bool> enabledDuringInit;
     ShellOptions options;
-    options.screens = probes([&](ProbeScreen& screen) {
-        auto* main = screen.window();
-        enabledDuringInit.push_back(static_cast<frmParent*>(main)->toolbarButton("Summary")->isEnabled());
-        enabledDuringInit.push_back(main->findChild<QAction*>("mnuUtilitiesApplicationFirmwareFlash")->isEnabled());
-    });
+    options.screens.children[ScreenKey::Summary] = [&](Context& c, MainWindow& main) -> ChildScreen* {
+        auto* screen = new StandInScreen(c, main, ScreenKey::Summary, "frmVersion", "Summary");
+        screen->onInitialise = [&s, &enabledDuringInit] {
+            enabledDuringInit.push_back(s.main->toolbarButton("Summary")->isEnabled());
+            enabledDuringInit.push_back(s.find<QAction>("mnuUtilitiesApplicationFirmwareFlash")->isEnabled());
+        };
+        return screen;
+    };
     frmParent& m = s.load("", std::move(options));
     EXPECT_EQ(enabledDuringInit, (std::vector<bool>{false, false}));
     EXPECT_TRUE(m.toolbarButton("Summary")->isEnabled());
 
-    // The links report a fatal driver error: any key ends the program.
-    s.ctx.g_blnFatalDriverError = true;
+    // A link found the driver missing and asked to close: the next screen
+    // key, whatever it is, ends the program.
+    s.ctx.closeRequested = true;
     bool ended = false;
     QObject::connect(&m, &frmParent::mainWindowUnloaded, [&] { ended = true; });
     m.SelectScreen("No such screen");
@@ -426,24 +389,20 @@ TEST(ShellDialogs, ExitReturnDialogGrowsWithItsMessageAndLeadsOn)
 TEST(ShellDialogs, AboutDialogNamesTheEdition)
 {
     Context ctx;
-    frmAboutDialog about(ctx);
-    EXPECT_EQ(about.windowTitle(), "About HVN Linkport Toolkit");
-    EXPECT_EQ(about.findChild<QLabel*>("lblTitle")->text(), "HVN Linkport Toolkit");
-    EXPECT_EQ(about.findChild<QLabel*>("lblVersion")->text(), QString("Version ") + version::text);
-    EXPECT_EQ(about.findChild<QLabel*>("lblCopyright")->text(),
-              QString::fromStdString(LegalCopyright()) + " Halvorn Inc. All Rights Reserved");
-    about.show();
-    const auto* copyright = about.findChild<QLabel*>("lblCopyright");
-    EXPECT_EQ(copyright->heightForWidth(copyright->width()), copyright->heightForWidth(520))
-        << "no more lines than the widest box needs";
-    ASSERT_NE(about.findChild<QPushButton*>("cmdOK"), nullptr);
-
-    ctx.g_intToolkitMode = -1;
-    frmAboutDialog wireless(ctx);
-    EXPECT_EQ(wireless.windowTitle(), "About Wireless Linkport Toolkit");
-    EXPECT_EQ(wireless.findChild<QLabel*>("lblTitle")->text(), "Wireless Linkport Toolkit");
-    EXPECT_EQ(wireless.findChild<QLabel*>("lblVersion")->text(), "Version 1.0.0");
-    EXPECT_EQ(wireless.findChild<QLabel*>("lblCopyright")->text(), about.findChild<QLabel*>("lblCopyright")->text());
+    const QString copyright = QString::fromStdString(LegalCopyright()) + " Halvorn Inc. All Rights Reserved";
+    for (auto [mode, name, versionText] : {std::tuple{int16_t{1}, "HVN Linkport Toolkit", QString("Version ") + version::text},
+                                          {int16_t{-1}, "Wireless Linkport Toolkit", QString("Version 1.0.0")}}) {
+        ctx.g_intToolkitMode = mode;
+        frmAboutDialog about(ctx);
+        EXPECT_EQ(about.windowTitle(), QString("About ") + name);
+        EXPECT_EQ(about.findChild<QLabel*>("lblTitle")->text(), name);
+        EXPECT_EQ(about.findChild<QLabel*>("lblVersion")->text(), versionText);
+        EXPECT_EQ(about.findChild<QLabel*>("lblCopyright")->text(), copyright);
+        EXPECT_NE(about.findChild<QPushButton*>("cmdOK"), nullptr);
+        about.show();
+        const auto* line = about.findChild<QLabel*>("lblCopyright");
+        EXPECT_EQ(line->heightForWidth(line->width()), line->heightForWidth(520)) << "no more lines than the widest box needs";
+    }
 }
 
 TEST(ShellWindowButtons, ChangesTheTitleBarOrSaysWhyNot)

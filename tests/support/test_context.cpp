@@ -46,19 +46,6 @@ bool TestContext::setRegistryText(const std::string& key, const std::string& nam
     return rc == ERROR_SUCCESS;
 }
 
-bool TestContext::setRegistryNumber(const std::string& key, const std::string& name, int32_t value)
-{
-    HKEY h = 0;
-    if (registry.regCreateKey(HKEY_LOCAL_MACHINE, key, h) != ERROR_SUCCESS)
-        return false;
-    const uint32_t raw = static_cast<uint32_t>(value);
-    const uint8_t bytes[4] = {static_cast<uint8_t>(raw), static_cast<uint8_t>(raw >> 8),
-                              static_cast<uint8_t>(raw >> 16), static_cast<uint8_t>(raw >> 24)};
-    const int32_t rc = registry.regSetValueEx(h, name, REG_DWORD, bytes, 4);
-    registry.regCloseKey(h);
-    return rc == ERROR_SUCCESS;
-}
-
 std::string TestContext::registryText(const std::string& key, const std::string& name)
 {
     const int32_t saved = ctx.g_lngRegResult;

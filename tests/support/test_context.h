@@ -60,10 +60,9 @@ public:
     // A file in the temporary folder, for anything else a test needs.
     std::string file(const std::string& name) const { return dir.file(name); }
 
-    // Stores a REG_SZ or REG_DWORD value under HKEY_LOCAL_MACHINE directly in
-    // the store (no numeric-text conversion). False when the store refused.
+    // Stores a REG_SZ value under HKEY_LOCAL_MACHINE directly in the store
+    // (no numeric-text conversion). False when the store refused.
     bool setRegistryText(const std::string& key, const std::string& name, const std::string& value);
-    bool setRegistryNumber(const std::string& key, const std::string& name, int32_t value);
     // The value as the program reads it (RegReadValue's text).
     std::string registryText(const std::string& key, const std::string& name);
 

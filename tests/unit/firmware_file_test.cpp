@@ -15,6 +15,7 @@
 #include "firmware/firmware_record.h"
 #include "models/firmware_image.h"
 #include "platform/ini_profile_files.h"
+#include "support/require.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -223,8 +224,11 @@ void checkToolFiles(const std::function<std::string(const std::string&, const st
 
 TEST(FirmwareFile, ToolMadeFilesPassAndRebuildTheirSource)
 {
-    if (std::system("command -v srec_cat >/dev/null 2>&1") != 0)
-        GTEST_SKIP() << "srec_cat is missing (package srecord; scripts/install-deps installs it)";
+#ifdef _WIN32
+    GTEST_SKIP() << "the cross-checking tools run on Linux";
+#endif
+    LP_REQUIRE(std::system("command -v srec_cat >/dev/null 2>&1") == 0,
+               "srec_cat (package srecord; scripts/install-deps installs it)");
     checkToolFiles([](const std::string& in, const std::string& out, int perRecord) {
         return "srec_cat '" + in + "' -binary -o '" + out + "' -intel -obs=" + std::to_string(perRecord);
     });
@@ -232,8 +236,7 @@ TEST(FirmwareFile, ToolMadeFilesPassAndRebuildTheirSource)
     for (std::string candidate : {"python3", "/usr/bin/python3"})
         if (python.empty() && std::system((candidate + " -c 'import intelhex' 2>/dev/null").c_str()) == 0)
             python = candidate;
-    if (python.empty())
-        GTEST_SKIP() << "srec_cat files passed; no python3 with intelhex (package python3-intelhex)";
+    LP_REQUIRE(!python.empty(), "srec_cat files passed; python3 with intelhex (package python3-intelhex)");
     checkToolFiles([&python](const std::string& in, const std::string& out, int perRecord) {
         return python + " -c 'import sys, intelhex; h = intelhex.IntelHex(); h.loadbin(sys.argv[1]); "
                         "h.write_hex_file(sys.argv[2], byte_count=int(sys.argv[3]))' '" + in + "' '" + out + "' " +

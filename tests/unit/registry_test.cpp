@@ -105,30 +105,21 @@ TEST(ModRegistry, WritesNumericTextAsANumberAndOtherTextTrimmed)
     EXPECT_EQ(readFile(f.path), file);
 }
 
+// A store that refuses (here a registry file below a regular file) or no
+// store at all: the result says so and nothing else happens. (Which files a
+// store refuses and leaves alone: RegFileStore.BadFilesNeitherCrashNorGetOverwritten.)
 TEST(ModRegistry, FailuresOnlySetTheResult)
 {
     TempDir dir;
     writeFile(dir.file("plain"), "a file, not a folder");
     RegFileStore nowhere(dir.file("plain/registry.reg"));
     Context ctx;
-    ctx.ports.registry = &nowhere;
-    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "WLP");
-    EXPECT_NE(ctx.g_lngRegResult, ERROR_SUCCESS);
-    EXPECT_EQ(RegReadValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "");
-    EXPECT_FALSE(RegKeyExists(ctx, HKEY_LOCAL_MACHINE, kKey));
+    for (RegistryStore* store : {static_cast<RegistryStore*>(&nowhere), static_cast<RegistryStore*>(nullptr)}) {
+        ctx.ports.registry = store;
+        RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "WLP");
+        EXPECT_NE(ctx.g_lngRegResult, ERROR_SUCCESS);
+        EXPECT_EQ(RegReadValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "");
+        EXPECT_FALSE(RegKeyExists(ctx, HKEY_LOCAL_MACHINE, kKey));
+    }
     EXPECT_EQ(readFile(dir.file("plain")), "a file, not a folder");
-
-    // A file that is not a registry file is left as it is.
-    const std::string notes = "[HKEY_LOCAL_MACHINE\\Elsewhere]\nsome notes\n";
-    writeFile(dir.file("notes.reg"), notes);
-    RegFileStore foreign(dir.file("notes.reg"));
-    ctx.ports.registry = &foreign;
-    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "WLP");
-    EXPECT_NE(ctx.g_lngRegResult, ERROR_SUCCESS);
-    EXPECT_EQ(readFile(dir.file("notes.reg")), notes);
-
-    ctx.ports.registry = nullptr;
-    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "WLP");
-    EXPECT_NE(ctx.g_lngRegResult, ERROR_SUCCESS);
-    EXPECT_EQ(RegReadValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "");
 }

@@ -1,6 +1,7 @@
 // The wireless adapter list lives in the driver's INI file, which users and
 // the driver's own tools edit by hand; the reply decoders see whatever the
-// network delivers. Both must give the documented result for odd input.
+// network delivers. Both must give the documented result for odd input, and
+// the picker's edits must keep everything in the file the user did not change.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "adapters/wireless/modWLP.h"
+#include "adapters/wireless/wireless_adapter_list.h"
 #include "support/recording_views.h"
 #include "support/test_context.h"
 
@@ -22,6 +24,13 @@ void writeLists(test::TestContext& t, const std::string& names, const std::strin
 {
     t.writeWindowsFile("LPIPRP32.INI", extra + "[AdditionalDevices]\r\nDeviceNames=" + names +
                                            "\r\nDeviceParams=" + params + "\r\nSerialNumbers=" + serials + "\r\n");
+}
+
+std::string ini(test::TestContext& t, const char* section, const char* key)
+{
+    std::string v;
+    t.profiles.getPrivateProfileString(section, key, "(none)", v, 2048, "LPIPRP32.INI");
+    return v;
 }
 
 } // namespace
@@ -175,4 +184,78 @@ TEST(WLPReplies, DecodersOnExactShortAndWrongReplies)
     EXPECT_EQ(WLPParseIdentityText({0x5F, 0x0C, 0x0D, 0x02, 'A', 0}), "Not Present");
     // The adapter's characters are of the Windows code page.
     EXPECT_EQ(WLPParseIdentityText({0x5F, 0x0C, 0x0D, 0x01, 'A', 0xE9, 0x80, 0x00}), "A\xC3\xA9\xE2\x82\xAC");
+}
+
+TEST(WirelessAddress, Ipv4AndHostNamesJudgedFromTheTextAlone)
+{
+    for (const char* good : {"10.0.0.5", "192.168.1.254", "1.0.0.0", "223.255.255.255", "localhost", "wlp-shop1",
+                             "adapter.shop.example", "a1.b2.c3.example"})
+        EXPECT_EQ(WirelessAddressProblem(good), "") << good;
+    for (const char* bad : {"", "10.0.0", "10.0.0.256", "010.0.0.5", "0.1.2.3", "224.0.0.1", "255.255.255.255",
+                            "10.0.0.5:12321", "fe80::1", "10.0.0.5;", "-shop", "shop-", "shop..example",
+                            "shop_1", "1.2.3.4.5", "shop.123", " 10.0.0.5"})
+        EXPECT_NE(WirelessAddressProblem(bad), "") << bad;
+    EXPECT_FALSE(IsHostName(std::string(64, 'a')));
+    EXPECT_TRUE(IsHostName(std::string(63, 'a') + ".example"));
+}
+
+TEST(WirelessAdapterList, EditsAreCheckedAndOnlyTheListsAndTheChoiceAreWritten)
+{
+    test::TestContext t;
+    t.writeWindowsFile("LPIPRP32.INI",
+                       "; the driver's own file\r\n[VendorInformation]\r\nName=LPIP\r\n"
+                       "[DeviceInformation1]\r\nDeviceName= Van 2 \r\nDeviceParams=10.0.0.6:12321\r\n"
+                       "[AdditionalDevices]\r\nDeviceNames=Van 1;Van 2;\r\nDeviceParams=10.0.0.5:4000;10.0.0.6:12321;\r\n"
+                       "SerialNumbers=S1;S2;\r\nOther=keep me\r\n");
+    WirelessAdapterList list;
+    list.load(t.ctx);
+    ASSERT_EQ(list.size(), 2);
+    EXPECT_EQ(list.selected(), 1) << "the chosen name is compared trimmed";
+
+    // Refusals leave the list as it was.
+    EXPECT_FALSE(list.add("van 1", "10.0.0.9", ""));
+    EXPECT_NE(list.add("VAN 1", "10.0.0.9", "").message.find("\"Van 1\" is already"), std::string::npos);
+    EXPECT_FALSE(list.add("Van 3", "10.0.0.999", ""));
+    EXPECT_FALSE(list.add("Van;3", "10.0.0.9", ""));
+    EXPECT_FALSE(list.add("   ", "10.0.0.9", ""));
+    EXPECT_FALSE(list.add("Van 3", "10.0.0.9", "S;3"));
+    EXPECT_FALSE(list.edit(0, "Van 2", "10.0.0.5", "S1")) << "renaming onto another adapter";
+    EXPECT_TRUE(list.edit(1, "van 2", "10.0.0.6", "S2")) << "its own name in another case";
+    EXPECT_FALSE(list.add(std::string(1100, 'x'), "10.0.0.9", "")) << "the list would not be read back whole";
+    EXPECT_EQ(list.size(), 2);
+
+    // Cancelling is not applying: the file is as before.
+    const std::string before = test::readFile(t.windowsDirectory() + "/LPIPRP32.INI");
+    ASSERT_TRUE(list.add("  Van 3 ", "wlp-van3", "S3"));
+    EXPECT_EQ(list.selected(), 2);
+    EXPECT_EQ(test::readFile(t.windowsDirectory() + "/LPIPRP32.INI"), before);
+
+    ASSERT_TRUE(list.remove(0));
+    EXPECT_EQ(list.selected(), 1) << "the choice follows its adapter";
+    ASSERT_TRUE(list.apply(t.ctx));
+
+    EXPECT_EQ(ini(t, "AdditionalDevices", "DeviceNames"), "van 2;Van 3;");
+    EXPECT_EQ(ini(t, "AdditionalDevices", "DeviceParams"), "10.0.0.6:12321;wlp-van3:12321;");
+    EXPECT_EQ(ini(t, "AdditionalDevices", "SerialNumbers"), "S2;S3;");
+    EXPECT_EQ(ini(t, "DeviceInformation1", "DeviceName"), "Van 3");
+    EXPECT_EQ(ini(t, "DeviceInformation1", "DeviceParams"), "wlp-van3:12321");
+    EXPECT_EQ(ini(t, "DeviceInformation1", "SerialNumber"), "S3");
+    EXPECT_EQ(ini(t, "AdditionalDevices", "Other"), "keep me");
+    EXPECT_EQ(ini(t, "VendorInformation", "Name"), "LPIP");
+    EXPECT_NE(test::readFile(t.windowsDirectory() + "/LPIPRP32.INI").find("; the driver's own file"), std::string::npos);
+    EXPECT_EQ(t.ctx.g_astrWLPNames, (std::vector<std::string>{"van 2", "Van 3"}));
+
+    // An adapter left alone keeps its item as it stands, port and all.
+    WirelessAdapterList again;
+    writeLists(t, "A;B;", "h:4000;x;", "1;2;");
+    again.load(t.ctx);
+    EXPECT_EQ(again.selected(), 0);
+    ASSERT_TRUE(again.remove(1));
+    ASSERT_TRUE(again.apply(t.ctx));
+    EXPECT_EQ(ini(t, "AdditionalDevices", "DeviceParams"), "h:4000;");
+    ASSERT_TRUE(again.remove(0));
+    EXPECT_EQ(again.selected(), -1);
+    ASSERT_TRUE(again.apply(t.ctx));
+    EXPECT_EQ(ini(t, "AdditionalDevices", "DeviceNames"), "");
+    EXPECT_EQ(ini(t, "DeviceInformation1", "DeviceName"), "A") << "no adapter left to choose: the choice stays";
 }
