@@ -123,9 +123,11 @@ constexpr Entry kTable[] = {
     {1051, "The selected file is older than the firmware currently installed on the Wireless Linkport. Do you wish to continue with the flash process?"},
 };
 
-static_assert(std::is_sorted(std::begin(kTable), std::end(kTable),
-                             [](const Entry& a, const Entry& b) { return a.id < b.id; }),
-              "the string table must stay sorted by number");
+// Sorted and each number once: the lookup would never find a second entry.
+static_assert(std::adjacent_find(std::begin(kTable), std::end(kTable),
+                                 [](const Entry& a, const Entry& b) { return a.id >= b.id; })
+                  == std::end(kTable),
+              "the string table must stay sorted by number, each number once");
 
 const Entry* find(int16_t id)
 {
