@@ -1,10 +1,6 @@
 #pragma once
-// In-process serial ports wired to adapter models, on the virtual clock.
-//
-// A byte takes 10 bit times on the wire (start, 8 data, stop) at the rate of
-// the side that sends it, and bytes follow each other on the wire. A byte sent
-// at one rate and received at another arrives as noise: the device is told
-// the host's rate and judges for itself; the host receives a garbled byte.
+// In-process serial ports wired to adapter models over a SerialLine
+// (models/serial_line.h), on the virtual clock.
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -13,57 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "models/serial_line.h"
 #include "ports/serial_port.h"
-#include "models/scheduler.h"
 
 namespace lp::sim {
 
-class SerialLine;
-
-// The device end of a line: what an adapter model implements.
-class SerialDevice {
-public:
-    virtual ~SerialDevice() = default;
-    // The host opened its port: the device may keep `line` to answer on it.
-    virtual void hostOpened(SerialLine& line) { (void)line; }
-    virtual void hostClosed() {}
-    // A byte reached the device; hostBaud is the rate it was sent at.
-    virtual void received(uint8_t byte, int hostBaud) = 0;
-};
-
-// Parses "9600,n,8,1"; baud 0 when the text is not a valid setting.
-int baudOfSettings(const std::string& settings);
-
-// Microseconds a byte occupies the wire at `baud`.
-int64_t byteTimeUs(int baud);
-
-class VirtualSerialPort;
-
-// The line between one host port and one device.
-class SerialLine {
-public:
-    SerialLine(Scheduler& scheduler, VirtualSerialPort& host, SerialDevice* device);
-    // Device to host, sent at deviceBaud.
-    void deviceSend(const Bytes& bytes, int deviceBaud);
-    int hostBaud() const;
-    Scheduler& scheduler() { return scheduler_; }
-
-private:
-    friend class VirtualSerialPort;
-    void hostSend(const Bytes& bytes, int hostBaud);
-    void detach() { device_ = nullptr; }
-
-    Scheduler& scheduler_;
-    VirtualSerialPort& host_;
-    SerialDevice* device_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
-    int64_t hostToDeviceFreeUs_ = 0;
-    int64_t deviceToHostFreeUs_ = 0;
-};
-
 class VirtualSerialPorts;
 
-class VirtualSerialPort final : public SerialPort {
+class VirtualSerialPort final : public SerialPort, private SerialHostEnd {
 public:
     VirtualSerialPort(VirtualSerialPorts& ports, Scheduler& scheduler);
     ~VirtualSerialPort() override;
@@ -91,8 +44,9 @@ public:
     int inputMode() const { return inputMode_; }
 
 private:
-    friend class SerialLine;
-    void deliver(uint8_t byte)
+    // SerialHostEnd
+    int hostBaud() const override { return baud(); }
+    void deliver(uint8_t byte) override
     {
         if (receiveHook_)
             receiveHook_(byte);

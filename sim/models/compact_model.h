@@ -52,7 +52,7 @@
 #include <vector>
 
 #include "ports/serial_port.h"
-#include "doubles/virtual_serial.h"
+#include "models/serial_line.h"
 
 namespace lp::sim {
 

@@ -26,7 +26,7 @@
 #include <string>
 #include <vector>
 
-#include "doubles/virtual_serial.h"
+#include "models/serial_line.h"
 
 namespace lp::sim {
 

@@ -18,8 +18,6 @@ namespace lp::sim {
 
 namespace {
 
-constexpr int16_t kBridgePort = 1;
-
 void setError(std::string* error, const std::string& text)
 {
     if (error)
@@ -74,7 +72,7 @@ bool linkComPort(const std::string& folder, int port, const std::string& target,
     return true;
 }
 
-PtyBridge::PtyBridge(SerialDevice& device) : ports_(scheduler_), device_(device) {}
+PtyBridge::PtyBridge(SerialDevice& device) : device_(device) {}
 
 PtyBridge::~PtyBridge() { stop(); }
 
@@ -125,14 +123,8 @@ bool PtyBridge::start(std::string* error)
         programOpens_ = 0;
     }
 
-    ports_.addPort(kBridgePort, &device_);
-    scheduler_.call([this] {
-        hostSide_ = std::make_unique<VirtualSerialPort>(ports_, scheduler_);
-        hostSide_->setCommPort(kBridgePort);
-        hostSide_->setReceiveHook([this](uint8_t byte) { fromDevice(byte); });
-        if (!followOpens_)
-            hostSide_->setPortOpen(true);
-    });
+    if (!followOpens_)
+        scheduler_.call([this] { setProgramOpen(true); });
     running_ = true;
     reader_ = std::thread([this] { readLoop(); });
     return true;
@@ -148,11 +140,7 @@ void PtyBridge::stop()
     (void)written;
     if (reader_.joinable())
         reader_.join();
-    scheduler_.call([this] {
-        if (hostSide_)
-            hostSide_->setPortOpen(false);
-        hostSide_.reset();
-    });
+    scheduler_.call([this] { setProgramOpen(false); });
     scheduler_.stop();
     for (int* fd : {&master_, &slaveKeeper_, &wakePipe_[0], &wakePipe_[1], &inotify_}) {
         if (*fd >= 0)
@@ -218,10 +206,7 @@ void PtyBridge::followOpens()
             if ((before == 0) == (programOpens_ == 0))
                 continue;
             const bool open = programOpens_ > 0;
-            scheduler_.at(scheduler_.nowUs(), [this, open] {
-                if (hostSide_ && hostSide_->portOpen() != open)
-                    hostSide_->setPortOpen(open);
-            });
+            scheduler_.at(scheduler_.nowUs(), [this, open] { setProgramOpen(open); });
         }
     }
 }
@@ -257,13 +242,25 @@ void PtyBridge::releaseHeld()
     held_.clear();
 }
 
+void PtyBridge::setProgramOpen(bool open)
+{
+    if (open == (line_ != nullptr))
+        return;
+    if (open) {
+        line_ = std::make_unique<SerialLine>(scheduler_, programEnd_, &device_);
+        device_.hostOpened(*line_);
+    } else {
+        line_.reset();
+        device_.hostClosed();
+    }
+}
+
 void PtyBridge::toDevice(const Bytes& bytes, int baud)
 {
-    if (!hostSide_)
-        return;
-    if (baud > 0 && baud != hostSide_->baud())
-        hostSide_->setSettings(std::to_string(baud) + ",n,8,1");
-    hostSide_->output(bytes);
+    if (baud > 0)
+        programEnd_.baud = baud;
+    if (line_)
+        line_->hostSend(bytes, programEnd_.baud);
 }
 
 } // namespace lp::sim

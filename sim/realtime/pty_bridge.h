@@ -18,7 +18,7 @@
 #include <thread>
 
 #include "realtime/real_time_scheduler.h"
-#include "doubles/virtual_serial.h"
+#include "models/serial_line.h"
 
 namespace lp::sim {
 
@@ -64,6 +64,19 @@ public:
     int programBaud() const { return programBaud_.load(); }
 
 private:
+    // The program's end of the line, on the scheduler's thread.
+    class ProgramEnd final : public SerialHostEnd {
+    public:
+        explicit ProgramEnd(PtyBridge& bridge) : bridge_(bridge) {}
+        int hostBaud() const override { return baud; }
+        void deliver(uint8_t byte) override { bridge_.fromDevice(byte); }
+        int baud = 9600;
+
+    private:
+        PtyBridge& bridge_;
+    };
+
+    void setProgramOpen(bool open);
     void readLoop();
     void toDevice(const Bytes& bytes, int baud);
     void followOpens();
@@ -71,8 +84,8 @@ private:
     void releaseHeld();
 
     RealTimeScheduler scheduler_;
-    VirtualSerialPorts ports_;
-    std::unique_ptr<VirtualSerialPort> hostSide_; // stands for the program
+    ProgramEnd programEnd_{*this};
+    std::unique_ptr<SerialLine> line_; // while the program has the slave open
     SerialDevice& device_;
     int master_ = -1;
     int slaveKeeper_ = -1; // keeps the slave side alive between the program's opens

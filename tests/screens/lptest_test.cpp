@@ -10,7 +10,7 @@
 #include <tuple>
 
 #include "ui/screens/frmLPTest.h"
-#include "models/lp2_in_process_driver.h"
+#include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "qt_app.h"
 #include "ui/frmParent.h"

@@ -23,7 +23,7 @@
 #include "modal.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
-#include "models/lp2_in_process_driver.h"
+#include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "models/wireless_model.h"
 #include "platform/qt/qt_host.h"

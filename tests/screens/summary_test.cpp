@@ -13,7 +13,7 @@
 #include "ui/dialogs/frmConnectingDialog.h"
 #include "ui/screens/frmVersion.h"
 #include "models/compact_model.h"
-#include "models/lp2_in_process_driver.h"
+#include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "models/wireless_model.h"
 #include "qt_app.h"

@@ -12,7 +12,7 @@
 #include "adapters/lp2/adapter_test.h"
 #include "operations/summary_reading.h"
 #include "adapters/lp2/modLP2.h"
-#include "models/lp2_in_process_driver.h"
+#include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "core/string_table.h"
 #include "support/fault_tally.h"

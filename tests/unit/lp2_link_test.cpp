@@ -9,7 +9,7 @@
 #include "core/vb_text.h"
 #include "adapters/frames.h"
 #include "adapters/lp2/modLP2.h"
-#include "models/lp2_in_process_driver.h"
+#include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "core/string_table.h"
 #include "support/test_context.h"

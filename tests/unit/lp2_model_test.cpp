@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "adapters/frames.h"
-#include "models/lp2_in_process_driver.h"
+#include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "doubles/virtual_clock.h"
 #include "doubles/virtual_serial.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "adapters/rp1210/modRP1210Interface.h"
-#include "models/lp2_in_process_driver.h"
+#include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "support/test_context.h"
 

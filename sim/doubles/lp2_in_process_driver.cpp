@@ -1,4 +1,4 @@
-#include "models/lp2_in_process_driver.h"
+#include "doubles/lp2_in_process_driver.h"
 
 #include <algorithm>
 
