@@ -68,7 +68,6 @@ public:
     bool setDTREnable(bool on) override { return port_.setDTREnable(on); }
     bool setPortOpen(bool open) override { return port_.setPortOpen(open); }
     bool portOpen() const override { return port_.portOpen(); }
-    void setInputMode(int mode) override { port_.setInputMode(mode); }
     Bytes input() override { return port_.input(); }
     std::string lastError() const override { return port_.lastError(); }
 

@@ -37,7 +37,6 @@ public:
     bool setDTREnable(bool) override { return allowed(); }
     bool setPortOpen(bool open) override { return allowed() && (open_ = open, true); }
     bool portOpen() const override { return open_; }
-    void setInputMode(int) override {}
     bool output(const Bytes&) override { return allowed(); }
     // The count may disagree with what input() then gives, as a count taken
     // a moment before more bytes arrive does.

@@ -47,7 +47,6 @@ public:
     // A port that refused to close stays open whatever the flash does.
     bool closeRefused() const { return closeRefused_; }
     bool portOpen() const override { return open_; }
-    void setInputMode(int) override {}
     bool output(const Bytes&) override { return allowed(); }
     int inBufferCount() override
     {

@@ -29,7 +29,6 @@ public:
     bool setDTREnable(bool on) override { dtr_ = on; return true; }
     bool setPortOpen(bool open) override;
     bool portOpen() const override { return line_ != nullptr; }
-    void setInputMode(int mode) override { inputMode_ = mode; }
     bool output(const Bytes& bytes) override;
     int inBufferCount() override { return static_cast<int>(input_.size()); }
     Bytes input() override;
@@ -41,7 +40,6 @@ public:
     void setReceiveHook(std::function<void(uint8_t)> hook) { receiveHook_ = std::move(hook); }
     bool rts() const { return rts_; }
     bool dtr() const { return dtr_; }
-    int inputMode() const { return inputMode_; }
 
 private:
     // SerialHostEnd
@@ -60,7 +58,6 @@ private:
     int16_t port_ = 1;
     std::string settings_ = "9600,n,8,1";
     bool rts_ = false, dtr_ = false;
-    int inputMode_ = 0;
     std::unique_ptr<SerialLine> line_;
     std::deque<uint8_t> input_;
     std::string lastError_;

@@ -33,10 +33,6 @@ public:
     virtual bool setPortOpen(bool open) = 0;
     virtual bool portOpen() const = 0;
 
-    // InputMode: 0 text, 1 binary. Bytes are bytes either way here; the mode
-    // is kept because callers set it and models may check it.
-    virtual void setInputMode(int mode) = 0;
-
     // Output: writes the bytes (queued to the device; the call does not wait
     // for the wire).
     virtual bool output(const Bytes& bytes) = 0;

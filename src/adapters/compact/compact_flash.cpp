@@ -226,7 +226,6 @@ bool CompactFlash::switchToLoader()
     const std::string flashSettings = std::to_string(rate) + ",n,8,1";
     log(Info, "flash rate " + flashSettings);
     need(Connection.setSettings(flashSettings), 5, "Settings " + flashSettings);
-    Connection.setInputMode(1);
     sendBytes(kSwitchFrame, 2, "switch frame");
     delay(kAfterSwitchFrameMs);
     need(Connection.setPortOpen(false), 2, "closing the port");

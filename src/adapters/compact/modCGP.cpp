@@ -122,7 +122,6 @@ std::string runQuery(Context& ctx, SerialPort& port, Query query)
     port.input();
     if (query == Query::IdentityText)
         delay(ctx, kQueryWaitMs);
-    port.setInputMode(1);
     const Bytes& frame = query == Query::IdentityText ? kIdentityTextFrame
                          : query == Query::HexVersion ? kHexVersionFrame
                                                       : kDecimalVersionFrame;
@@ -161,7 +160,6 @@ std::string runQuery(Context& ctx, SerialPort& port, Query query)
 
 void broadcastReset(Context& ctx, SerialPort& port)
 {
-    port.setInputMode(1);
     for (int32_t rate : kWakeRates) {
         need(port, port.setSettings(std::to_string(rate) + ",n,8,1"), "Settings");
         need(port, port.output(kWakeFrame), "Output");

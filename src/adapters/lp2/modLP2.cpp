@@ -66,7 +66,6 @@ std::string codeOf(const std::string& buffer, size_t position)
 bool exchangeModeFrame(Context& ctx, SerialPort& connection, const Bytes& frame, const char* success,
                        const char* failure)
 {
-    connection.setInputMode(1);
     if (!connection.output(frame))
         return false;
     if (!DelayMilliseconds(ctx, 250))
@@ -218,7 +217,6 @@ bool LP2ReturnToDriverMode(Context& ctx, SerialPort& connection)
 
 std::optional<std::string> LP2QueryVersionFrame(Context& ctx, SerialPort& connection)
 {
-    connection.setInputMode(1);
     if (!connection.output(LP2QueryFrame()))
         return std::nullopt;
     if (!DelayMilliseconds(ctx, 250))
