@@ -1,5 +1,7 @@
 #include "core/json_check.h"
 
+#include "core/utf8.h"
+
 namespace lp {
 
 namespace {
@@ -44,7 +46,14 @@ private:
             return false;
         ++p_;
         while (more()) {
-            const auto c = static_cast<unsigned char>(t_[p_++]);
+            const auto c = static_cast<unsigned char>(t_[p_]);
+            // UTF-8 only: an entry passed on must stay JSON for any reader.
+            if (c >= 0x80) {
+                if (DecodeUtf8(t_, p_) == kNotUtf8)
+                    return false;
+                continue;
+            }
+            ++p_;
             if (c == '"')
                 return true;
             if (c < 0x20)

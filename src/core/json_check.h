@@ -4,8 +4,10 @@
 // with it: a line cut short by a full disk or glued to the next one must be
 // told from an entry before it is passed on as JSON.
 //
-// Bounded: nesting deeper than kMaxJsonDepth is refused, nothing is copied
-// but the member names, and any bytes at all are accepted as input.
+// Strict about text: a string that is not UTF-8 makes the object damaged, as
+// RFC 8259 wants JSON exchanged as UTF-8. Bounded: nesting deeper than
+// kMaxJsonDepth is refused, nothing is copied but the member names, and any
+// bytes at all are accepted as input.
 #include <cstddef>
 #include <string>
 #include <string_view>

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "core/utf8.h"
+
 namespace lp {
 
 namespace {
@@ -14,54 +16,15 @@ void appendEscape(std::string& out, uint32_t unit)
     out += buffer;
 }
 
-// The code point starting at text[i], advancing i; U+FFFD for a byte that
-// starts no valid sequence (overlong forms and surrogates included).
-uint32_t nextCodePoint(std::string_view text, size_t& i)
-{
-    const auto byte = [&](size_t k) { return static_cast<unsigned char>(text[k]); };
-    const unsigned char lead = byte(i);
-    int length = 0;
-    uint32_t cp = 0, minimum = 0;
-    if (lead < 0x80) {
-        ++i;
-        return lead;
-    } else if ((lead & 0xE0) == 0xC0) {
-        length = 2, cp = lead & 0x1F, minimum = 0x80;
-    } else if ((lead & 0xF0) == 0xE0) {
-        length = 3, cp = lead & 0x0F, minimum = 0x800;
-    } else if ((lead & 0xF8) == 0xF0) {
-        length = 4, cp = lead & 0x07, minimum = 0x10000;
-    } else {
-        ++i;
-        return 0xFFFD;
-    }
-    if (i + static_cast<size_t>(length) > text.size()) {
-        ++i;
-        return 0xFFFD;
-    }
-    for (int k = 1; k < length; ++k) {
-        const unsigned char b = byte(i + static_cast<size_t>(k));
-        if ((b & 0xC0) != 0x80) {
-            ++i;
-            return 0xFFFD;
-        }
-        cp = (cp << 6) | (b & 0x3F);
-    }
-    if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) {
-        ++i;
-        return 0xFFFD;
-    }
-    i += static_cast<size_t>(length);
-    return cp;
-}
-
 } // namespace
 
 std::string jsonQuote(std::string_view text)
 {
     std::string out = "\"";
     for (size_t i = 0; i < text.size();) {
-        const uint32_t cp = nextCodePoint(text, i);
+        uint32_t cp = DecodeUtf8(text, i);
+        if (cp == kNotUtf8)
+            cp = 0xFFFD;
         switch (cp) {
         case '"': out += "\\\""; break;
         case '\\': out += "\\\\"; break;

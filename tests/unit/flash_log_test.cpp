@@ -94,12 +94,14 @@ TEST(FlashLog, AnAttemptIsOnRecordFromItsStartAndDamagedLinesAreCounted)
 
 TEST(JsonCheck, WholeObjectsOnlyAndTheirMembers)
 {
-    for (const char* good : {R"({"a":1,"b":[true,false,null,-1.5e3,"x\"\u00fc"],"c":{}})", " {} "})
+    for (const char* good : {R"({"a":1,"b":[true,false,null,-1.5e3,"x\"\u00fc"],"c":{}})", " {} ",
+                             "{\"\xC3\xBC\":\"\xF0\x9F\x98\x80\"}"})
         EXPECT_TRUE(CheckJsonObject(good)) << good;
     // Two entries glued, a text cut short, a leading zero, a trailing comma,
-    // a control character, a bad escape, no object, nothing.
+    // a control character, a bad escape, Latin-1 and an overlong "/" in a
+    // text, no object, nothing.
     for (const char* bad : {R"({"a":1}{"b":2})", R"({"a":"cut)", R"({"a":01})", R"({"a":1,})", "{\"a\":\"\x01\"}",
-                            R"({"a":"\x"})", "[1]", ""})
+                            R"({"a":"\x"})", "{\"a\":\"\xFC\"}", "{\"a\":\"\xC0\xAF\"}", "[1]", ""})
         EXPECT_FALSE(CheckJsonObject(bad)) << bad;
     EXPECT_FALSE(CheckJsonObject("{\"a\":" + std::string(kMaxJsonDepth + 1, '[') + std::string(kMaxJsonDepth + 1, ']') + "}"));
 
