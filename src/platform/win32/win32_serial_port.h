@@ -44,7 +44,6 @@ public:
     bool setDTREnable(bool on) override;
     bool setPortOpen(bool open) override;
     bool portOpen() const override { return handle_ != nullptr; }
-    void setInputMode(int mode) override { inputMode_ = mode; }
     bool output(const Bytes& bytes) override;
     int inBufferCount() override;
     Bytes input() override;
@@ -71,7 +70,6 @@ private:
     std::string settingsText_ = "9600,n,8,1";
     SerialSettings settings_;
     bool rts_ = false, dtr_ = false;
-    int inputMode_ = 0;
     std::string devicePath_;
     std::string lastError_;
     Bytes received_;
