@@ -8,7 +8,7 @@
 
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
-#include "models/lp2_in_process_driver.h"
+#include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "models/wireless_model.h"
 #include "support/flash_screens.h"
