@@ -111,6 +111,43 @@ WirelessApply wirelessFlag(std::function<void(WirelessModel&)> f)
     };
 }
 
+// Records are counted from 1 as the loader takes them after "####".
+constexpr long kLastRecord = 10'000'000;
+
+// "N" or "N:MS": a record (0: every record) and how late its "#" comes.
+bool parseLateRecord(const std::string& v, long defaultMs, long& record, long& ms, std::string& error)
+{
+    std::string n = v, late;
+    ms = defaultMs;
+    if (v.find(':') != std::string::npos && !splitPair(v, n, late))
+        return bad(error, "N or N:MS");
+    if (!parseNumber(n, 0, kLastRecord, record) || (!late.empty() && !parseNumber(late, 1, 600000, ms)))
+        return bad(error, "N or N:MS: a record number (0: every record) and milliseconds from 1 to 600000");
+    return true;
+}
+
+CompactApply compactRecordFault(std::function<void(CompactModel::LoaderFaults&, long)> f)
+{
+    return [f](DemoCompact& o, const std::string& v, std::string& error) {
+        long n = 0;
+        if (!parseNumber(v, 1, kLastRecord, n))
+            return bad(error, "a record number from 1");
+        o.setup.push_back([f, n](CompactModel& m) { f(m.loaderFaults(), n); });
+        return true;
+    };
+}
+
+WirelessApply wirelessRecordFault(std::function<void(WirelessLoaderFaults&, int)> f)
+{
+    return [f](DemoWireless& o, const std::string& v, std::string& error) {
+        long n = 0;
+        if (!parseNumber(v, 1, kLastRecord, n))
+            return bad(error, "a record number from 1");
+        o.setup.push_back([f, n](WirelessModel& m) { f(m.loaderFaults(), static_cast<int>(n)); });
+        return true;
+    };
+}
+
 bool setPortOption(bool& enabled, int& port, const std::string& v, std::string& error)
 {
     enabled = true;
@@ -234,8 +271,22 @@ const SimOption kLp2Rows[] = {
      lp2Exchange(&Lp2ModelConfig::query)},
     {"lp2-back", Value::Required, "FAULT", true, "the reply to the return-to-driver-mode frame (as --lp2-leave)",
      lp2Exchange(&Lp2ModelConfig::back)},
-    {"lp2-flash-refused", Value::None, "", true, "the adapter refuses to start a flash",
+    {"lp2-flash-refused", Value::None, "", true,
+     "the adapter refuses to start a flash: the driver's command 300 returns an error (--lp2-flash-refused-code)",
      lp2Flag([](M& m) { m.config().flashAccepted = false; })},
+    {"lp2-flash-hangs", Value::None, "", true,
+     "the adapter starts a flash and never finishes it: the driver times out (error 142) and the application "
+     "slot stays empty",
+     lp2Flag([](M& m) { m.config().flashNeverCompletes = true; })},
+    {"lp2-version-after-flash", Value::Required, "M.m", true,
+     "the application version a flash installs, whatever the file (default 1.9, the demo file's)",
+     Lp2Apply([](DemoLp2& o, const std::string& v, std::string& e) {
+         std::array<uint8_t, 2> after{};
+         if (!parseVersion(v, after[0], after[1]))
+             return bad(e, "MAJOR.MINOR, each 0-255");
+         o.setup.push_back([after](M& m) { m.config().applicationAfterFlash = after; });
+         return true;
+     })},
     {"lp2-connect-error", Value::Required, "PROTOCOL:CODE", true,
      "the driver answers a connect for PROTOCOL (SIP, J1708, J1939, HVN) with error CODE; repeatable",
      lp2Driver([](Lp2DriverSettings& s, const std::string& v, std::string& e) {
@@ -359,6 +410,45 @@ const SimOption kCompactRows[] = {
          m.setFault(C::Fault::SlowReply);
          m.setSlowReplyDelayMs(static_cast<int>(n));
      })},
+    heading("Compact adapter flash faults; records count from 1 after \"####\":"),
+    {"compact-loader-silent", Value::None, "", true, "its loader never answers the \"!\" burst",
+     compactFlag([](C& m) { m.loaderFaults().readyAnswer.clear(); })},
+    {"compact-flash-silent", Value::Required, "N", true, "from record N on the loader says nothing",
+     compactRecordFault([](C::LoaderFaults& f, long n) { f.silentFromRecord = n; })},
+    {"compact-flash-refuse", Value::Required, "N", true, "record N is refused (answered NAK, not \"#\")",
+     compactRecordFault([](C::LoaderFaults& f, long n) {
+         f.refusedRecord = n;
+         f.refusedReply = {WirelessModel::kRecordRefused};
+     })},
+    {"compact-flash-garbage", Value::Required, "N", true, "record N is answered with garbage instead of \"#\"",
+     compactRecordFault([](C::LoaderFaults& f, long n) { f.garbageRecord = n; })},
+    {"compact-flash-late", Value::Required, "N[:MS]", true,
+     "the \"#\" of record N (0: every record) comes MS late (default 2000, past the flash's 1.67 s)",
+     CompactApply([](DemoCompact& o, const std::string& v, std::string& e) {
+         long n = 0, ms = 0;
+         if (!parseLateRecord(v, 2000, n, ms, e))
+             return false;
+         o.setup.push_back([n, ms](C& m) {
+             m.loaderFaults().slowRecord = n;
+             m.loaderFaults().slowAckMs = static_cast<int>(ms);
+         });
+         return true;
+     })},
+    {"compact-flash-drop", Value::Required, "N", true,
+     "at record N the link drops, as a USB converter pulled out: the port is gone until the simulator restarts",
+     compactRecordFault([](C::LoaderFaults& f, long n) { f.dropLinkAtRecord = n; })},
+    {"compact-no-restart", Value::None, "", true,
+     "after the whole file the adapter restarts and never comes back (answers nothing)",
+     compactFlag([](C& m) { m.loaderFaults().noRestart = true; })},
+    {"compact-version-after-flash", Value::Required, "XX.XX.XX", true,
+     "the application version after a flash, whatever the image holds (default: the version stamped in the image)",
+     compactConfig([](C::Config& c, const std::string& v, std::string& e) {
+         std::array<uint8_t, 3> after{};
+         if (!parseHexVersion(v, after))
+             return bad(e, "three hexadecimal bytes such as 01.07.12");
+         c.firmwareAfterFlash = after;
+         return true;
+     })},
 };
 
 // The wireless adapters, each or one by @ADDR.
@@ -399,6 +489,41 @@ const SimOption kWirelessRows[] = {
      wirelessNumber(0, 0, 64, [](W& m, long n) {
          m.setFault(WirelessFault::DropMidReply);
          m.setDropAfterBytes(static_cast<size_t>(n));
+     })},
+    heading("Wireless flash faults (OPTION@ADDR too); records count from 1 after \"####\":"),
+    {"wireless-loader-silent", Value::None, "", true, "its loader starts and never answers",
+     wirelessFlag([](W& m) { m.loaderFaults().silentLoader = true; })},
+    {"wireless-flash-silent", Value::Required, "N", true, "from record N on the loader says nothing",
+     wirelessRecordFault([](WirelessLoaderFaults& f, int n) { f.silentFromRecord = n; })},
+    {"wireless-flash-refuse", Value::Required, "N", true, "record N is refused (answered NAK, not \"#\")",
+     wirelessRecordFault([](WirelessLoaderFaults& f, int n) { f.refuseRecord = n; })},
+    {"wireless-flash-garbage", Value::Required, "N", true, "record N is answered with garbage instead of \"#\"",
+     wirelessRecordFault([](WirelessLoaderFaults& f, int n) { f.garbageRecord = n; })},
+    {"wireless-flash-late", Value::Required, "N[:MS]", true,
+     "the \"#\" of record N (0: every record) comes MS late (default 10000, past the flash's three tries of 3 s)",
+     WirelessApply([](DemoWireless& o, const std::string& v, std::string& e) {
+         long n = 0, ms = 0;
+         if (!parseLateRecord(v, 10000, n, ms, e))
+             return false;
+         o.setup.push_back([n, ms](W& m) {
+             m.loaderFaults().slowRecord = static_cast<int>(n);
+             m.loaderFaults().slowAckUs = ms * 1000;
+         });
+         return true;
+     })},
+    {"wireless-flash-drop", Value::Required, "N", true, "the connection drops as record N arrives",
+     wirelessRecordFault([](WirelessLoaderFaults& f, int n) { f.dropAtRecord = n; })},
+    {"wireless-no-restart", Value::None, "", true,
+     "after the whole file the adapter restarts and never takes a connection again",
+     wirelessFlag([](W& m) { m.loaderFaults().failReconnect = true; })},
+    {"wireless-version-after-flash", Value::Required, "XX.XX.XX", true,
+     "the application version after a flash, whatever the image holds (default: the version stamped in the image)",
+     wirelessConfig([](WirelessAdapterConfig& c, const std::string& v, std::string& e) {
+         std::array<uint8_t, 3> after{};
+         if (!parseHexVersion(v, after))
+             return bad(e, "three hexadecimal bytes such as 01.07.12");
+         c.hexVersionAfterFlash = after;
+         return true;
      })},
 };
 

@@ -35,12 +35,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The versions of the demo firmware files (resources/demo-firmware): what a
-// demo adapter runs after it has been flashed with one.
+// The image the demo's test driver flashes, whatever file it is given: the
+// version of the demo APF (resources/demo-firmware). The compact and wireless
+// adapters run what they were sent, whose stamp says its version.
 constexpr std::array<uint8_t, 2> kDemoLp2VersionAfterFlash{1, 9};
-constexpr std::array<uint8_t, 3> kDemoWirelessVersionAfterFlash{0x01, 0x08, 0x12};
-constexpr std::array<uint8_t, 3> kDemoCompactVersionAfterFlash{0x01, 0x08, 0x12};
-
 
 constexpr const char* kDriverLibraryName = "libLP2RP32.so";
 constexpr const char* kLp2SimIni = "LP2SIM.INI";
@@ -542,9 +540,6 @@ bool DemoSession::Start::startCompact(IniProfileFiles& files)
         || !writeIniValue(files, kCGPIniFile, kCGPIniSection, "LastComPortUsed", port, error))
         return false;
     CompactModel::Config config = o.model;
-    // A flash installs what the demo firmware file says it holds.
-    if (!config.firmwareAfterFlash)
-        config.firmwareAfterFlash = kDemoCompactVersionAfterFlash;
     if (config.baud == 0) {
         // The rate the program will flash at is the rate the adapter
         // sleeps at.
@@ -583,10 +578,6 @@ bool DemoSession::Start::serveWireless(const DemoWireless& o, std::vector<std::s
     auto model = std::make_unique<WirelessModel>(o.model);
     std::string address = o.address;
     model->config().address = address;
-    // A flash installs what the demo firmware file says it holds, so
-    // the read-back after a demo flash verifies.
-    if (!model->config().hexVersionAfterFlash)
-        model->config().hexVersionAfterFlash = kDemoWirelessVersionAfterFlash;
     for (const auto& f : o.setup)
         f(*model);
     std::unique_ptr<TcpModelServer> server;

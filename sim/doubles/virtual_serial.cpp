@@ -6,6 +6,9 @@
 
 namespace lp::sim {
 
+// The device's converter is pulled out: this port's number leaves the machine.
+void VirtualSerialPort::unplug() { ports_.unplug(port_); }
+
 VirtualSerialPort::VirtualSerialPort(VirtualSerialPorts& ports, Scheduler& scheduler)
     : ports_(ports), scheduler_(scheduler)
 {

@@ -44,6 +44,7 @@ public:
 private:
     // SerialHostEnd
     int hostBaud() const override { return baud(); }
+    void unplug() override;
     void deliver(uint8_t byte) override
     {
         if (receiveHook_)

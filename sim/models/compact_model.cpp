@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "adapters/frames.h"
+#include "models/firmware_image.h"
 #include "models/loader_records.h"
 
 namespace lp::sim {
@@ -15,6 +16,8 @@ constexpr uint8_t kReplyHeader = 0x5F;
 // byte means we are not looking at a frame.
 constexpr uint8_t kMaxFrameLength = 8;
 constexpr size_t kSerialNumberLength = 10;
+// What a garbled acknowledgement brings: no "#" among it.
+const Bytes kGarbledAcknowledgement{0xA7, 0x5C, 0x0E, 0xF1};
 
 bool is(const Bytes& frame, uint8_t group, uint8_t command)
 {
@@ -27,15 +30,32 @@ CompactModel::CompactModel() : CompactModel(Config{}) {}
 
 CompactModel::CompactModel(Config config) : config_(std::move(config)), mode_(config_.mode) {}
 
-CompactModel::~CompactModel() { lineToken_.reset(); }
+CompactModel::~CompactModel()
+{
+    lineToken_.reset();
+    alive_.reset();
+}
 
 void CompactModel::powerCycle()
 {
+    ++epoch_;
+    hung_ = false;
     mode_ = Mode::Application;
     awake_ = false;
     frame_.clear();
     bangs_ = 0;
     hashes_ = 0;
+    receiving_ = false;
+    record_.clear();
+}
+
+void CompactModel::setMode(Mode mode)
+{
+    ++epoch_;
+    mode_ = mode;
+    awake_ = false;
+    frame_.clear();
+    bangs_ = hashes_ = 0;
     receiving_ = false;
     record_.clear();
 }
@@ -67,6 +87,8 @@ void CompactModel::hostClosed()
 
 void CompactModel::received(uint8_t byte, int hostBaud)
 {
+    if (hung_)
+        return;
     if (hostBaud != listeningBaud()) {
         // A framing error: whatever was being assembled is lost.
         ++noiseBytes;
@@ -191,18 +213,41 @@ void CompactModel::loaderRecord(const Bytes& record)
     }
     const int64_t k = ++recordsReceived;
     const LoaderFaults& f = loaderFaults_;
-    if (f.silentFromRecord != 0 && k >= f.silentFromRecord)
-        return;
-    if (f.refusedRecord == k) {
-        if (!f.refusedReply.empty())
-            sendAfter(f.refusedReply, listeningBaud(), config_.ackLatencyUs);
+    if (f.dropLinkAtRecord == k && line_) {
+        line_->unplug();
         return;
     }
+    if (f.silentFromRecord != 0 && k >= f.silentFromRecord)
+        return;
+    if (f.refusedRecord == k || f.garbageRecord == k) {
+        const Bytes& answer = f.garbageRecord == k ? kGarbledAcknowledgement : f.refusedReply;
+        if (!answer.empty())
+            sendAfter(answer, listeningBaud(), config_.ackLatencyUs);
+        return;
+    }
+    writeRecord(body);
+    int64_t delayUs = config_.ackLatencyUs;
+    if (f.slowAckMs > 0 && (f.slowRecord == 0 || f.slowRecord == k))
+        delayUs += int64_t(f.slowAckMs) * 1000;
+    ++acknowledgements;
+    sendAfter(Bytes{'#'}, listeningBaud(), delayUs);
+    if (!endRecordReceived || !line_)
+        return;
+    // The whole image is in: the loader hands over to it once its "#" is out.
+    std::weak_ptr<int> alive = alive_;
+    const uint64_t epoch = epoch_;
+    line_->scheduler().after(delayUs + config_.restartUs, [this, alive, epoch] {
+        if (!alive.expired() && epoch == epoch_)
+            restartIntoApplication();
+    });
+}
+
+void CompactModel::writeRecord(const Bytes& body)
+{
     const size_t count = body[0];
     const uint32_t address = uint32_t(body[1]) << 8 | body[2];
-    const uint8_t type = body[3];
     const uint32_t value = count >= 2 ? uint32_t(body[4]) << 8 | body[5] : 0;
-    switch (type) {
+    switch (body[3]) {
     case 0x00:
         for (size_t i = 0; i < count; ++i)
             image[base_ + address + static_cast<uint32_t>(i)] = body[4 + i];
@@ -219,19 +264,25 @@ void CompactModel::loaderRecord(const Bytes& record)
     default:
         break;
     }
-    int64_t delayUs = config_.ackLatencyUs;
-    if (f.slowAckMs > 0 && (f.slowRecord == 0 || f.slowRecord == k))
-        delayUs += int64_t(f.slowAckMs) * 1000;
-    ++acknowledgements;
-    sendAfter(Bytes{'#'}, listeningBaud(), delayUs);
-    if (type == 0x01) {
-        // The new application starts; it sleeps until woken, as after power-up.
-        if (config_.firmwareAfterFlash)
-            config_.firmware = *config_.firmwareAfterFlash;
-        mode_ = Mode::Application;
-        awake_ = false;
-        receiving_ = false;
+}
+
+void CompactModel::restartIntoApplication()
+{
+    ++restarts;
+    receiving_ = false;
+    record_.clear();
+    frame_.clear();
+    bangs_ = hashes_ = 0;
+    if (loaderFaults_.noRestart) {
+        hung_ = true;
+        return;
     }
+    mode_ = Mode::Application;
+    awake_ = false;
+    if (config_.firmwareAfterFlash)
+        config_.firmware = *config_.firmwareAfterFlash;
+    else if (auto stamped = versionStampOf(image))
+        config_.firmware = *stamped;
 }
 
 void CompactModel::reply(Bytes bytes, int baud)

@@ -16,10 +16,7 @@
 //
 // Loader mode. The loader runs at the configured rate (or loaderBaud) and
 // stays in charge across port closes until the adapter is power-cycled: an
-// adapter whose flash did not finish sits in its loader. Once it has taken
-// the end-of-file record (and sent its "#"), the adapter restarts into the
-// application it was given, asleep at its configured rate, which then
-// reports firmwareAfterFlash (its old version when that is unset). It answers every
+// adapter whose flash did not finish sits in its loader. It answers every
 // full burst of eight "!" characters with "????" - the hand-shake that both
 // the compact flash and the port search's second look (at 57600 baud) send.
 // "####" starts a flash: the image is erased and records follow, each sent
@@ -29,7 +26,12 @@
 // image (data records by address; types 02 and 04 set the segment or upper
 // linear base, 01 marks the end) and answered with one "#" as soon as its
 // last byte is in (ackLatencyUs). Any other record gets no answer, and a
-// record left unfinished for kRecordGapUs is dropped.
+// record left unfinished for kRecordGapUs is dropped. Once the end-of-file
+// record is acknowledged the loader has the whole image: restartUs later
+// the adapter restarts into the new application, asleep at its rate, and
+// reports the version the image carries (firmware_image.h's stamp;
+// firmwareAfterFlash overrides it). A flash that stops before its end
+// leaves the adapter in its loader.
 //
 // Bytes at any other rate than the one the adapter listens at are noise: they
 // spoil the frame in progress and are otherwise ignored. Replies leave
@@ -71,7 +73,11 @@ public:
         Mode mode = Mode::Application;
         // How long after a record's last byte its "#" leaves.
         int64_t ackLatencyUs = 0;
-        // The application version after a finished flash.
+        // From the end-of-file record's "#" until the new application runs
+        // (0: at once, before the "#" has reached the program).
+        int64_t restartUs = 0;
+        // The application version after a completed flash whatever the image
+        // says (a wrong version afterwards); unset: the image's stamp.
         std::optional<std::array<uint8_t, 3>> firmwareAfterFlash;
     };
 
@@ -92,6 +98,15 @@ public:
         // From record silentFromRecord on the loader takes nothing in and
         // says nothing.
         int64_t silentFromRecord = 0;
+        // Record garbageRecord is not written and answered with bytes that
+        // hold no "#".
+        int64_t garbageRecord = 0;
+        // As record dropLinkAtRecord arrives the line goes away (a USB-serial
+        // converter pulled out, SerialLine::unplug); the loader stays.
+        int64_t dropLinkAtRecord = 0;
+        // The restart after the end-of-file record never ends: the adapter
+        // answers nothing any more, neither loader nor application.
+        bool noRestart = false;
     };
 
     static constexpr int kWorkingBaud = 9600;
@@ -111,11 +126,15 @@ public:
     void setSlowReplyDelayMs(int delayMs) { slowDelayMs_ = delayMs; }
     Fault fault() const { return fault_; }
     void setLoaderFaults(LoaderFaults faults) { loaderFaults_ = std::move(faults); }
+    LoaderFaults& loaderFaults() { return loaderFaults_; }
 
     // Back to a sleeping application (power off and on).
     void powerCycle();
-    // Straight into a mode, as a test's adapter that was left there.
-    void setMode(Mode mode) { mode_ = mode; }
+    // Straight into a mode, as a test's adapter that was left there (asleep
+    // or at the start of its loader); a restart still to come is off.
+    void setMode(Mode mode);
+    // Not answering at all since a restart that never ended (noRestart).
+    bool hung() const { return hung_; }
 
     Mode mode() const { return mode_; }
     bool awake() const { return awake_; }
@@ -138,6 +157,7 @@ public:
     int64_t acknowledgements = 0;  // "#" sent
     bool endRecordReceived = false;
     std::map<uint32_t, uint8_t> image; // what the flash wrote, by address
+    int restarts = 0;                  // into a flashed application (or not, noRestart)
 
     // SerialDevice
     void hostOpened(SerialLine& line) override;
@@ -149,6 +169,8 @@ private:
     void applicationFrame(const Bytes& frame);
     void loaderByte(uint8_t byte);
     void loaderRecord(const Bytes& record);
+    void writeRecord(const Bytes& body);
+    void restartIntoApplication();
     void reply(Bytes bytes, int baud);
     void sendAfter(Bytes bytes, int baud, int64_t delayUs);
 
@@ -170,6 +192,11 @@ private:
     uint32_t base_ = 0; // segment or upper linear base of the data records
     LoaderFaults loaderFaults_;
     uint32_t garbageSeed_ = 0x2545F491u;
+    bool hung_ = false;
+    // A restart planned for a processor that has since been power-cycled
+    // (or for a model that has gone) does not happen.
+    uint64_t epoch_ = 0;
+    std::shared_ptr<int> alive_ = std::make_shared<int>(0);
 };
 
 } // namespace lp::sim

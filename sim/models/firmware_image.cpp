@@ -72,4 +72,37 @@ std::map<uint32_t, uint8_t> imageByAddress(const std::vector<uint8_t>& image, ui
     return map;
 }
 
+void stampVersion(std::vector<uint8_t>& image, const std::array<uint8_t, 3>& version, size_t offset)
+{
+    const size_t length = kVersionStampMark.size() + version.size();
+    if (image.size() < offset + length)
+        image.resize(offset + length);
+    std::copy(kVersionStampMark.begin(), kVersionStampMark.end(), image.begin() + static_cast<std::ptrdiff_t>(offset));
+    std::copy(version.begin(), version.end(),
+              image.begin() + static_cast<std::ptrdiff_t>(offset + kVersionStampMark.size()));
+}
+
+std::optional<std::array<uint8_t, 3>> versionStampOf(const std::map<uint32_t, uint8_t>& image)
+{
+    constexpr size_t kMark = kVersionStampMark.size();
+    auto byteAt = [&image](uint32_t address) -> int {
+        auto it = image.find(address);
+        return it == image.end() ? -1 : it->second;
+    };
+    for (const auto& [address, byte] : image) {
+        if (byte != kVersionStampMark[0])
+            continue;
+        bool match = true;
+        for (size_t i = 1; i < kMark + 3 && match; ++i) {
+            const int b = byteAt(address + static_cast<uint32_t>(i));
+            match = b >= 0 && (i >= kMark || b == kVersionStampMark[i]);
+        }
+        if (match)
+            return std::array<uint8_t, 3>{static_cast<uint8_t>(byteAt(address + kMark)),
+                                          static_cast<uint8_t>(byteAt(address + kMark + 1)),
+                                          static_cast<uint8_t>(byteAt(address + kMark + 2))};
+    }
+    return std::nullopt;
+}
+
 } // namespace lp::sim

@@ -168,6 +168,10 @@ std::optional<bool> Lp2Model::answerFlashStart(uint16_t value)
     if (config_.unpowered || !driverMode_)
         return std::nullopt;
     flashValue_ = value;
+    if (config_.flashNeverCompletes) {
+        config_.versions.applicationMajor = config_.versions.applicationMinor = 255;
+        return std::nullopt;
+    }
     if (config_.flashAccepted && config_.applicationAfterFlash) {
         config_.versions.applicationMajor = (*config_.applicationAfterFlash)[0];
         config_.versions.applicationMinor = (*config_.applicationAfterFlash)[1];

@@ -60,6 +60,10 @@ struct Lp2ModelConfig {
     // The application version the driver's image carries: an accepted flash
     // installs it. Unset leaves the versions as they were.
     std::optional<std::array<uint8_t, 2>> applicationAfterFlash;
+    // The adapter takes the flash start and never finishes it: its driver
+    // hears nothing back, and the application slot is left empty (255.255),
+    // as after any flash that did not end.
+    bool flashNeverCompletes = false;
     // Time between the last byte of a request and the first of the reply.
     int64_t replyDelayUs = 2000;
     // A partial frame older than this is dropped.

@@ -38,6 +38,9 @@ public:
     virtual int hostBaud() const = 0;
     // A byte from the device reached the program's port.
     virtual void deliver(uint8_t byte) = 0;
+    // The device end went away (a USB-serial converter pulled out): the
+    // program's port goes with it.
+    virtual void unplug() {}
 };
 
 // Parses "9600,n,8,1"; baud 0 when the text is not a valid setting.
@@ -60,6 +63,8 @@ public:
     void hostSend(const Bytes& bytes, int hostBaud);
     int hostBaud() const { return host_.hostBaud(); }
     Scheduler& scheduler() { return scheduler_; }
+    // The device pulls its end out (SerialHostEnd::unplug).
+    void unplug() { host_.unplug(); }
     SerialDevice* device() const { return device_; }
 
 private:

@@ -24,6 +24,11 @@ public:
     virtual void close() = 0;
     // The time the device lives on (virtual or real).
     virtual Scheduler& scheduler() = 0;
+    // The device takes no connection from now on: a real listener stops at
+    // once, not when next it looks at acceptsConnections(), so a program
+    // that connects again the moment it hears the device's last answer is
+    // refused. The virtual network asks at every connect: nothing to do.
+    virtual void refuseConnectionsNow() {}
 };
 
 class TcpDevice {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "adapters/frames.h"
+#include "models/firmware_image.h"
 #include "models/loader_records.h"
 
 namespace lp::sim {
@@ -19,6 +20,8 @@ constexpr uint8_t kRecordMark = ':';
 constexpr size_t kTextLength = 4;
 // A record after its mark: count, two address bytes, type, data, check.
 constexpr size_t kRecordOverhead = 5;
+// What a garbled acknowledgement brings: no "#" among it.
+const Bytes kGarbledAcknowledgement{0xA7, 0x5C, 0x0E};
 
 bool isText(const Bytes& input, size_t pos, uint8_t character)
 {
@@ -279,8 +282,8 @@ void WirelessModel::takeRecord(const Bytes& record)
     if (f.silentFromRecord > 0 && k >= f.silentFromRecord)
         silent_ = true;
     const bool sound = loaderTakesRecord(Bytes(record.begin() + 1, record.end()), endRecordSeen_);
-    if (!transferring_ || !sound || f.refuseRecord == k) {
-        loaderAnswer({kRecordRefused}, config_.recordWriteUs);
+    if (!transferring_ || !sound || f.refuseRecord == k || f.garbageRecord == k) {
+        loaderAnswer(f.garbageRecord == k ? kGarbledAcknowledgement : Bytes{kRecordRefused}, config_.recordWriteUs);
         return;
     }
     const size_t count = record[1];
@@ -326,7 +329,7 @@ void WirelessModel::answerLoaderFrame(const Bytes& frame)
 
 void WirelessModel::loaderAnswer(Bytes reply, int64_t workUs)
 {
-    if (silent_ || !link_ || !scheduler_)
+    if (silent_ || loaderFaults_.silentLoader || !link_ || !scheduler_)
         return;
     const int64_t at = std::max(scheduler_->nowUs(), loaderBusyUntilUs_) + workUs;
     loaderBusyUntilUs_ = at;
@@ -344,11 +347,15 @@ void WirelessModel::restartIntoApplication()
     silent_ = false;
     if (config_.hexVersionAfterFlash)
         config_.hexVersion = *config_.hexVersionAfterFlash;
+    else if (auto stamped = versionStampOf(appliedImage_))
+        config_.hexVersion = *stamped;
     mode_ = WirelessMode::StartingApplication;
     input_.clear();
     const uint64_t epoch = ++epoch_;
     const bool never = loaderFaults_.failReconnect;
     refusing_ = never || config_.restartRefuseUs > 0;
+    if (never && link_)
+        link_->refuseConnectionsNow();
     if (!scheduler_)
         return;
     // The answers already planned go out first.

@@ -51,11 +51,13 @@
 // connection and a failed reconnect end the flash at once.
 //
 // The image is assembled from the data records (types 02 and 04 move the
-// base address); appliedImage() is what the adapter runs after the restart.
+// base address); appliedImage() is what the adapter runs after the restart,
+// and the version it reports then is the one the image carries
+// (firmware_image.h's stamp) unless hexVersionAfterFlash says otherwise.
 // A real listener (tcp_model_server.h) looks at acceptsConnections() only
-// when something happens on its sockets: it sees failReconnect when the
-// connection drops, but not the end of restartRefuseUs, which is therefore
-// for the virtual network.
+// when something happens on its sockets; failReconnect stops it at once
+// (TcpLink::refuseConnectionsNow), but it does not see the end of
+// restartRefuseUs, which is therefore for the virtual network.
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -97,7 +99,9 @@ struct WirelessAdapterConfig {
     int64_t restartDropUs = 20000;
     int64_t restartRefuseUs = 0;
     int64_t restartUs = 1000000;
-    // The application version after a successful flash (unchanged if unset).
+    // The application version after a successful flash whatever the image
+    // says (a wrong version afterwards); unset: the image's stamp, and
+    // without one the version stays.
     std::optional<std::array<uint8_t, 3>> hexVersionAfterFlash;
 };
 
@@ -110,8 +114,12 @@ struct WirelessLoaderFaults {
     int badReadyAnswers = 0;
     // The adapter takes 01 03 and is never heard of again (no ack, no loader).
     bool silentAfterSwitch = false;
+    // The loader runs but answers nothing at all ("!!!!" included).
+    bool silentLoader = false;
     // Record k is answered with kRecordRefused and not written.
     int refuseRecord = 0;
+    // Record k is answered with bytes that are no "#" and not written.
+    int garbageRecord = 0;
     // From record k on nothing is answered (the loader hangs).
     int silentFromRecord = 0;
     // The connection is closed when record k arrives (nothing answered).

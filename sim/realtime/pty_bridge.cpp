@@ -18,6 +18,10 @@ namespace lp::sim {
 
 namespace {
 
+// What the wake pipe carries: stop the reader, or hang the line up.
+constexpr char kWakeStop = 1;
+constexpr char kWakeHangUp = 2;
+
 void setError(std::string* error, const std::string& text)
 {
     if (error)
@@ -123,6 +127,7 @@ bool PtyBridge::start(std::string* error)
         programOpens_ = 0;
     }
 
+    hungUp_ = masterClosed_ = false;
     if (!followOpens_)
         scheduler_.call([this] { setProgramOpen(true); });
     running_ = true;
@@ -135,11 +140,12 @@ void PtyBridge::stop()
     if (!running_)
         return;
     running_ = false;
-    char wake = 1;
-    ssize_t written = ::write(wakePipe_[1], &wake, 1);
+    ssize_t written = ::write(wakePipe_[1], &kWakeStop, 1);
     (void)written;
     if (reader_.joinable())
         reader_.join();
+    if (masterClosed_)
+        master_ = slaveKeeper_ = -1;
     scheduler_.call([this] { setProgramOpen(false); });
     scheduler_.stop();
     for (int* fd : {&master_, &slaveKeeper_, &wakePipe_[0], &wakePipe_[1], &inotify_}) {
@@ -153,15 +159,23 @@ void PtyBridge::readLoop()
 {
     uint8_t buffer[4096];
     for (;;) {
-        pollfd fds[3] = {{master_, POLLIN, 0}, {wakePipe_[0], POLLIN, 0}, {inotify_, POLLIN, 0}};
+        pollfd fds[3] = {{masterClosed_ ? -1 : master_, POLLIN, 0}, {wakePipe_[0], POLLIN, 0}, {inotify_, POLLIN, 0}};
         int ready = poll(fds, inotify_ >= 0 ? 3 : 2, -1);
         if (ready < 0) {
             if (errno == EINTR)
                 continue;
             return;
         }
-        if (fds[1].revents)
-            return;
+        if (fds[1].revents) {
+            char wake = kWakeStop;
+            if (::read(wakePipe_[0], &wake, 1) != 1 || wake != kWakeHangUp)
+                return;
+            // The scheduler relays nothing more: the line can close here.
+            close(master_);
+            close(slaveKeeper_);
+            masterClosed_ = true;
+            continue;
+        }
         ssize_t n = 0;
         if (fds[0].revents & POLLIN) {
             n = ::read(master_, buffer, sizeof buffer);
@@ -211,8 +225,20 @@ void PtyBridge::followOpens()
     }
 }
 
+void PtyBridge::hangUp()
+{
+    if (hungUp_)
+        return;
+    hungUp_ = true;
+    held_.clear();
+    ssize_t written = ::write(wakePipe_[1], &kWakeHangUp, 1);
+    (void)written;
+}
+
 void PtyBridge::fromDevice(uint8_t byte)
 {
+    if (hungUp_)
+        return;
     if (turnaroundUs_ == 0) {
         ssize_t written = ::write(master_, &byte, 1);
         (void)written;
@@ -235,7 +261,7 @@ void PtyBridge::fromDevice(uint8_t byte)
 void PtyBridge::releaseHeld()
 {
     ++heldBatch_;
-    if (held_.empty())
+    if (held_.empty() || hungUp_)
         return;
     ssize_t written = ::write(master_, held_.data(), held_.size());
     (void)written;

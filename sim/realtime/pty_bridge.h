@@ -10,6 +10,10 @@
 // as noise; the model's replies come back the same way and are written to the
 // master. The model runs on the scheduler's thread only: change it while the
 // bridge runs through scheduler().call().
+//
+// A model that unplugs its line (SerialLine::unplug, a USB-serial converter
+// pulled out) hangs the pty up: the master closes, so the program's open
+// slave reports a hang-up, and nothing more is relayed until stop().
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -70,6 +74,7 @@ private:
         explicit ProgramEnd(PtyBridge& bridge) : bridge_(bridge) {}
         int hostBaud() const override { return baud; }
         void deliver(uint8_t byte) override { bridge_.fromDevice(byte); }
+        void unplug() override { bridge_.hangUp(); }
         int baud = 9600;
 
     private:
@@ -82,6 +87,7 @@ private:
     void followOpens();
     void fromDevice(uint8_t byte);
     void releaseHeld();
+    void hangUp();
 
     RealTimeScheduler scheduler_;
     ProgramEnd programEnd_{*this};
@@ -101,6 +107,8 @@ private:
     Bytes held_;           // scheduler thread only
     uint64_t heldBatch_ = 0; // which batch a pending release belongs to
     bool running_ = false;
+    bool hungUp_ = false;       // scheduler thread only
+    bool masterClosed_ = false; // reader thread; stop() reads it after the join
 };
 
 // The baud rate of a termios speed constant (B9600 -> 9600); 0 when unknown.

@@ -65,6 +65,16 @@ public:
 
     Scheduler& scheduler() override { return server_.scheduler_; }
 
+    void refuseConnectionsNow() override
+    {
+        // A shut-down listener refuses at once; the I/O thread then puts a
+        // deaf socket in its place.
+        std::lock_guard<std::mutex> lock(server_.listenMutex_);
+        if (server_.listening_ && server_.listenFd_ >= 0)
+            ::shutdown(server_.listenFd_, SHUT_RDWR);
+        server_.wake();
+    }
+
 private:
     // Holding the server's mutex.
     bool current() const
@@ -254,15 +264,13 @@ void TcpModelServer::followDevice()
     bool accepts = true;
     scheduler_.call([&] { accepts = device_.acceptsConnections(); });
     if (accepts && !listening_) {
+        std::lock_guard<std::mutex> lock(listenMutex_);
         if (listenFd_ < 0 && !bindAddress(1000, nullptr))
             return;
         if (::listen(listenFd_, 8) == 0)
             listening_ = true;
     } else if (!accepts && listening_) {
-        // A listening socket cannot stop listening; a fresh bound one takes its place.
-        closeFd(listenFd_);
-        listening_ = false;
-        bindAddress(1000, nullptr);
+        deafen();
     }
 }
 
@@ -313,9 +321,22 @@ void TcpModelServer::ioLoop()
     }
 }
 
+// A listening socket cannot stop listening; a fresh bound one takes its place.
+void TcpModelServer::deafen()
+{
+    std::lock_guard<std::mutex> lock(listenMutex_);
+    closeFd(listenFd_);
+    listening_ = false;
+    bindAddress(1000, nullptr);
+}
+
 void TcpModelServer::acceptClient()
 {
     int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fd < 0 && errno == EINVAL) {
+        deafen(); // shut down by refuseConnectionsNow
+        return;
+    }
     if (fd < 0)
         return;
     dropClient();

@@ -69,6 +69,7 @@ private:
     bool bindAddress(int timeoutMs, std::string* error);
     static bool userLockFolder(std::string& folder, std::string* error);
     void followDevice();
+    void deafen();
     void acceptClient();
     void readClient();
     void dropClient();
@@ -85,6 +86,9 @@ private:
     std::atomic<bool> stopping_{false};
     bool started_ = false;
     int wakePipe_[2] = {-1, -1};
+    // Changed by the I/O thread under listenMutex_, which the device's
+    // thread takes to shut a listener down at once (refuseConnectionsNow).
+    std::mutex listenMutex_;
     int listenFd_ = -1;
     bool listening_ = false;
 

@@ -34,7 +34,9 @@ public:
             std::fprintf(stderr, "Connecting to %s ...\n", adapterName.c_str());
     }
     void unloadConnectingDialog() override {}
+    void showAdapterState(const std::string& text) override { state = text; }
     std::vector<std::string> values;
+    std::string state; // a known state of the adapter, such as its loader answering
 };
 
 // How long the wireless adapter's three answers may take in all.
@@ -81,8 +83,8 @@ int runSummary(Session& s)
         // The screen shows "Not Present" rows and stays; a script needs to
         // know that nothing answered.
         const std::string none = LoadResString(Res::NotPresent);
-        if (view.rowValue(WLPRow::Hardware) == none && view.rowValue(WLPRow::Application) == none
-            && view.rowValue(WLPRow::Boot) == none)
+        if (view.state.empty() && view.rowValue(WLPRow::Hardware) == none
+            && view.rowValue(WLPRow::Application) == none && view.rowValue(WLPRow::Boot) == none)
             silence = "the wireless adapter " + view.rowValue(WLPRow::Adapter) + " at "
                       + view.rowValue(WLPRow::Address) + " did not answer: check that it is powered and on this "
                       + "network";
@@ -102,13 +104,20 @@ int runSummary(Session& s)
         s.text += "  " + layout.captions[i] + "\t" + view.values[i] + "\n";
     }
     s.json.endArray();
+    // The rows keep "Not Present"; what the technician can do about it
+    // comes after them.
+    if (!view.state.empty()) {
+        s.json.member("adapter_state", view.state);
+        s.text += std::string("  ") + kAdapterStateCaption + "\t" + view.state + "\n";
+    }
     if (!silence.empty()) {
         s.json.member("error", silence);
         std::fprintf(stderr, "linkport: %s\n", silence.c_str());
     }
     s.json.endObject();
-    // An error box means the adapter could not be read as it should.
-    return s.prompts.messages().empty() && silence.empty() ? kExitDone : kExitFailed;
+    // An error box, or an adapter that answers only from its loader, means
+    // the adapter could not be read as it should.
+    return s.prompts.messages().empty() && silence.empty() && view.state.empty() ? kExitDone : kExitFailed;
 }
 
 } // namespace lp::cli

@@ -43,6 +43,12 @@ std::string windowsDirectory(Context& ctx)
 
 } // namespace
 
+std::string AdapterInLoaderText(const std::string& where)
+{
+    return "In its loader (" + where + "): the application firmware is not running. "
+           "Flash the application firmware again.";
+}
+
 SummaryLayout SummaryLayoutFor(const std::string& deviceKind)
 {
     if (deviceKind == kKindWireless)
@@ -128,7 +134,8 @@ void ReadCompactSummary(Context& ctx, SerialPort& Connection, SummaryView& view)
     PumpMessages(ctx);
 
     std::string hardware, firmware, serial;
-    const bool read = CGPConnectAndRead(ctx, Connection, hardware, firmware, serial);
+    CGPReading reading;
+    const bool read = CGPConnectAndRead(ctx, Connection, hardware, firmware, serial, &reading);
 
     view.unloadConnectingDialog();
     view.setMainWindowEnabled(true);
@@ -136,6 +143,8 @@ void ReadCompactSummary(Context& ctx, SerialPort& Connection, SummaryView& view)
     view.setRowValue(1, read ? hardware : notPresent());
     view.setRowValue(2, read ? firmware : notPresent());
     view.setRowValue(3, read ? serial : notPresent());
+    if (read && reading.loaderPort > 0)
+        view.showAdapterState(AdapterInLoaderText("COM" + std::to_string(reading.loaderPort)));
 }
 
 Bytes WirelessSummaryRequest(uint8_t item) { return frames::framed({0x5E, 0x02, 0x0D, item}); }
@@ -167,6 +176,7 @@ void WirelessSummaryReader::select(const ChoiceList& list)
 {
     for (int row : {WLPRow::Hardware, WLPRow::Application, WLPRow::Boot})
         view_.setRowValue(row, notPresent());
+    view_.showAdapterState(""); // that was another adapter's
 
     const int index = list.listIndex();
     view_.setRowValue(WLPRow::Adapter, list.itemText(index));
@@ -192,6 +202,7 @@ void WirelessSummaryReader::select(const ChoiceList& list)
     if (socket_->state() != TcpState::Closed)
         socket_->close();
     step_.clear();
+    loaderShown_ = false;
     socket_->setRemoteHost(ctx_.g_strWLPSelectedIP);
     socket_->setRemotePort(static_cast<int32_t>(vb::Val(vb::Right(kWirelessPortText, 5))));
     if (!socket_->connect())
@@ -242,6 +253,14 @@ void WirelessSummaryReader::select(const ChoiceList& list)
 void WirelessSummaryReader::onDataArrival()
 {
     const Bytes reply = socket_->getData();
+    // 5F 02 0D n: the request acknowledged rather than answered, which only
+    // the adapter's loader does.
+    const bool loader = reply.size() >= 4 && reply[0] == 0x5F && reply[1] == 0x02 && reply[2] == 0x0D;
+    if (loader && !loaderShown_ && !step_.empty()) {
+        loaderShown_ = true;
+        log("the wireless adapter at " + ctx_.g_strWLPSelectedIP + " answers from its loader");
+        view_.showAdapterState(AdapterInLoaderText(ctx_.g_strWLPSelectedIP));
+    }
     if (step_ == "1") {
         view_.setRowValue(WLPRow::Boot, WLPParseIdentityText(reply));
         socket_->sendData(WirelessSummaryRequest(2));

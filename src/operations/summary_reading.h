@@ -27,6 +27,13 @@ namespace WLPRow {
 inline constexpr int Adapter = 1, Address = 2, Serial = 3, Hardware = 4, Application = 5, Boot = 6, Driver = 7;
 }
 
+// The row the Summary adds below an adapter's rows for a state that they
+// alone do not tell and that the technician can put right: the adapter
+// answers from its loader, not from its application.
+inline constexpr const char* kAdapterStateCaption = "Adapter State";
+// Its text for an adapter found in its loader at `where` (COM7, an address).
+std::string AdapterInLoaderText(const std::string& where);
+
 struct SummaryLayout {
     std::string heading;               // lblAdapterName
     std::vector<std::string> captions; // rows 1.. in order
@@ -50,6 +57,9 @@ public:
     // Shows the connecting dialog without waiting, owned by the main window.
     virtual void showConnectingDialog(const std::string& adapterName) = 0;
     virtual void unloadConnectingDialog() = 0;
+    // A known state of the adapter (AdapterInLoaderText), shown as a row of
+    // its own after the layout's rows; an empty text takes it away.
+    virtual void showAdapterState(const std::string& text) { (void)text; }
 };
 
 // The serial IP's port: the number after the first "M" of the port name
@@ -67,7 +77,8 @@ std::string CompactDriverFile(Context& ctx);
 
 // The compact adapter: the driver file's version into row 4, then hardware,
 // application version and serial number into rows 1-3 with the connecting
-// dialog shown and the main window disabled while the adapter is read.
+// dialog shown and the main window disabled while the adapter is read. An
+// adapter whose loader answers keeps "Not Present" rows and gets the state.
 void ReadCompactSummary(Context& ctx, SerialPort& Connection, SummaryView& view);
 
 // A wireless request: 5E 02 0D item and the check byte.
@@ -76,7 +87,9 @@ Bytes WirelessSummaryRequest(uint8_t item);
 // The wireless adapter's exchange over the screen's socket: connect, wait
 // (letting messages run) until connected, failed or cancelled, then ask
 // the boot, application and hardware versions one after the other as the
-// replies come in.
+// replies come in. An acknowledgement where a version should be is the
+// adapter's loader answering: the rows stay "Not Present" and the view gets
+// the state.
 class WirelessSummaryReader {
 public:
     // The socket is made from ctx.ports.tcpSockets (none without it).
@@ -104,6 +117,7 @@ private:
     SummaryView& view_;
     std::unique_ptr<TcpSocket> socket_;
     std::string step_;
+    bool loaderShown_ = false;
     // Cleared first thing when the reader goes, so that a wait that is still
     // on the stack (the screen unloaded under it) touches nothing of ours.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

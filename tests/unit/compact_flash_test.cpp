@@ -184,6 +184,7 @@ TEST_F(CompactFlashTest, AcknowledgementTimeOuts)
     EXPECT_TRUE(r.succeeded) << r.reason;
     EXPECT_EQ(adapter.image, imageByAddress(image));
     screen.exitDialogs.clear();
+    adapter.enterLoader(); // it was about to restart into the new application
 
     adapter.setMode(CompactModel::Mode::Loader); // the success restarted its application
     adapter.setLoaderFaults({.slowRecord = 3, .slowAckMs = 1800});

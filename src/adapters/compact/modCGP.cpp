@@ -205,7 +205,10 @@ bool loaderAnswers(Context& ctx, SerialPort& port)
     return false;
 }
 
-bool probe(Context& ctx, SerialPort& port, int16_t portNumber)
+enum class Answer { None, Application, Loader };
+
+// The probe without its box: who answered on the port.
+Answer probe(Context& ctx, SerialPort& port, int16_t portNumber)
 {
     PumpMessages(ctx);
     need(port, port.setCommPort(portNumber), "CommPort");
@@ -216,24 +219,36 @@ bool probe(Context& ctx, SerialPort& port, int16_t portNumber)
     if (runQuery(ctx, port, Query::HexVersion) != notPresent()) {
         need(port, port.setSettings(kProbeLeavesSettings), "Settings");
         need(port, port.setPortOpen(false), "PortOpen");
-        return true;
+        return Answer::Application;
     }
     bool loader = loaderAnswers(ctx, port);
     need(port, port.setPortOpen(false), "PortOpen");
-    if (loader)
-        logLine(ctx, LogLevel::Info, "CGP: a loader answers on COM" + std::to_string(portNumber));
-    else
-        CGPShowError(ctx, 1);
-    return loader;
+    if (!loader)
+        return Answer::None;
+    logLine(ctx, LogLevel::Info, "CGP: a loader answers on COM" + std::to_string(portNumber));
+    return Answer::Loader;
 }
 
-int16_t findPort(Context& ctx, SerialPort& port)
+struct Found {
+    int16_t port = kCGPNoPort;
+    Answer answer = Answer::None;
+    int silentPorts = 0; // probed before it, each owing the box of a failed probe
+};
+
+Found findPort(Context& ctx, SerialPort& port)
 {
+    Found found;
     for (int16_t n = 1; n <= 256; ++n) {
-        if (CGPPortExists(ctx, CGPDeviceName(n)) && probe(ctx, port, n))
-            return n;
+        if (!CGPPortExists(ctx, CGPDeviceName(n)))
+            continue;
+        found.answer = probe(ctx, port, n);
+        if (found.answer != Answer::None) {
+            found.port = n;
+            return found;
+        }
+        ++found.silentPorts;
     }
-    return kCGPNoPort;
+    return found;
 }
 
 void setPointer(Context& ctx, int pointer)
@@ -357,7 +372,10 @@ bool CGPReadIdentity(Context& ctx, int16_t port, SerialPort& Connection, std::st
 bool CGPProbePort(Context& ctx, SerialPort& Connection, int16_t port)
 {
     try {
-        return probe(ctx, Connection, port);
+        if (probe(ctx, Connection, port) != Answer::None)
+            return true;
+        CGPShowError(ctx, 1);
+        return false;
     } catch (const SerialFault& fault) {
         logLine(ctx, LogLevel::Warning, "CGPProbePort: " + fault.what);
         closePort(Connection);
@@ -368,7 +386,10 @@ bool CGPProbePort(Context& ctx, SerialPort& Connection, int16_t port)
 int16_t CGPFindPort(Context& ctx, SerialPort& Connection)
 {
     try {
-        return findPort(ctx, Connection);
+        const Found found = findPort(ctx, Connection);
+        for (int i = 0; i < found.silentPorts; ++i)
+            CGPShowError(ctx, 1);
+        return found.port;
     } catch (const SerialFault& fault) {
         logLine(ctx, LogLevel::Warning, "CGPFindPort: " + fault.what);
         closePort(Connection);
@@ -376,10 +397,13 @@ int16_t CGPFindPort(Context& ctx, SerialPort& Connection)
     }
 }
 
-bool CGPConnectAndRead(Context& ctx, SerialPort& Connection, std::string& a, std::string& b, std::string& c)
+bool CGPConnectAndRead(Context& ctx, SerialPort& Connection, std::string& a, std::string& b, std::string& c,
+                       CGPReading* reading)
 {
     setPointer(ctx, 11);
     a = b = c = notPresent();
+    if (reading)
+        *reading = CGPReading{};
     try {
         auto readAndRemember = [&](int16_t n) {
             readIdentity(ctx, n, Connection, a, b, c);
@@ -388,10 +412,27 @@ bool CGPConnectAndRead(Context& ctx, SerialPort& Connection, std::string& a, std
             CGPWriteLastPort(ctx, "COM" + std::to_string(n));
             return true;
         };
+        // The adapter answered, from its loader: not a matter of the cable.
+        auto inLoader = [&](int16_t n) {
+            logLine(ctx, LogLevel::Warning,
+                    "CGP: the adapter on COM" + std::to_string(n)
+                        + " is in its loader, not running its application: flash the application firmware again");
+            if (reading)
+                reading->loaderPort = n;
+        };
         auto search = [&] {
-            int16_t m = findPort(ctx, Connection);
-            if (m == kCGPNoPort || !readAndRemember(m))
-                CGPShowError(ctx, 1);
+            const Found found = findPort(ctx, Connection);
+            if (found.port == kCGPNoPort) {
+                // Nothing answered anywhere: each silent port's box, as the
+                // probes give them, and the search's own.
+                for (int i = 0; i <= found.silentPorts; ++i)
+                    CGPShowError(ctx, 1);
+            } else if (!readAndRemember(found.port)) {
+                if (found.answer == Answer::Loader)
+                    inLoader(found.port);
+                else
+                    CGPShowError(ctx, 1);
+            }
         };
 
         std::string p = CGPReadDeviceParams(ctx);
@@ -399,8 +440,19 @@ bool CGPConnectAndRead(Context& ctx, SerialPort& Connection, std::string& a, std
         // itself reads it.
         if (p != "COMX" && !p.empty()) {
             int16_t n = portNumberOf(p);
-            if (!CGPPortExists(ctx, CGPDeviceName(n)) || !readAndRemember(n))
+            if (!CGPPortExists(ctx, CGPDeviceName(n)))
                 CGPShowError(ctx, 1);
+            else if (!readAndRemember(n)) {
+                // A fixed port is never searched: its loader is asked here.
+                need(Connection, Connection.setCommPort(n), "CommPort");
+                need(Connection, Connection.setPortOpen(true), "PortOpen");
+                const bool loader = loaderAnswers(ctx, Connection);
+                need(Connection, Connection.setPortOpen(false), "PortOpen");
+                if (loader)
+                    inLoader(n);
+                else
+                    CGPShowError(ctx, 1);
+            }
         } else {
             int16_t n = CGPReadLastPort(ctx);
             if (n == 0 || !CGPPortExists(ctx, CGPDeviceName(n)) || !readAndRemember(n))

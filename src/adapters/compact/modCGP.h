@@ -24,13 +24,26 @@ inline constexpr const char* kCGPIniSection = "DeviceInformation3";
 // The port number of "no port found".
 inline constexpr int16_t kCGPNoPort = 257;
 
+// What a reading found besides the three texts.
+struct CGPReading {
+    // The port where the adapter's loader answered and its application did
+    // not: the adapter is powered and cabled, but sits in its loader (a
+    // flash that did not finish leaves it there) until its application is
+    // flashed again. 0 when no loader answered.
+    int16_t loaderPort = 0;
+};
+
 // Reads the adapter on the configured port, or searches for it when the INI
 // says "COMX" (the remembered "LastComPortUsed" first). The outputs start as
 // resource string 508 and keep it where the adapter did not answer; a failure
-// shows CGPShowError(1). True, except after a refused serial call: then the
-// port is closed, the pointer restored, code 1 shown and false returned.
+// shows CGPShowError(1). An adapter that answers only from its loader is no
+// failure of the cable: no box, `reading->loaderPort` names its port and the
+// log says so; the boxes of ports that stayed silent during a search that
+// found the adapter are not shown either. True, except after a refused
+// serial call: then the port is closed, the pointer restored, code 1 shown
+// and false returned.
 bool CGPConnectAndRead(Context& ctx, SerialPort& Connection, std::string& hardwareVersion,
-                       std::string& firmwareVersion, std::string& serialNumber);
+                       std::string& firmwareVersion, std::string& serialNumber, CGPReading* reading = nullptr);
 
 // Wakes the adapter on `port` and reads A = decimal version (hardware),
 // B = hexadecimal version (application firmware), C = identity text (serial

@@ -235,6 +235,24 @@ void frmVersion::setRowValue(int row, const std::string& value)
     }
 }
 
+void frmVersion::showAdapterState(const std::string& text)
+{
+    const int last = tlstSummary_->topLevelItemCount() - 1;
+    QTreeWidgetItem* item = tlstSummary_->topLevelItem(last);
+    const bool shown = last >= 0 && item->text(0) == kAdapterStateCaption;
+    if (text.empty()) {
+        if (shown)
+            delete tlstSummary_->takeTopLevelItem(last);
+        return;
+    }
+    if (!shown) {
+        addRow(kAdapterStateCaption);
+        item = tlstSummary_->topLevelItem(last + 1);
+    }
+    item->setText(1, qs(text));
+    item->setToolTip(1, qs(text)); // the whole advice where the column cuts it
+}
+
 void frmVersion::setMainWindowEnabled(bool enabled)
 {
     mainDisabled_ = !enabled;

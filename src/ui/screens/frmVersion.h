@@ -54,6 +54,7 @@ private:
     void setMainWindowEnabled(bool enabled) override;
     void showConnectingDialog(const std::string& adapterName) override;
     void unloadConnectingDialog() override;
+    void showAdapterState(const std::string& text) override;
 
     QLabel* lblAdapterName_ = nullptr;
     QTreeWidget* tlstSummary_ = nullptr;
