@@ -297,6 +297,14 @@ void WirelessModel::takeRecord(const Bytes& record)
         break;
     case 0x01:
         endRecordSeen_ = true;
+        // An adapter that will not come back takes no connection from its
+        // whole image on: the program connects again as soon as it hears
+        // this record's "#", which may be before its closing frame is in.
+        if (f.failReconnect) {
+            refusing_ = true;
+            if (link_)
+                link_->refuseConnectionsNow();
+        }
         break;
     case 0x02:
         if (count >= 2)
@@ -354,8 +362,6 @@ void WirelessModel::restartIntoApplication()
     const uint64_t epoch = ++epoch_;
     const bool never = loaderFaults_.failReconnect;
     refusing_ = never || config_.restartRefuseUs > 0;
-    if (never && link_)
-        link_->refuseConnectionsNow();
     if (!scheduler_)
         return;
     // The answers already planned go out first.

@@ -127,7 +127,9 @@ struct WirelessLoaderFaults {
     // Record k (every record when 0) takes slowAckUs more to acknowledge.
     int slowRecord = 0;
     int64_t slowAckUs = 0;
-    // After the restart the adapter never takes a connection again.
+    // After the restart the adapter never takes a connection again (nor
+    // from its end-of-file record on: a program may reconnect on that
+    // record's "#", before its closing frame has come in).
     bool failReconnect = false;
 };
 

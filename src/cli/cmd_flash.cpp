@@ -116,7 +116,13 @@ int runFlash(Session& s)
     else if (a.readBack == ReadBackVerdict::Mismatch)
         s.text += "Warning: the adapter reads back " + a.versionAfter + ", not the file's version "
                   + header.FirmwareVersion + "\n";
-    const bool flashed = a.outcome == FlashOutcome::Success && a.readBack != ReadBackVerdict::Mismatch;
+    else if (a.outcome == FlashOutcome::Success)
+        s.text += "Warning: the adapter did not answer after the flash: whether it runs the file's version "
+                  + header.FirmwareVersion + " is not known\n";
+    // Done only when the adapter is seen to run the file: an adapter that
+    // does not answer afterwards is no more a success than one that runs
+    // another version.
+    const bool flashed = a.outcome == FlashOutcome::Success && a.readBack == ReadBackVerdict::Verified;
     return flashed ? kExitDone : kExitFailed;
 }
 

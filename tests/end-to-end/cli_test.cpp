@@ -33,25 +33,11 @@ namespace {
 
 using lp::test::startLinkport;
 using lp::test::TempDir;
-
-struct CliRun {
-    int code = -1;
-    QJsonObject json;
-    std::string err;
-};
-
-CliRun finish(QProcess& p)
-{
-    if (!p.waitForFinished(60000)) {
-        p.kill();
-        p.waitForFinished();
-        return {.err = "linkport did not end"};
-    }
-    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
-            QJsonDocument::fromJson(p.readAllStandardOutput()).object(), p.readAllStandardError().toStdString()};
-}
-
-CliRun linkport(const TempDir& home, QStringList args) { return finish(*startLinkport(home, args)); }
+using lp::test::CliRun;
+using lp::test::finish;
+using lp::test::linkport;
+using lp::test::outcome;
+using lp::test::str;
 
 QString demoFile(const char* name) { return QStringLiteral(LP_DEMO_FIRMWARE_DIR "/") + name; }
 
@@ -75,11 +61,6 @@ std::unique_ptr<lp::sim::DemoSession> simulator(const std::vector<std::string>& 
     EXPECT_TRUE(session) << error;
     return session;
 }
-
-std::string str(const QJsonValue& v) { return v.toString().toStdString(); }
-
-// The exit code and the "result" value, as "1 failure".
-std::string outcome(const CliRun& r) { return std::to_string(r.code) + " " + str(r.json["result"]); }
 
 std::string messageTexts(const QJsonObject& json)
 {
