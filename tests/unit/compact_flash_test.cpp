@@ -230,3 +230,44 @@ TEST_F(CompactFlashTest, AFlashRunningAcrossMidnight)
     EXPECT_LT(t.clock.secondsSinceMidnight(), 100.0); // the day did turn
     EXPECT_EQ(adapter.image, imageByAddress(image));
 }
+
+TEST_F(CompactFlashTest, TheWholeFileRestartsTheAdapterIntoItAndAnUnfinishedOneLeavesItsLoader)
+{
+    stampVersion(image, {0x02, 0x00, 0x05}, 100);
+    test::writeFile(path, firmwareFileText(image));
+    std::string hardware, firmware, serial;
+    auto readFirmware = [&] {
+        t.clock.runFor(500);
+        EXPECT_TRUE(CGPReadIdentity(t.ctx, 3, *connection, hardware, firmware, serial));
+        return firmware;
+    };
+    EXPECT_TRUE(flash().succeeded);
+    EXPECT_EQ(readFirmware(), "02.00.05"); // the image's stamp
+    EXPECT_EQ(adapter.restarts, 1);
+
+    // Garbage for record 3: not a "#", so the flash ends there; the adapter
+    // keeps to its loader whatever time passes.
+    screen.exitDialogs.clear();
+    adapter.enterLoader();
+    adapter.loaderFaults().garbageRecord = 3;
+    expectFailed(flash(), 3);
+    EXPECT_TRUE(t.log.contains(LogSubsystem::Flash, "reply A75C0EF1"));
+    EXPECT_EQ(readFirmware(), "Not Present");
+    EXPECT_EQ(adapter.mode(), CompactModel::Mode::Loader);
+
+    // An adapter that never comes back answers nothing after the last "#".
+    adapter.setLoaderFaults({.noRestart = true});
+    EXPECT_TRUE(flash().succeeded);
+    EXPECT_EQ(readFirmware(), "Not Present");
+    EXPECT_TRUE(adapter.hung());
+
+    // The link drops at record 4: the port is gone from the machine.
+    adapter.powerCycle();
+    adapter.enterLoader();
+    adapter.setLoaderFaults({.dropLinkAtRecord = 4});
+    t.prompts.clear();
+    const CompactFlashResult dropped = flash();
+    EXPECT_FALSE(dropped.succeeded);
+    EXPECT_EQ(dropped.recordsSent, 3);
+    EXPECT_FALSE(t.serialPorts.canOpen("COM3"));
+}
