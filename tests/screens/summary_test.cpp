@@ -155,7 +155,7 @@ TEST(SummaryScreen, CompactRowsWithTheDialogUpAndTheWindowLockedWhileReading)
     // and a row of its own says what to do; it goes with the next reading.
     s.prompts.clear();
     adapter.setFault(CompactModel::Fault::None);
-    adapter.enterLoader();
+    adapter.setMode(CompactModel::Mode::Loader);
     s.main->SelectScreen("Summary");
     EXPECT_EQ(s.values(1, 3), (Rows{kNP, kNP, kNP}));
     EXPECT_TRUE(s.prompts.boxes().empty());

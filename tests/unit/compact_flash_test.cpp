@@ -184,7 +184,6 @@ TEST_F(CompactFlashTest, AcknowledgementTimeOuts)
     EXPECT_TRUE(r.succeeded) << r.reason;
     EXPECT_EQ(adapter.image, imageByAddress(image));
     screen.exitDialogs.clear();
-    adapter.enterLoader(); // it was about to restart into the new application
 
     adapter.setMode(CompactModel::Mode::Loader); // the success restarted its application
     adapter.setLoaderFaults({.slowRecord = 3, .slowAckMs = 1800});
@@ -248,7 +247,7 @@ TEST_F(CompactFlashTest, TheWholeFileRestartsTheAdapterIntoItAndAnUnfinishedOneL
     // Garbage for record 3: not a "#", so the flash ends there; the adapter
     // keeps to its loader whatever time passes.
     screen.exitDialogs.clear();
-    adapter.enterLoader();
+    adapter.setMode(CompactModel::Mode::Loader);
     adapter.loaderFaults().garbageRecord = 3;
     expectFailed(flash(), 3);
     EXPECT_TRUE(t.log.contains(LogSubsystem::Flash, "reply A75C0EF1"));
@@ -263,7 +262,7 @@ TEST_F(CompactFlashTest, TheWholeFileRestartsTheAdapterIntoItAndAnUnfinishedOneL
 
     // The link drops at record 4: the port is gone from the machine.
     adapter.powerCycle();
-    adapter.enterLoader();
+    adapter.setMode(CompactModel::Mode::Loader);
     adapter.setLoaderFaults({.dropLinkAtRecord = 4});
     t.prompts.clear();
     const CompactFlashResult dropped = flash();
