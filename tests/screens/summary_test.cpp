@@ -149,20 +149,17 @@ TEST(SummaryScreen, CompactRowsWithTheDialogUpAndTheWindowLockedWhileReading)
     s.main->SelectScreen("Summary");
     EXPECT_EQ(s.values(1, 4), (Rows{kNP, kNP, kNP, kNP}));
     EXPECT_EQ(s.prompts.boxes().size(), 1u) << "the link's own message only";
-    EXPECT_EQ(v.rowCount(), 4);
 
     // Its loader answers (a flash did not finish): no box about the cable,
-    // and a row of its own says what to do; it goes with the next reading.
+    // and a row of its own says what to do, until the next reading.
     s.prompts.clear();
     adapter.setFault(CompactModel::Fault::None);
     adapter.setMode(CompactModel::Mode::Loader);
     s.main->SelectScreen("Summary");
-    EXPECT_EQ(s.values(1, 3), (Rows{kNP, kNP, kNP}));
     EXPECT_TRUE(s.prompts.boxes().empty());
-    ASSERT_EQ(s.screen().rowCount(), 5);
-    EXPECT_EQ(s.screen().rowCaption(5), "Adapter State");
-    EXPECT_EQ(s.screen().rowValue(5), "In its loader (COM3): the application firmware is not running. "
-                                      "Flash the application firmware again.");
+    EXPECT_EQ(s.screen().rowCaption(5) + ": " + s.screen().rowValue(5),
+              "Adapter State: In its loader (COM3): the application firmware is not running. Flash the application "
+              "firmware again.");
     adapter.powerCycle();
     s.main->SelectScreen("Summary");
     EXPECT_EQ(s.screen().rowCount(), 4);

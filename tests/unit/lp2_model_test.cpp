@@ -101,18 +101,3 @@ TEST(Lp2Driver, TheDriverAndTheProgramTakeTurnsAtTheLine)
     EXPECT_EQ(driver.clientDisconnect(127), 0);
     EXPECT_TRUE(program->setPortOpen(true)) << "the last client lets go of the port";
 }
-
-TEST(Lp2Driver, AFlashThatNeverCompletesTimesOutAndLeavesTheApplicationSlotEmpty)
-{
-    VirtualClock clock;
-    VirtualSerialPorts ports{clock};
-    Lp2Model adapter;
-    adapter.config().flashNeverCompletes = true;
-    ports.addPort(2, &adapter);
-    Lp2InProcessDriver driver{adapter, &ports, 2};
-    std::string sip = "SIP", value("\x02\x00", 2), versions(8, ' ');
-    const int16_t id = driver.clientConnect(0, 1, sip, 0, 0, 0).value_or(-1);
-    EXPECT_EQ(driver.sendCommand(300, id, value, 2), 142);
-    EXPECT_EQ(driver.sendCommand(209, id, versions, 8), 0);
-    EXPECT_EQ(versions.substr(3, 2), "\xFF\xFF"); // application 255.255
-}

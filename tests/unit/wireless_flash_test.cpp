@@ -251,25 +251,3 @@ TEST(WirelessFlash, VersionReadFillsTheRowsAndASilentAdapterGivesNotPresent)
     EXPECT_EQ(quiet.screen.rows[WirelessValue::HardwareVersion], "Not Present");
     EXPECT_TRUE(quiet.t.prompts.boxes().empty());
 }
-
-TEST(WirelessFlash, TheAdapterRunsTheFlashedImageAndItsLoaderCanFailIt)
-{
-    Rig stamped(kInLoader);
-    stampVersion(stamped.image, {0x02, 0x00, 0x05});
-    test::writeFile(stamped.path, firmwareFileText(stamped.image));
-    ASSERT_TRUE(stamped.run());
-    EXPECT_EQ(stamped.flash.result().versionAfter, "02.00.05");
-
-    Rig garbage(kInLoader);
-    garbage.model.loaderFaults().garbageRecord = 3;
-    ASSERT_TRUE(garbage.run());
-    EXPECT_EQ(garbage.flash.result().outcome, WirelessFlashOutcome::RefusedRecord);
-    EXPECT_EQ(garbage.model.recordsWritten(), 2);
-    EXPECT_TRUE(garbage.t.log.contains(LogSubsystem::Flash, "answered A75C0E"));
-
-    Rig silent(kInLoader);
-    silent.model.loaderFaults().silentLoader = true;
-    ASSERT_TRUE(silent.run());
-    EXPECT_EQ(silent.flash.result().outcome, WirelessFlashOutcome::TimedOut);
-    EXPECT_EQ(silent.model.recordsReceived(), 0);
-}
