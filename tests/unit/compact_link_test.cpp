@@ -56,9 +56,8 @@ TEST_F(CompactLink, SearchFindsTheAdapterAmongAbsentAndSilentPorts)
     EXPECT_EQ(a + " " + b + " " + c, "1.10 01.07.12 CL05A12345"); // hardware from decimal reply bytes 01 0A
     EXPECT_EQ(lastPort(), "COM7");
     EXPECT_EQ(ports.canOpenAsked, (std::vector<std::string>{"COM1", "COM2", "COM3", "COM4", "COM5", "COM6", "COM7"}));
-    // The silent ports each failed the loader look too, but the adapter
-    // answered: no box tells the user to check the cable.
-    EXPECT_TRUE(prompts.boxes().empty());
+    // Each silent port says so as it is probed (COM1, COM3).
+    EXPECT_EQ(prompts.prompts(), (std::vector<std::string>{kError1, kError1}));
     EXPECT_EQ(t.screens.pointerChanges, (std::vector<int>{11, 0}));
     EXPECT_FALSE(connection->portOpen());
     EXPECT_EQ(ctx.g_strLP2Port, "");
@@ -170,15 +169,16 @@ TEST_F(CompactLink, SecondLookFindsALoaderAt57600)
     EXPECT_FALSE(connection->portOpen());
 
     // The search stops there, but a loader has no identity to read: the
-    // reading names the port instead of a box about the cable. So does a
-    // fixed port, which is never searched.
+    // connect box stands, and the reading names the port. So does a fixed
+    // port, which is never searched.
     for (const char* params : {"COMX,DEFAULT", "COM4,DEFAULT"}) {
+        prompts.clear();
         ini(params);
         CGPReading reading;
         EXPECT_TRUE(CGPConnectAndRead(ctx, *connection, a, b, c, &reading));
         EXPECT_EQ(a, "Not Present");
         EXPECT_EQ(reading.loaderPort, 4);
-        EXPECT_TRUE(prompts.boxes().empty());
+        EXPECT_EQ(prompts.prompts(), std::vector<std::string>{kError1});
         EXPECT_TRUE(t.log.contains(LogSubsystem::Links, "COM4 is in its loader"));
         EXPECT_EQ(lastPort(), "");
         EXPECT_FALSE(connection->portOpen());
@@ -187,6 +187,7 @@ TEST_F(CompactLink, SecondLookFindsALoaderAt57600)
     config.baud = 9600; // a loader the 57600 hand-shake cannot reach
     CompactModel slowLoader(config);
     ports.addPort(4, &slowLoader);
+    prompts.clear();
     EXPECT_FALSE(CGPProbePort(ctx, *connection, 4));
     EXPECT_EQ(slowLoader.burstsAnswered, 0);
     EXPECT_EQ(prompts.prompts(), std::vector<std::string>{kError1});

@@ -232,7 +232,6 @@ Answer probe(Context& ctx, SerialPort& port, int16_t portNumber)
 struct Found {
     int16_t port = kCGPNoPort;
     Answer answer = Answer::None;
-    int silentPorts = 0; // probed before it, each owing the box of a failed probe
 };
 
 Found findPort(Context& ctx, SerialPort& port)
@@ -246,7 +245,8 @@ Found findPort(Context& ctx, SerialPort& port)
             found.port = n;
             return found;
         }
-        ++found.silentPorts;
+        // Each port that stays silent says so as it is probed.
+        CGPShowError(ctx, 1);
     }
     return found;
 }
@@ -387,8 +387,6 @@ int16_t CGPFindPort(Context& ctx, SerialPort& Connection)
 {
     try {
         const Found found = findPort(ctx, Connection);
-        for (int i = 0; i < found.silentPorts; ++i)
-            CGPShowError(ctx, 1);
         return found.port;
     } catch (const SerialFault& fault) {
         logLine(ctx, LogLevel::Warning, "CGPFindPort: " + fault.what);
@@ -412,7 +410,8 @@ bool CGPConnectAndRead(Context& ctx, SerialPort& Connection, std::string& a, std
             CGPWriteLastPort(ctx, "COM" + std::to_string(n));
             return true;
         };
-        // The adapter answered, from its loader: not a matter of the cable.
+        // The adapter answered from its loader. The connect box stands as
+        // ever; the log and the reading say what it means and what to do.
         auto inLoader = [&](int16_t n) {
             logLine(ctx, LogLevel::Warning,
                     "CGP: the adapter on COM" + std::to_string(n)
@@ -423,15 +422,13 @@ bool CGPConnectAndRead(Context& ctx, SerialPort& Connection, std::string& a, std
         auto search = [&] {
             const Found found = findPort(ctx, Connection);
             if (found.port == kCGPNoPort) {
-                // Nothing answered anywhere: each silent port's box, as the
-                // probes give them, and the search's own.
-                for (int i = 0; i <= found.silentPorts; ++i)
-                    CGPShowError(ctx, 1);
+                // The silent ports' boxes came with their probes; this is
+                // the search's own.
+                CGPShowError(ctx, 1);
             } else if (!readAndRemember(found.port)) {
+                CGPShowError(ctx, 1);
                 if (found.answer == Answer::Loader)
                     inLoader(found.port);
-                else
-                    CGPShowError(ctx, 1);
             }
         };
 
@@ -443,6 +440,7 @@ bool CGPConnectAndRead(Context& ctx, SerialPort& Connection, std::string& a, std
             if (!CGPPortExists(ctx, CGPDeviceName(n)))
                 CGPShowError(ctx, 1);
             else if (!readAndRemember(n)) {
+                CGPShowError(ctx, 1);
                 // A fixed port is never searched: its loader is asked here.
                 need(Connection, Connection.setCommPort(n), "CommPort");
                 need(Connection, Connection.setPortOpen(true), "PortOpen");
@@ -450,8 +448,6 @@ bool CGPConnectAndRead(Context& ctx, SerialPort& Connection, std::string& a, std
                 need(Connection, Connection.setPortOpen(false), "PortOpen");
                 if (loader)
                     inLoader(n);
-                else
-                    CGPShowError(ctx, 1);
             }
         } else {
             int16_t n = CGPReadLastPort(ctx);
