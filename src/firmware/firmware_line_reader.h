@@ -45,7 +45,7 @@ public:
 
     Status readLine(std::string& line);
 
-    // True when no further line can be read (the classic EOF test). A read
+    // True when no further line can be read (an EOF test). A read
     // error is not an end: the next readLine reports it.
     bool atEnd();
 

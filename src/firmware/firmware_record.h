@@ -27,8 +27,8 @@ std::string_view TrimRecordLine(std::string_view line);
 enum class RecordFault {
     None,
     // A pair the check reads (or the last two characters) is not two hex
-    // digits. The classic "&H" conversion stopped the program with a
-    // run-time error here; now the line is simply corrupt.
+    // digits: the line is corrupt (an "&H" conversion would stop with a
+    // run-time error here).
     NotHex,
     // The pairs read as hex but the check byte does not match their sum.
     CheckByte,
@@ -60,8 +60,8 @@ bool RecordHasOnlyHexDigits(std::string_view line);
 //    give ":1" as its first pair).
 // Each pair is read as hex, either case. A pair cut short by the end of the
 // line is read as the single digit it has ("&HF" is 15); an element whose
-// pair lies wholly past the end stays 0. A pair that is not hex (which the
-// classic conversion could not survive) gives 0; callers check the line
+// pair lies wholly past the end stays 0. A pair that is not hex (which an "&H"
+// conversion could not survive) gives 0; callers check the line
 // first, so this only keeps a bad line from doing harm.
 std::vector<uint8_t> RecordToBytes(std::string_view line, bool withMark);
 

@@ -1,5 +1,5 @@
 #pragma once
-// The classic settings text of a serial port ("9600,n,8,1": rate, parity,
+// The settings text of a serial port ("9600,n,8,1": rate, parity,
 // data bits, stop bits), read the same way by every serial port
 // implementation.
 #include <string>

@@ -29,7 +29,7 @@
 using namespace lp;
 using namespace lp::sim;
 
-TEST(QtSerialPortSettings, ParsesTheClassicSettingsText)
+TEST(QtSerialPortSettings, ParsesTheSettingsText)
 {
     SerialSettings s;
     ASSERT_TRUE(parseSerialSettings("115200,E,7,2", s));

@@ -104,7 +104,7 @@ private:
     bool switchToLoader();
     bool readyAnswerArrived(bool afterSwitch);
     bool prepareTransfer(const std::string& path);
-    // One classic tick: false once the transfer has ended.
+    // One timer tick: false once the transfer has ended.
     bool transferOneRecord();
     bool waitForAcknowledge(const std::string& line);
 

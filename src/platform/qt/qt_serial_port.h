@@ -6,8 +6,8 @@
 // so COM5 can be a pseudo-terminal linked in the dosdevices folder. The
 // procedures poll the port after plain delays, during which no Qt event
 // runs: every read here first pulls what the OS holds (waitForReadyRead(0))
-// and every write is pushed to the OS at once, so the port answers like the
-// classic control that asked the driver directly.
+// and every write is pushed to the OS at once, so the port answers like a
+// control that asks the driver directly.
 //
 // On Linux an open port also takes an exclusive advisory lock (flock), and
 // a port locked by another program (the adapter's driver while it has a

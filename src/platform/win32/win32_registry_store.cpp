@@ -36,9 +36,8 @@ namespace {
 // Registry values we would ever read are small; a huge one is not ours.
 constexpr DWORD kMaxValueBytes = 16u << 20;
 
-// The view a 32-bit program sees: the classic program and the installers of
-// the adapter software are 32-bit, so their keys live there even when this
-// build is 64-bit.
+// The view a 32-bit program sees: the installers of the adapter software
+// are 32-bit, so their keys live there even when this build is 64-bit.
 constexpr REGSAM kAccess = MAXIMUM_ALLOWED | KEY_WOW64_32KEY;
 
 bool isText(uint32_t type)
