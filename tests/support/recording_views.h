@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "adapters/lp2/adapter_test.h"
+#include "adapters/lp2/link_checks.h"
 #include "operations/summary_reading.h"
 #include "ports/file_version_reader.h"
 

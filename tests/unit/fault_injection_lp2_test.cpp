@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "adapters/lp2/adapter_test.h"
+#include "adapters/lp2/link_checks.h"
 #include "operations/summary_reading.h"
 #include "adapters/lp2/modLP2.h"
 #include "doubles/lp2_in_process_driver.h"

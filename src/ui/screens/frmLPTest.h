@@ -1,7 +1,7 @@
 #pragma once
 // The adapter test screen: one button runs the datalink checks of
-// adapter_test.h and five labels show their results.
-#include "adapters/lp2/adapter_test.h"
+// link_checks.h and five labels show their results.
+#include "adapters/lp2/link_checks.h"
 #include "ui/child_screen.h"
 
 class QLabel;

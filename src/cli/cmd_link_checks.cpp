@@ -2,7 +2,7 @@
 // them.
 #include <array>
 
-#include "adapters/lp2/adapter_test.h"
+#include "adapters/lp2/link_checks.h"
 #include "cli/session.h"
 #include "core/string_table.h"
 #include "operations/preferences.h"

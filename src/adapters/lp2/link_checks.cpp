@@ -1,4 +1,4 @@
-#include "adapters/lp2/adapter_test.h"
+#include "adapters/lp2/link_checks.h"
 
 #include "core/vb_text.h"
 #include "adapters/rp1210/modRP1210Interface.h"
