@@ -44,35 +44,7 @@ QtSerialPort::QtSerialPort(Logger* log, std::shared_ptr<RefusalNotes> notes, Ser
 
 QtSerialPort::~QtSerialPort() { setPortOpen(false); }
 
-bool QtSerialPort::refuse(std::string why)
-{
-    lastError_ = std::move(why);
-    return false;
-}
-
 bool QtSerialPort::portOpen() const { return port_impl_ && port_impl_->isOpen(); }
-
-bool QtSerialPort::setCommPort(int16_t port)
-{
-    if (portOpen())
-        return refuse("Port already open");
-    if (port < kFirstComPort || port > kLastComPort)
-        return refuse("Invalid port number");
-    port_ = port;
-    return true;
-}
-
-bool QtSerialPort::setSettings(const std::string& settings)
-{
-    SerialSettings parsed;
-    if (!parseSerialSettings(settings, parsed))
-        return refuse("Invalid property value: " + settings);
-    settings_ = parsed;
-    settingsText_ = settings;
-    if (portOpen() && !applySettings())
-        return false;
-    return true;
-}
 
 bool QtSerialPort::applySettings()
 {
@@ -108,20 +80,6 @@ void QtSerialPort::applyModemLines()
     // does not need them there, so the refusal is dropped.
     if (!port_impl_->setRequestToSend(rts_) || !port_impl_->setDataTerminalReady(dtr_))
         port_impl_->clearError();
-}
-
-bool QtSerialPort::setRTSEnable(bool on)
-{
-    rts_ = on;
-    applyModemLines();
-    return true;
-}
-
-bool QtSerialPort::setDTREnable(bool on)
-{
-    dtr_ = on;
-    applyModemLines();
-    return true;
 }
 
 bool QtSerialPort::setPortOpen(bool open)

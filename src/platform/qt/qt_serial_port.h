@@ -23,9 +23,8 @@
 #include <memory>
 #include <string>
 
-#include "ports/serial_port.h"
 #include "platform/serial_low_latency.h"
-#include "platform/serial_settings.h"
+#include "platform/serial_port_properties.h"
 
 class QSerialPort;
 
@@ -33,7 +32,7 @@ namespace lp {
 
 class Logger;
 
-class QtSerialPort final : public SerialPort {
+class QtSerialPort final : public SerialPortProperties {
 public:
     // `notes` remembers which lines refused low latency (shared by the ports
     // of one QtSerialPorts, so the log says it once); `flags` is the line's
@@ -42,26 +41,15 @@ public:
                           SerialLineFlags* flags = nullptr);
     ~QtSerialPort() override;
 
-    bool setCommPort(int16_t port) override;
-    int16_t commPort() const override { return port_; }
-    bool setSettings(const std::string& settings) override;
-    std::string settings() const override { return settingsText_; }
-    bool setRTSEnable(bool on) override;
-    bool setDTREnable(bool on) override;
     bool setPortOpen(bool open) override;
     bool portOpen() const override;
     bool output(const Bytes& bytes) override;
     int inBufferCount() override;
     Bytes input() override;
-    std::string lastError() const override { return lastError_; }
-
-    // The device path the port was last opened on (for the log and tests).
-    const std::string& devicePath() const { return devicePath_; }
 
 private:
-    bool refuse(std::string why);
-    bool applySettings();
-    void applyModemLines();
+    bool applySettings() override;
+    void applyModemLines() override;
     void pullFromSystem();
     void requestLowLatency();
     void closeLine();
@@ -72,12 +60,6 @@ private:
     std::shared_ptr<RefusalNotes> notes_;
     LowLatencyRequest lowLatency_;
     std::unique_ptr<QSerialPort> port_impl_;
-    int16_t port_ = 1;
-    std::string settingsText_ = "9600,n,8,1";
-    SerialSettings settings_;
-    bool rts_ = false, dtr_ = false;
-    std::string devicePath_;
-    std::string lastError_;
 };
 
 class QtSerialPorts final : public SerialPorts {

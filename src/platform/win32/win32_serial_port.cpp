@@ -71,32 +71,6 @@ Win32SerialPort::Win32SerialPort(Logger* log) : log_(log) {}
 
 Win32SerialPort::~Win32SerialPort() { closeHandle(); }
 
-bool Win32SerialPort::refuse(std::string why)
-{
-    lastError_ = std::move(why);
-    return false;
-}
-
-bool Win32SerialPort::setCommPort(int16_t port)
-{
-    if (portOpen())
-        return refuse("Port already open");
-    if (port < kFirstComPort || port > kLastComPort)
-        return refuse("Invalid port number");
-    port_ = port;
-    return true;
-}
-
-bool Win32SerialPort::setSettings(const std::string& settings)
-{
-    SerialSettings parsed;
-    if (!parseSerialSettings(settings, parsed))
-        return refuse("Invalid property value: " + settings);
-    settings_ = parsed;
-    settingsText_ = settings;
-    return !portOpen() || applySettings();
-}
-
 bool Win32SerialPort::applySettings()
 {
     DCB dcb{};
@@ -141,20 +115,6 @@ void Win32SerialPort::applyModemLines()
         EscapeCommFunction(native(handle_), rts_ ? SETRTS : CLRRTS);
         EscapeCommFunction(native(handle_), dtr_ ? SETDTR : CLRDTR);
     }
-}
-
-bool Win32SerialPort::setRTSEnable(bool on)
-{
-    rts_ = on;
-    applyModemLines();
-    return true;
-}
-
-bool Win32SerialPort::setDTREnable(bool on)
-{
-    dtr_ = on;
-    applyModemLines();
-    return true;
 }
 
 bool Win32SerialPort::setPortOpen(bool open)

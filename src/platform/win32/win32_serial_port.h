@@ -18,8 +18,7 @@
 #ifdef _WIN32
 #include <string>
 
-#include "ports/serial_port.h"
-#include "platform/serial_settings.h"
+#include "platform/serial_port_properties.h"
 
 namespace lp {
 
@@ -29,33 +28,22 @@ class Logger;
 // words a technician can act on.
 std::string serialOpenRefusal(const std::string& path, unsigned long error);
 
-class Win32SerialPort final : public SerialPort {
+class Win32SerialPort final : public SerialPortProperties {
 public:
     explicit Win32SerialPort(Logger* log = nullptr);
     ~Win32SerialPort() override;
     Win32SerialPort(const Win32SerialPort&) = delete;
     Win32SerialPort& operator=(const Win32SerialPort&) = delete;
 
-    bool setCommPort(int16_t port) override;
-    int16_t commPort() const override { return port_; }
-    bool setSettings(const std::string& settings) override;
-    std::string settings() const override { return settingsText_; }
-    bool setRTSEnable(bool on) override;
-    bool setDTREnable(bool on) override;
     bool setPortOpen(bool open) override;
     bool portOpen() const override { return handle_ != nullptr; }
     bool output(const Bytes& bytes) override;
     int inBufferCount() override;
     Bytes input() override;
-    std::string lastError() const override { return lastError_; }
-
-    // The device the port was last opened on ("\\.\COM7").
-    const std::string& devicePath() const { return devicePath_; }
 
 private:
-    bool refuse(std::string why);
-    bool applySettings();
-    void applyModemLines();
+    bool applySettings() override;
+    void applyModemLines() override;
     // Moves what the driver holds into received_; false (and the port
     // closed) when the line has gone away.
     bool pull();
@@ -66,12 +54,6 @@ private:
 
     Logger* log_;
     void* handle_ = nullptr;
-    int16_t port_ = 1;
-    std::string settingsText_ = "9600,n,8,1";
-    SerialSettings settings_;
-    bool rts_ = false, dtr_ = false;
-    std::string devicePath_;
-    std::string lastError_;
     Bytes received_;
 };
 
