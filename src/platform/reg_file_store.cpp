@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "platform/atomic_file.h"
+#include "platform/registry_handles.h"
 #include "platform/user_folders.h"
 
 namespace lp {
@@ -123,32 +124,13 @@ int32_t RegFileStore::newHandle(const std::string& path, HKEY& out)
 {
     if (handles_.size() >= kMaxHandles)
         return ERROR_TOO_MANY_OPEN_FILES;
-    // The smallest free number: handles stay small, as the program expects.
-    HKEY handle = 1;
-    for (const auto& [used, ignored] : handles_) {
-        if (used != handle)
-            break;
-        ++handle;
-    }
+    HKEY handle = smallestFreeHandle(handles_);
     handles_.emplace(handle, path);
     out = handle;
     return ERROR_SUCCESS;
 }
 
-int32_t RegFileStore::regOpenKey(HKEY root, const std::string& subKey, HKEY& out)
-{
-    out = 0;
-    std::string path;
-    int32_t result = ERROR_SUCCESS;
-    if (!resolve(root, subKey, path, result))
-        return result;
-    refresh(true);
-    if (!doc_.keyExists(path))
-        return ERROR_FILE_NOT_FOUND;
-    return newHandle(path, out);
-}
-
-int32_t RegFileStore::regCreateKey(HKEY root, const std::string& subKey, HKEY& out)
+int32_t RegFileStore::openKey(HKEY root, const std::string& subKey, HKEY& out, bool create)
 {
     out = 0;
     std::string path;
@@ -157,11 +139,23 @@ int32_t RegFileStore::regCreateKey(HKEY root, const std::string& subKey, HKEY& o
         return result;
     refresh(true);
     if (!doc_.keyExists(path)) {
+        if (!create)
+            return ERROR_FILE_NOT_FOUND;
         result = modify([&path](RegDocument& doc) { return doc.createKey(path); });
         if (result != ERROR_SUCCESS)
             return result;
     }
     return newHandle(path, out);
+}
+
+int32_t RegFileStore::regOpenKey(HKEY root, const std::string& subKey, HKEY& out)
+{
+    return openKey(root, subKey, out, false);
+}
+
+int32_t RegFileStore::regCreateKey(HKEY root, const std::string& subKey, HKEY& out)
+{
+    return openKey(root, subKey, out, true);
 }
 
 int32_t RegFileStore::regQueryValueEx(HKEY key, const std::string& valueName, uint32_t* type, uint8_t* data,
@@ -176,21 +170,7 @@ int32_t RegFileStore::regQueryValueEx(HKEY key, const std::string& valueName, ui
     const RegData* value = doc_.findValue(it->second, valueName);
     if (!value)
         return ERROR_FILE_NOT_FOUND;
-    const auto length = static_cast<uint32_t>(value->bytes.size()); // bounded by the file size
-    if (type)
-        *type = value->type;
-    if (!data) {
-        if (size)
-            *size = length;
-        return ERROR_SUCCESS;
-    }
-    uint32_t room = *size;
-    *size = length;
-    if (room < length)
-        return ERROR_MORE_DATA;
-    if (length > 0)
-        std::memcpy(data, value->bytes.data(), length);
-    return ERROR_SUCCESS;
+    return handOutValue(value->type, value->bytes, type, data, size);
 }
 
 int32_t RegFileStore::regSetValueEx(HKEY key, const std::string& valueName, uint32_t type, const uint8_t* data,

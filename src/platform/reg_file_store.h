@@ -58,6 +58,7 @@ private:
     void load();
     // The full key path named by root + subKey; false with a result code.
     bool resolve(HKEY root, const std::string& subKey, std::string& path, int32_t& result) const;
+    int32_t openKey(HKEY root, const std::string& subKey, HKEY& out, bool create);
     int32_t newHandle(const std::string& path, HKEY& out);
     // Locks the file, re-reads it, lets `change` edit the document (it returns
     // whether anything changed) and writes the result back atomically.

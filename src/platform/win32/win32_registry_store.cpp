@@ -6,6 +6,8 @@
 #include <iterator>
 #include <string>
 
+#include "platform/registry_handles.h"
+
 namespace lp {
 namespace {
 // <windows.h> turns these names into macros of other types; take the
@@ -100,17 +102,12 @@ void* Win32RegistryStore::systemKey(HKEY key) const
 
 HKEY Win32RegistryStore::remember(void* systemKey)
 {
-    HKEY number = 1;
-    for (const auto& [used, ignored] : handles_) {
-        if (used != number)
-            break;
-        ++number;
-    }
+    HKEY number = smallestFreeHandle(handles_);
     handles_.emplace(number, systemKey);
     return number;
 }
 
-int32_t Win32RegistryStore::regOpenKey(HKEY root, const std::string& subKey, HKEY& out)
+int32_t Win32RegistryStore::openKey(HKEY root, const std::string& subKey, HKEY& out, bool create)
 {
     out = 0;
     auto parent = static_cast<::HKEY>(systemKey(root));
@@ -120,27 +117,22 @@ int32_t Win32RegistryStore::regOpenKey(HKEY root, const std::string& subKey, HKE
     if (!toAnsi(subKey, ansi))
         return kInvalidParameter;
     ::HKEY opened = nullptr;
-    LONG result = RegOpenKeyExA(parent, ansi.c_str(), 0, kAccess, &opened);
+    LONG result = create ? RegCreateKeyExA(parent, ansi.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, kAccess,
+                                           nullptr, &opened, nullptr)
+                         : RegOpenKeyExA(parent, ansi.c_str(), 0, kAccess, &opened);
     if (result == ERROR_SUCCESS && opened)
         out = remember(opened);
     return result;
 }
 
+int32_t Win32RegistryStore::regOpenKey(HKEY root, const std::string& subKey, HKEY& out)
+{
+    return openKey(root, subKey, out, false);
+}
+
 int32_t Win32RegistryStore::regCreateKey(HKEY root, const std::string& subKey, HKEY& out)
 {
-    out = 0;
-    auto parent = static_cast<::HKEY>(systemKey(root));
-    std::string ansi;
-    if (!parent)
-        return kInvalidHandle;
-    if (!toAnsi(subKey, ansi))
-        return kInvalidParameter;
-    ::HKEY created = nullptr;
-    LONG result = RegCreateKeyExA(parent, ansi.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, kAccess, nullptr,
-                                  &created, nullptr);
-    if (result == ERROR_SUCCESS && created)
-        out = remember(created);
-    return result;
+    return openKey(root, subKey, out, true);
 }
 
 int32_t Win32RegistryStore::regQueryValueEx(HKEY key, const std::string& valueName, uint32_t* type, uint8_t* data,
@@ -183,21 +175,7 @@ int32_t Win32RegistryStore::regQueryValueEx(HKEY key, const std::string& valueNa
             bytes = std::move(utf8);
     }
 
-    const auto length = static_cast<uint32_t>(bytes.size());
-    if (type)
-        *type = valueType;
-    if (!data) {
-        if (size)
-            *size = length;
-        return ERROR_SUCCESS;
-    }
-    uint32_t room = *size;
-    *size = length;
-    if (room < length)
-        return kMoreData;
-    if (length > 0)
-        std::memcpy(data, bytes.data(), length);
-    return ERROR_SUCCESS;
+    return handOutValue(valueType, bytes, type, data, size);
 }
 
 int32_t Win32RegistryStore::regSetValueEx(HKEY key, const std::string& valueName, uint32_t type,

@@ -28,6 +28,7 @@ private:
     // when unknown.
     void* systemKey(HKEY key) const;
     HKEY remember(void* systemKey);
+    int32_t openKey(HKEY root, const std::string& subKey, HKEY& out, bool create);
 
     // Our small handle numbers -> the system's HKEY.
     std::map<HKEY, void*> handles_;
