@@ -1,5 +1,7 @@
 #include "firmware/firmware_file_scan.h"
 
+#include "core/ascii.h"
+
 #include "firmware/firmware_header.h"
 #include "firmware/firmware_record.h"
 #include "core/delays.h"
@@ -25,21 +27,10 @@ std::string hexByte(int value)
     return {digits[(value >> 4) & 0xF], digits[value & 0xF]};
 }
 
-int digitValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
-}
-
 // Byte i of a record (0 is the count), for a line already known to be hex.
 int byteAt(std::string_view line, size_t i)
 {
-    return digitValue(line[1 + 2 * i]) * 16 + digitValue(line[2 + 2 * i]);
+    return hexDigitValue(line[1 + 2 * i]) * 16 + hexDigitValue(line[2 + 2 * i]);
 }
 
 // One record line, trailing blanks already gone: its layout, count, check
@@ -52,7 +43,7 @@ FirmwareFileCheck checkRecord(std::string_view line, int64_t number)
     if (line.front() != ':')
         return fault(FirmwareFileFault::NoRecordMark, "expected a record starting with ':' or a blank line");
     for (size_t i = 1; i < line.size(); ++i)
-        if (digitValue(line[i]) < 0)
+        if (hexDigitValue(line[i]) < 0)
             return fault(FirmwareFileFault::NotHex, "character " + std::to_string(i + 1) + " is not a hex digit");
     // ":" count address(2) type check: 11 characters with no data.
     if (line.size() < 11 || line.size() % 2 == 0)

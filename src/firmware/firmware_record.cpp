@@ -1,21 +1,12 @@
 #include "firmware/firmware_record.h"
 
+#include "core/ascii.h"
+
 #include "core/vb_text.h"
 
 namespace lp {
 
 namespace {
-
-int hexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
-}
 
 // "&H" followed by one or two characters; -1 when they are not all hex
 // digits (or there are none).
@@ -25,7 +16,7 @@ int hexValue(std::string_view digits)
         return -1;
     int value = 0;
     for (char c : digits) {
-        int d = hexDigit(c);
+        int d = hexDigitValue(c);
         if (d < 0)
             return -1;
         value = value * 16 + d;
@@ -74,7 +65,7 @@ bool CheckRecordLine(std::string_view line) { return DiagnoseRecordLine(line) !=
 bool RecordHasOnlyHexDigits(std::string_view line)
 {
     for (size_t i = 1; i < line.size(); ++i)
-        if (hexDigit(line[i]) < 0)
+        if (hexDigitValue(line[i]) < 0)
             return false;
     return true;
 }

@@ -1,5 +1,7 @@
 #include "platform/ini_profile_files.h"
 
+#include "core/ascii.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
@@ -29,23 +31,10 @@ std::string_view trimBlanks(std::string_view s)
     return s;
 }
 
-char asciiLower(char c)
-{
-    return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 bool sameName(std::string_view a, std::string_view b)
 {
     return a.size() == b.size() &&
            std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return asciiLower(x) == asciiLower(y); });
-}
-
-std::string lowerCopy(std::string_view s)
-{
-    std::string out(s);
-    for (char& c : out)
-        c = asciiLower(c);
-    return out;
 }
 
 // One physical line: content [begin, end), line end [end, next).
@@ -204,7 +193,7 @@ bool hasLineBreakOrNul(std::string_view s)
 std::string fileKey(const std::string& path)
 {
     const fs::path p(path);
-    return (p.parent_path() / ("." + lowerCopy(p.filename().string()))).string();
+    return (p.parent_path() / ("." + asciiLowered(p.filename().string()))).string();
 }
 
 void appendUtf8(std::string& out, char32_t cp)

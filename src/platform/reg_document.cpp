@@ -1,5 +1,7 @@
 #include "platform/reg_document.h"
 
+#include "core/ascii.h"
+
 #include <algorithm>
 
 #include "ports/registry_store.h"
@@ -65,16 +67,6 @@ std::string_view trim(std::string_view s)
     return trimRight(trimLeft(s));
 }
 
-int hexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    c = foldChar(c);
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
-}
-
 // 1 to 8 hexadecimal digits and nothing else.
 std::optional<uint32_t> parseHex32(std::string_view s)
 {
@@ -82,7 +74,7 @@ std::optional<uint32_t> parseHex32(std::string_view s)
         return std::nullopt;
     uint32_t v = 0;
     for (char c : s) {
-        int d = hexDigit(c);
+        int d = hexDigitValue(c);
         if (d < 0)
             return std::nullopt;
         v = (v << 4) | static_cast<uint32_t>(d);

@@ -1,5 +1,7 @@
 #include "platform/rp1210_library.h"
 
+#include "core/ascii.h"
+
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
@@ -83,15 +85,6 @@ private:
 
 size_t room(int16_t declared) { return declared > 0 ? static_cast<size_t>(declared) : 0; }
 
-#ifndef _WIN32
-std::string lowered(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
-#endif
-
 } // namespace
 
 Rp1210Library::Rp1210Library(std::string baseName, std::function<std::string()> windowsDirectory, Logger* log)
@@ -130,9 +123,9 @@ std::string Rp1210Library::findInFolder(const std::string& folder, const std::st
             if (entry.filename().string() == wanted)
                 return entry.string();
         }
-        std::string key = lowered(wanted);
+        std::string key = asciiLowered(wanted);
         for (const auto& entry : entries) {
-            if (lowered(entry.filename().string()) == key)
+            if (asciiLowered(entry.filename().string()) == key)
                 return entry.string();
         }
     }

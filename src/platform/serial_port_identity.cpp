@@ -1,5 +1,7 @@
 #include "platform/serial_port_identity.h"
 
+#include "core/ascii.h"
+
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
@@ -19,13 +21,6 @@ namespace fs = std::filesystem;
 namespace lp {
 
 namespace {
-
-std::string lowered(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
 
 bool isHex4(const std::string& text)
 {
@@ -70,8 +65,8 @@ bool ParseUsbInstanceId(const std::string& instanceId, SerialPortIdentity& out)
     const size_t pid = upper.find("PID_");
     if (vid == std::string::npos || pid == std::string::npos || vid + 8 > upper.size() || pid + 8 > upper.size())
         return false;
-    const std::string vendor = lowered(instanceId.substr(vid + 4, 4));
-    const std::string product = lowered(instanceId.substr(pid + 4, 4));
+    const std::string vendor = asciiLowered(instanceId.substr(vid + 4, 4));
+    const std::string product = asciiLowered(instanceId.substr(pid + 4, 4));
     if (!isHex4(vendor) || !isHex4(product))
         return false;
     out.usb = true;
@@ -159,7 +154,7 @@ SerialPortIdentity IdentifyComPort(int port, const std::string& devicePath)
                                == ERROR_SUCCESS
                            && type == REG_SZ;
         RegCloseKey(key);
-        if (!named || lowered(name) != wanted)
+        if (!named || asciiLowered(name) != wanted)
             continue;
         char instance[512] = {};
         if (SetupDiGetDeviceInstanceIdA(set, &info, instance, sizeof instance - 1, nullptr))
@@ -191,8 +186,8 @@ SerialPortIdentity IdentifySerialDevice(const std::string& devicePath, const std
         return identity;
     const fs::path root = fs::canonical(sysRoot, ec);
     for (int level = 0; level < 4 && !at.empty() && at != root && at != at.root_path(); ++level, at = at.parent_path()) {
-        const std::string vendor = lowered(firstLine(at / "idVendor"));
-        const std::string product = lowered(firstLine(at / "idProduct"));
+        const std::string vendor = asciiLowered(firstLine(at / "idVendor"));
+        const std::string product = asciiLowered(firstLine(at / "idProduct"));
         if (!isHex4(vendor) || !isHex4(product))
             continue;
         identity.usb = true;

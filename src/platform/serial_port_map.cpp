@@ -1,5 +1,7 @@
 #include "platform/serial_port_map.h"
 
+#include "core/ascii.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -30,13 +32,6 @@ namespace fs = std::filesystem;
 namespace lp {
 
 namespace {
-
-std::string lowered(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
 
 // A decimal port number without sign or leading zero, in range; 0 otherwise.
 int parsePortNumber(std::string_view digits)
@@ -86,7 +81,7 @@ long ttySuffix(const std::string& name, const std::string& prefix)
     // answer does not depend on the order the folder happens to list them.
     std::sort(entries.begin(), entries.end());
     for (const auto& entry : entries) {
-        std::string name = lowered(entry.filename().string());
+        std::string name = asciiLowered(entry.filename().string());
         if (name.size() < 4 || name.compare(0, 3, "com") != 0)
             continue;
         int n = parsePortNumber(std::string_view(name).substr(3));
@@ -110,7 +105,7 @@ int portOfDeviceName(const std::string& name)
     std::string_view rest(name);
     if (rest.substr(0, 4) == "\\\\.\\")
         rest.remove_prefix(4);
-    if (rest.size() < 4 || lowered(std::string(rest.substr(0, 3))) != "com")
+    if (rest.size() < 4 || asciiLowered(std::string(rest.substr(0, 3))) != "com")
         return 0;
     return parsePortNumber(rest.substr(3));
 }
