@@ -16,9 +16,9 @@
 #include "core/string_table.h"
 #include "firmware/firmware_header.h"
 #include "operations/flash_session.h"
-#include "ports/choice_list.h"
 #include "ports/logger.h"
 #include "ports/prompts.h"
+#include "ui/combo_choices.h"
 #include "ui/dialogs/frmConnectingDialog.h"
 #include "ui/dialogs/frmDownloadProgress.h"
 #include "ui/dialogs/frmExitReturnDialog.h"
@@ -70,19 +70,6 @@ std::string rowValue(const QTreeWidget* list, int row)
     const QTreeWidgetItem* item = list->topLevelItem(row - 1);
     return item ? item->text(1).toStdString() : std::string();
 }
-
-// cmbWLPList as the wireless list procedures see it.
-class ComboChoices final : public ChoiceList {
-public:
-    explicit ComboChoices(QComboBox& combo) : combo_(combo) {}
-    void addItem(const std::string& text) override { combo_.addItem(qs(text)); }
-    int listCount() const override { return combo_.count(); }
-    int listIndex() const override { return combo_.currentIndex(); }
-    std::string itemText(int index) const override { return combo_.itemText(index).toStdString(); }
-
-private:
-    QComboBox& combo_;
-};
 
 } // namespace
 

@@ -12,6 +12,7 @@
 #include "ports/logger.h"
 #include "ports/prompts.h"
 #include "ui/main_window.h"
+#include "ui/combo_choices.h"
 #include "operations/startup.h"
 #include "core/string_table.h"
 
@@ -23,22 +24,6 @@ QString qs(const std::string& s) { return QString::fromStdString(s); }
 
 const QColor kListBackground(255, 255, 255);
 const QColor kAdapterCellBackground(255, 255, 204);
-
-// cmbAdapterList as the wireless list procedures see it.
-class ComboChoices final : public ChoiceList {
-public:
-    explicit ComboChoices(QComboBox& combo) : combo_(combo) {}
-    void addItem(const std::string& text) override { combo_.addItem(qs(text)); }
-    int listCount() const override { return combo_.count(); }
-    int listIndex() const override { return combo_.currentIndex(); }
-    std::string itemText(int index) const override
-    {
-        return index >= 0 && index < combo_.count() ? combo_.itemText(index).toStdString() : std::string{};
-    }
-
-private:
-    QComboBox& combo_;
-};
 
 } // namespace
 
