@@ -278,73 +278,79 @@ public:
     }
 
 private:
-#ifdef _WIN32
+    using Clock = std::chrono::steady_clock;
+
     // Sends a request and waits for one whole reply frame.
     std::optional<Bytes> exchange(const Bytes& request)
     {
-        if (line_ == INVALID_HANDLE_VALUE)
-            return std::nullopt;
-        PurgeComm(line_, PURGE_RXCLEAR);
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs_);
-        DWORD written = 0;
-        if (!WriteFile(line_, request.data(), static_cast<DWORD>(request.size()), &written, nullptr)
-            || written != request.size())
+        auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+        if (!sendRequest(request, deadline))
             return std::nullopt;
         Bytes received;
         for (;;) {
             if (auto reply = takeWholeReply(received))
                 return reply;
-            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
             if (left.count() <= 0)
                 return std::nullopt;
-            // Return as soon as anything arrives, or when the time is up.
-            COMMTIMEOUTS timeouts{};
-            timeouts.ReadIntervalTimeout = MAXDWORD;
-            timeouts.ReadTotalTimeoutMultiplier = MAXDWORD;
-            timeouts.ReadTotalTimeoutConstant = static_cast<DWORD>(left.count());
-            SetCommTimeouts(line_, &timeouts);
             uint8_t buffer[256];
-            DWORD n = 0;
-            if (!ReadFile(line_, buffer, sizeof buffer, &n, nullptr))
+            long n = readSome(buffer, sizeof buffer, left);
+            if (n < 0)
                 return std::nullopt;
             if (n > 0 && received.size() < 4096)
                 received.insert(received.end(), buffer, buffer + n);
         }
     }
 
+#ifdef _WIN32
+    bool sendRequest(const Bytes& request, Clock::time_point)
+    {
+        if (line_ == INVALID_HANDLE_VALUE)
+            return false;
+        PurgeComm(line_, PURGE_RXCLEAR);
+        DWORD written = 0;
+        return WriteFile(line_, request.data(), static_cast<DWORD>(request.size()), &written, nullptr)
+               && written == request.size();
+    }
+
+    // Returns as soon as anything arrives, or when the time is up; -1 when
+    // the line fails.
+    long readSome(uint8_t* buffer, size_t size, std::chrono::milliseconds left)
+    {
+        COMMTIMEOUTS timeouts{};
+        timeouts.ReadIntervalTimeout = MAXDWORD;
+        timeouts.ReadTotalTimeoutMultiplier = MAXDWORD;
+        timeouts.ReadTotalTimeoutConstant = static_cast<DWORD>(left.count());
+        SetCommTimeouts(line_, &timeouts);
+        DWORD n = 0;
+        return ReadFile(line_, buffer, static_cast<DWORD>(size), &n, nullptr) ? static_cast<long>(n) : -1;
+    }
 #else
-    // Sends a request and waits for one whole reply frame.
-    std::optional<Bytes> exchange(const Bytes& request)
+    bool sendRequest(const Bytes& request, Clock::time_point deadline)
     {
         if (fd_ < 0)
-            return std::nullopt;
+            return false;
         ::tcflush(fd_, TCIFLUSH);
         size_t sent = 0;
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs_);
         while (sent < request.size()) {
             ssize_t n = ::write(fd_, request.data() + sent, request.size() - sent);
             if (n > 0)
                 sent += static_cast<size_t>(n);
-            else if (std::chrono::steady_clock::now() > deadline)
-                return std::nullopt;
+            else if (Clock::now() > deadline)
+                return false;
             else
                 ::usleep(1000);
         }
-        Bytes received;
-        for (;;) {
-            if (auto reply = takeWholeReply(received))
-                return reply;
-            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-            if (left.count() <= 0)
-                return std::nullopt;
-            pollfd p{fd_, POLLIN, 0};
-            if (::poll(&p, 1, static_cast<int>(left.count())) <= 0)
-                continue;
-            uint8_t buffer[256];
-            ssize_t n = ::read(fd_, buffer, sizeof buffer);
-            if (n > 0 && received.size() < 4096)
-                received.insert(received.end(), buffer, buffer + n);
-        }
+        return true;
+    }
+
+    long readSome(uint8_t* buffer, size_t size, std::chrono::milliseconds left)
+    {
+        pollfd p{fd_, POLLIN, 0};
+        if (::poll(&p, 1, static_cast<int>(left.count())) <= 0)
+            return 0;
+        ssize_t n = ::read(fd_, buffer, size);
+        return n > 0 ? static_cast<long>(n) : 0;
     }
 #endif
 
