@@ -28,6 +28,7 @@
 #include <string>
 
 #include "adapters/compact/compact_flash.h"
+#include "bench_support.h"
 #include "models/compact_model.h"
 #include "models/firmware_image.h"
 #include "qt_support/pty_serial_rig.h"
@@ -179,6 +180,21 @@ void removeFolder(const std::string& folder, const std::string& hexPath)
     rmdir(folder.c_str());
 }
 
+// The run's error as a JSON member; empty when it went well.
+std::string errorMember(const Run& run)
+{
+    return run.ok ? std::string() : ", \"error\": \"" + lp::bench::jsonText(run.why) + "\"";
+}
+
+// Closes the runs with the overall verdict, prints the document and tidies up.
+int finish(std::string json, bool allMet, const std::string& folder, const std::string& hexPath)
+{
+    json += std::string("], \"met\": ") + (allMet ? "true" : "false") + "}";
+    std::printf("%s\n", json.c_str());
+    removeFolder(folder, hexPath);
+    return 0;
+}
+
 int scaling(const std::string& folder, const std::string& hexPath)
 {
     std::string json = "{\"benchmark\": \"compact_flash_scaling\", \"baud\": 115200, \"runs\": [";
@@ -202,7 +218,7 @@ int scaling(const std::string& folder, const std::string& hexPath)
                       "\"per_record_ms\": %.4f%s}",
                       bytes == sizes[0] ? "" : ", ", bytes, run.ok ? "true" : "false",
                       static_cast<long long>(run.records), run.seconds, perRecordMs,
-                      run.ok ? "" : (", \"error\": \"" + run.why + "\"").c_str());
+                      errorMember(run).c_str());
         json += line;
     }
     const double ratio = smallest > 0 ? largest / smallest : 0;
@@ -244,14 +260,11 @@ int usbTurnaround(const std::string& folder, const std::string& hexPath)
                       first ? "" : ", ", turnaroundMs, run.ok ? "true" : "false", static_cast<long long>(run.records),
                       run.seconds, perSecond, 1.0 / limitSeconds, ratio, wireSeconds / limitSeconds, run.waitMs,
                       run.programMs, met ? "true" : "false",
-                      run.ok ? "" : (", \"error\": \"" + run.why + "\"").c_str());
+                      errorMember(run).c_str());
         json += line;
         first = false;
     }
-    json += std::string("], \"met\": ") + (allMet ? "true" : "false") + "}";
-    std::printf("%s\n", json.c_str());
-    removeFolder(folder, hexPath);
-    return 0;
+    return finish(json, allMet, folder, hexPath);
 }
 
 } // namespace
@@ -295,12 +308,9 @@ int main(int argc, char* argv[])
                       "%.1f, \"wire_limit_records_per_second\": %.1f, \"ratio\": %.3f, \"met\": %s%s}",
                       first ? "" : ", ", c.baud, run.ok ? "true" : "false", static_cast<long long>(run.records),
                       run.seconds, perSecond, 1.0 / wireRecordSeconds, ratio, met ? "true" : "false",
-                      run.ok ? "" : (", \"error\": \"" + run.why + "\"").c_str());
+                      errorMember(run).c_str());
         json += line;
         first = false;
     }
-    json += std::string("], \"met\": ") + (allMet ? "true" : "false") + "}";
-    std::printf("%s\n", json.c_str());
-    removeFolder(folder, hexPath);
-    return 0;
+    return finish(json, allMet, folder, hexPath);
 }

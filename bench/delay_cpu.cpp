@@ -9,20 +9,10 @@
 #include <cstdio>
 #include <ctime>
 
+#include "bench_support.h"
 #include "core/context.h"
 #include "platform/qt/qt_host.h"
 #include "core/delays.h"
-
-namespace {
-
-double cpuSeconds()
-{
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
-}
-
-} // namespace
 
 int main(int argc, char* argv[])
 {
@@ -55,11 +45,11 @@ int main(int argc, char* argv[])
     for (int run = 0; run < kRuns; ++run) {
         turns.start(5);
         lastTurn = Clock::now();
-        const double cpu0 = cpuSeconds();
+        const double cpu0 = lp::bench::cpuSeconds();
         const auto wall0 = Clock::now();
         allDelaysOk = lp::DelayMilliseconds(ctx, kDelayMs) && allDelaysOk;
         const double wall = std::chrono::duration<double>(Clock::now() - wall0).count();
-        const double cpu = cpuSeconds() - cpu0;
+        const double cpu = lp::bench::cpuSeconds() - cpu0;
         // The turn after the delay ends counts too: it shows the tail.
         const auto now = Clock::now();
         longestGapMs = std::max(longestGapMs, std::chrono::duration<double, std::milli>(now - lastTurn).count());

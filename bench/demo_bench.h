@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "bench_support.h"
 #include "core/context.h"
 #include "demo/demo_options.h"
 #include "demo/demo_session.h"
@@ -65,15 +66,5 @@ public:
     void unloadConnectingDialog() override {}
     std::string rows[8];
 };
-
-// A text safe inside a JSON string: quotes, backslashes and controls dropped.
-inline std::string jsonText(const std::string& s)
-{
-    std::string out;
-    for (char c : s)
-        if (c != '"' && c != '\\' && static_cast<unsigned char>(c) >= 0x20)
-            out += c;
-    return out;
-}
 
 } // namespace lp::bench

@@ -18,13 +18,6 @@ namespace {
 
 constexpr double kTarget = 0.05;
 
-double cpuSeconds()
-{
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
-}
-
 } // namespace
 
 int main(int argc, char* argv[])
@@ -45,11 +38,11 @@ int main(int argc, char* argv[])
     auto connection = ctx.ports.serialPorts->create();
     lp::bench::RowsView view;
 
-    const double cpu0 = cpuSeconds();
+    const double cpu0 = lp::bench::cpuSeconds();
     const auto wall0 = std::chrono::steady_clock::now();
     lp::ReadLp2Summary(ctx, *connection, view);
     const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - wall0).count();
-    const double cpu = cpuSeconds() - cpu0;
+    const double cpu = lp::bench::cpuSeconds() - cpu0;
     const double fraction = wall > 0 ? cpu / wall : 1;
     // A read that failed fast would look cheap; the rows say it was real.
     const bool read = !view.rows[0].empty() && view.rows[0] != "Not Present" && program.prompts.boxes().empty();
