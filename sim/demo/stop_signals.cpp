@@ -6,25 +6,21 @@
 
 namespace lp::sim {
 
-namespace {
-
-sigset_t stopSet()
+sigset_t blockStopSignals()
 {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
     return set;
 }
-
-} // namespace
 
 StopSignals::StopSignals(std::function<void(int)> onStop, std::function<void()> onForcedStop)
     : onStop_(std::move(onStop)), onForcedStop_(std::move(onForcedStop))
 {
-    sigset_t set = stopSet();
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    sigset_t set = blockStopSignals();
     thread_ = std::thread([this, set] {
         bool stopAsked = false;
         for (;;) {

@@ -10,11 +10,17 @@
 // the program to look at when it can. A second signal is for a program that
 // does not stop: it runs the forced clean-up (bounded by a 2 s alarm) and
 // ends the process at once.
+#include <signal.h>
+
 #include <atomic>
 #include <functional>
 #include <thread>
 
 namespace lp::sim {
+
+// Blocks SIGINT, SIGTERM and SIGHUP in this thread, and so in every thread
+// started later, which leaves them to sigwait() on the returned set.
+sigset_t blockStopSignals();
 
 class StopSignals {
 public:

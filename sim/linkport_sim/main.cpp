@@ -17,10 +17,12 @@
 #include <vector>
 
 #include "demo/demo_options.h"
+#include "demo/stop_signals.h"
 #include "version.h"
 
 namespace {
 
+using lp::sim::blockStopSignals;
 using lp::sim::DemoSession;
 using lp::sim::SimCommand;
 
@@ -42,19 +44,6 @@ void writeAll(int fd, const std::string& text)
 }
 
 std::string header() { return std::string("Linkport simulator ") + lp::version::text + "\n"; }
-
-// Blocks the stop signals in this thread, and so in every thread started
-// later, which leaves them to sigwait().
-sigset_t blockStopSignals()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGHUP);
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    return set;
-}
 
 int waitForStopSignal(const sigset_t& set)
 {
