@@ -10,7 +10,7 @@
 // socket itself.
 //
 // Error numbers are the Windows socket-control numbers, so that the user's
-// "Error# n" box reads as it always did:
+// "Error# n" box gives the number a Windows technician knows:
 //   10061 the adapter refused the connection (nothing listens there)
 //   10060 the connection attempt timed out
 //   10054 the adapter closed or reset an open connection

@@ -119,7 +119,8 @@ void RegWriteValue(Context& ctx, HKEY root, const std::string& keyPath, const st
                                                     static_cast<uint32_t>(text.size()));
         }
     }
-    // A successful close overwrites an earlier failure, as it always has.
+    // The close's result is the one kept: a successful close overwrites an
+    // earlier failure, which callers that check the result rely on.
     ctx.g_lngRegResult = reg->regCloseKey(key);
 }
 

@@ -21,8 +21,8 @@ namespace lp {
 namespace {
 
 const Bytes kReadyBurst(8, static_cast<uint8_t>('!'));
-// The start text goes out as the first four bytes of an eight-byte array of
-// "#", as it always has.
+// The start text is the first four bytes of an eight-byte array of "#";
+// the loader reads exactly four.
 const Bytes kStartArray(8, static_cast<uint8_t>('#'));
 constexpr size_t kStartTextLength = 4;
 const Bytes kSwitchFrame{0x5E, 0x02, 0x01, 0x03, 0x9C};

@@ -28,8 +28,8 @@ const Bytes kSwitchFrame8{0x5E, 0x02, 0x05, 0x04, 0x97};
 const Bytes kSwitchFrame7{0x5E, 0x02, 0x01, 0x03, 0x9C};
 
 const Bytes kReadyAsk{'!', '!', '!', '!'};
-// "####" goes out as the first four bytes of an eight-byte array of 35s,
-// as it always has.
+// "####" is the first four bytes of an eight-byte array of 35s; the loader
+// reads exactly four.
 const Bytes kStartArray(8, static_cast<uint8_t>(35));
 constexpr size_t kStartTextLength = 4;
 const char* const kReadyAnswer = "????";
