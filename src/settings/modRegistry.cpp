@@ -119,8 +119,8 @@ void RegWriteValue(Context& ctx, HKEY root, const std::string& keyPath, const st
                                                     static_cast<uint32_t>(text.size()));
         }
     }
-    // The close's result is the one kept: a successful close overwrites an
-    // earlier failure, which callers that check the result rely on.
+    // The result is the most recent call's, so a successful close
+    // overwrites an earlier failure.
     ctx.g_lngRegResult = reg->regCloseKey(key);
 }
 
