@@ -27,4 +27,11 @@ bool sumIsZero(const Bytes& frame);
 // (all of them when there are fewer), as the reply texts are written.
 std::string hexText(const Bytes& bytes, size_t count = SIZE_MAX);
 
+// Frames every adapter kind understands alike.
+// 5E 02 0D 02: the application version; reply "5F050D02", bytes 5-7 carry it.
+inline const Bytes kAskApplicationVersion{0x5E, 0x02, 0x0D, 0x02, 0x91};
+// 5E 02 01 01: wakes a compact adapter's link and ends a wireless session;
+// no reply is read.
+inline const Bytes kWake{0x5E, 0x02, 0x01, 0x01, 0x9E};
+
 } // namespace lp::frames

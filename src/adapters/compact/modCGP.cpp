@@ -20,9 +20,7 @@ struct SerialFault {
     std::string what;
 };
 
-const Bytes kWakeFrame{0x5E, 0x02, 0x01, 0x01, 0x9E};
 const Bytes kIdentityTextFrame{0x5E, 0x02, 0x0D, 0x01, 0x92};
-const Bytes kHexVersionFrame{0x5E, 0x02, 0x0D, 0x02, 0x91};
 const Bytes kDecimalVersionFrame{0x5E, 0x02, 0x0D, 0x03, 0x90};
 
 constexpr int32_t kWakeRates[] = {9600, 19200, 38400, 57600, 115200};
@@ -123,7 +121,7 @@ std::string runQuery(Context& ctx, SerialPort& port, Query query)
     if (query == Query::IdentityText)
         delay(ctx, kQueryWaitMs);
     const Bytes& frame = query == Query::IdentityText ? kIdentityTextFrame
-                         : query == Query::HexVersion ? kHexVersionFrame
+                         : query == Query::HexVersion ? frames::kAskApplicationVersion
                                                       : kDecimalVersionFrame;
     need(port, port.output(frame), "Output");
     delay(ctx, kQueryWaitMs);
@@ -162,7 +160,7 @@ void broadcastReset(Context& ctx, SerialPort& port)
 {
     for (int32_t rate : kWakeRates) {
         need(port, port.setSettings(std::to_string(rate) + ",n,8,1"), "Settings");
-        need(port, port.output(kWakeFrame), "Output");
+        need(port, port.output(frames::kWake), "Output");
         delay(ctx, rate == kWakeRates[std::size(kWakeRates) - 1] ? kLastWakeGapMs : kWakeGapMs);
     }
 }

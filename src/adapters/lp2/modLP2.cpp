@@ -193,8 +193,7 @@ const Bytes& LP2LeaveFrame()
 
 const Bytes& LP2QueryFrame()
 {
-    static const Bytes frame = frames::framed({0x5E, 0x02, 0x0D, 0x02});
-    return frame;
+    return frames::kAskApplicationVersion;
 }
 
 const Bytes& LP2ReturnFrame()
