@@ -2,26 +2,18 @@
 // it goes away.
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <QLabel>
 #include <QPointer>
 #include <QPushButton>
 
 #include "ui/dialogs/frmConnectingDialog.h"
-#include "qt_app.h"
+#include "modal.h"
 #include "support/test_context.h"
 
 using namespace lp;
 
-namespace {
-
-void flushDeletes() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
-
-} // namespace
-
 TEST(ConnectingDialog, DotsGrowEveryHalfSecondAndStartOverEveryTwo)
 {
-    test::qtApp();
     test::TestContext t;
     QWidget owner;
     QPointer<frmConnectingDialog> d = frmConnectingDialog::Load(t.ctx, &owner);
@@ -48,13 +40,12 @@ TEST(ConnectingDialog, DotsGrowEveryHalfSecondAndStartOverEveryTwo)
 
     // The main window's start-up clears any connecting dialog left over.
     frmConnectingDialog::UnloadAll(t.ctx);
-    flushDeletes();
+    test::flushPosted();
     EXPECT_TRUE(d.isNull());
 }
 
 TEST(ConnectingDialog, CancelSetsTheFlagAtOnceAndTheDialogGoesAtTheNextDotTick)
 {
-    test::qtApp();
     test::TestContext t;
     t.ctx.g_blnWLPSelected = true;
     t.ctx.g_blnCancelConnection = true; // left over from an earlier wait
@@ -71,7 +62,7 @@ TEST(ConnectingDialog, CancelSetsTheFlagAtOnceAndTheDialogGoesAtTheNextDotTick)
     ASSERT_FALSE(d.isNull());
     EXPECT_TRUE(d->isVisible()) << "still up until the dot tick at 1500 ms";
     t.clock.runFor(1);
-    flushDeletes();
+    test::flushPosted();
     EXPECT_TRUE(d.isNull());
     EXPECT_TRUE(t.ctx.g_blnCancelConnection) << "the flag outlives the dialog";
 
@@ -89,6 +80,6 @@ TEST(ConnectingDialog, CancelSetsTheFlagAtOnceAndTheDialogGoesAtTheNextDotTick)
     EXPECT_FALSE(t.ctx.g_blnCancelConnection);
     EXPECT_TRUE(plain->isVisible());
     frmConnectingDialog::Unload(plain);
-    flushDeletes();
+    test::flushPosted();
     EXPECT_TRUE(plain.isNull());
 }

@@ -30,7 +30,6 @@
 #include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
 #include "models/wireless_model.h"
-#include "qt_app.h"
 #include "ui/dialogs/frmExitReturnDialog.h"
 #include "ui/frmParent.h"
 #include "stand_in_screen.h"
@@ -43,6 +42,7 @@ using lp::test::withModal;
 namespace {
 
 const std::string kProgramKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
+const std::string kTitle = "HVN Linkport Toolkit";
 const QString kSucceeded =
     "Flash Completed Successfully!\n\nYou can now go to Toolkit, return to Flash, or Exit the program.";
 
@@ -67,11 +67,27 @@ QStringList column(QWidget& screen, const char* list, int column)
     return out;
 }
 
-QString exitDialogText(frmExitReturnDialog& dialog, const char* button)
+// The compact adapter, telling the test when it hears the next byte.
+struct WatchedCompact final : sim::SerialDevice {
+    explicit WatchedCompact(sim::CompactModel& m) : model(m) {}
+    void hostOpened(sim::SerialLine& line) override { model.hostOpened(line); }
+    void hostClosed() override { model.hostClosed(); }
+    void received(uint8_t byte, int baud) override
+    {
+        if (auto heard = std::exchange(onNextByte, nullptr))
+            heard();
+        model.received(byte, baud);
+    }
+    sim::CompactModel& model;
+    std::function<void()> onNextByte;
+};
+
+QWidget* visibleConnectingDialog()
 {
-    QString text = dialog.findChild<QLabel*>("lblMessage")->text();
-    dialog.findChild<QPushButton*>(button)->click();
-    return text;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (w->objectName() == "frmConnectingDialog" && w->isVisible())
+            return w;
+    return nullptr;
 }
 
 struct FlashScreen : test::TestContext {
@@ -87,7 +103,6 @@ struct FlashScreen : test::TestContext {
 
     explicit FlashScreen(const std::string& kind)
     {
-        test::qtApp();
         setRegistryText(kProgramKey, "PrevAdapter", kind);
         ctx.ports.rp1210 = &driver;
         serialPorts.addPort(5, &lp2);
@@ -144,6 +159,29 @@ struct FlashScreen : test::TestContext {
     }
     size_t flashCommands() { return commands(300); }
     void clickBeginFlash() { screen->findChild<QPushButton*>("cmdBeginFlash")->click(); }
+    // Runs `action`; each exit/return dialog that comes is answered with
+    // `button` (none: closed). Their texts.
+    QStringList exitDialogs(const std::function<void()>& action, const char* button = nullptr)
+    {
+        QStringList texts;
+        withModal<frmExitReturnDialog>(action, [&](frmExitReturnDialog& d) {
+            texts << d.findChild<QLabel*>("lblMessage")->text();
+            if (button)
+                d.findChild<QPushButton*>(button)->click();
+            else
+                d.reject();
+        });
+        return texts;
+    }
+    // Begin Flash, its closing dialog answered as exitDialogs() does and
+    // kept in `dialogs`; the boxes it showed.
+    test::Boxes beginFlash(const char* button = nullptr)
+    {
+        const auto before = static_cast<std::ptrdiff_t>(prompts.boxes().size());
+        dialogs = exitDialogs([this] { clickBeginFlash(); }, button);
+        return {prompts.boxes().begin() + before, prompts.boxes().end()};
+    }
+    QStringList dialogs;
     bool beginEnabled() const { return screen->findChild<QPushButton*>("cmdBeginFlash")->isEnabled(); }
     bool selectEnabled() const { return screen->findChild<QPushButton*>("cmdSelectFile")->isEnabled(); }
     QString fileLabel() const { return screen->findChild<QLabel*>("lblFileInfo")->text(); }
@@ -225,8 +263,8 @@ TEST(FlashScreen, RowsByAdapterKind)
         f.profiles.getPrivateProfileString("DeviceInformation1", "DeviceParams", "", chosen, 100, "LPIPRP32.INI");
         EXPECT_EQ(chosen.substr(0, 15), "127.0.0.9:12321");
         EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"Shop", "S1", "Not Present", "Not Present"}));
-        ASSERT_FALSE(f.prompts.boxes().empty());
-        EXPECT_EQ(f.prompts.boxes()[0].prompt.substr(0, 13), "Error# 10061\r");
+        EXPECT_EQ(f.prompts.boxes(),
+                  (test::Boxes{{"Error# 10061\r\n" + tcpErrorDescription(10061), 48, kTitle}}));
         EXPECT_TRUE(f.main->menuBar()->isEnabled());
     }
 }
@@ -253,11 +291,10 @@ TEST(FlashScreen, SecondGenerationFlashEndsInTheExitReturnDialog)
         s.cmdBeginFlash_Click();
     };
     f.lp2.config().applicationAfterFlash = std::array<uint8_t, 2>{1, 9};
-    QString message;
-    const int dialogs = withModal<frmExitReturnDialog>(
-        [&] { f.clickBeginFlash(); }, [&](frmExitReturnDialog& d) { message = exitDialogText(d, "cmdFlash"); });
-    EXPECT_EQ(dialogs, 1);
-    EXPECT_EQ(message, kSucceeded);
+    // Read back after the flash, and once more when "Flash" prepared the
+    // screen again; the adapter runs what was flashed, so nothing warns.
+    EXPECT_EQ(f.beginFlash("cmdFlash"), test::Boxes{});
+    EXPECT_EQ(f.dialogs, QStringList{kSucceeded});
     EXPECT_EQ(progressText, "Updating HVN Linkport II Firmware...");
     EXPECT_FALSE(menusDuring);
     EXPECT_EQ(f.flashCommands(), 1u);
@@ -265,20 +302,16 @@ TEST(FlashScreen, SecondGenerationFlashEndsInTheExitReturnDialog)
     EXPECT_EQ(s.downloadProgress(), nullptr);
     EXPECT_TRUE(f.main->menuBar()->isEnabled());
     EXPECT_FALSE(f.driver.core().clientOpen(0));
-    // Read back after the flash, and once more when "Flash" prepared the
-    // screen again; the adapter runs what was flashed, so nothing warns.
     EXPECT_EQ(f.commands(209), readsBefore + 2);
-    EXPECT_TRUE(f.prompts.boxes().empty());
     EXPECT_EQ(s.adapterRow(2), "1.9");
 
     // An adapter that still reports another version after a flash the
     // driver called good: a warning before the closing dialog.
     f.lp2.config().applicationAfterFlash = std::array<uint8_t, 2>{1, 7};
-    EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clickBeginFlash(); }, [](frmExitReturnDialog& d) { d.reject(); }),
-              1);
-    ASSERT_EQ(f.prompts.boxes().size(), 1u);
-    EXPECT_NE(f.prompts.boxes()[0].prompt.find("version 1.7 after the flash, not the file's version 1.9"),
-              std::string::npos);
+    EXPECT_EQ(f.beginFlash(), (test::Boxes{{"The adapter reports application firmware version 1.7 after the "
+                                            "flash, not the file's version 1.9.\r\nFlash the file again before "
+                                            "the adapter is used.", MsgBoxStyle::Exclamation, kTitle}}));
+    EXPECT_EQ(f.dialogs, QStringList{kSucceeded});
     EXPECT_EQ(s.adapterRow(2), "1.7");
 }
 
@@ -289,13 +322,11 @@ TEST(FlashScreen, SecondGenerationFailuresAndRefusals)
     const std::string fw = f.firmwareFile("fw.apf", firmware("Application", "1.9", "3.0"));
     s.SetFileName(fw);
     f.lp2.config().flashAccepted = false;
-    EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clickBeginFlash(); }, [](frmExitReturnDialog& d) { d.reject(); }),
-              0);
-    ASSERT_EQ(f.prompts.boxes().size(), 1u);
-    const std::string expected = LoadResString(109) + "\r\n\r\nError Code # 150:  \r\nChange mode failed";
-    EXPECT_EQ(f.prompts.boxes()[0].prompt.substr(0, expected.size()), expected);
-    EXPECT_EQ(f.prompts.boxes()[0].title, "HVN Linkport II");
-    EXPECT_EQ(f.prompts.boxes()[0].style, MsgBoxStyle::Exclamation);
+    // The driver's text keeps its terminating NUL.
+    const std::string changeModeFailed =
+        LoadResString(109) + "\r\n\r\nError Code # 150:  \r\nChange mode failed" + '\0';
+    EXPECT_EQ(f.beginFlash(), (test::Boxes{{changeModeFailed, MsgBoxStyle::Exclamation, "HVN Linkport II"}}));
+    EXPECT_TRUE(f.dialogs.isEmpty());
     EXPECT_EQ(f.main->windowTitle(), "HVN Linkport Toolkit - Application Firmware Flash");
     EXPECT_TRUE(f.selectEnabled());
     // The file is still the chosen one: another try needs no new choice.
@@ -304,10 +335,9 @@ TEST(FlashScreen, SecondGenerationFailuresAndRefusals)
 
     // Older file, answered No: Select File again, nothing sent.
     s.SetFileName(f.firmwareFile("old.apf", firmware("Application", "1.2", "3.0")));
-    f.prompts.clear();
     f.prompts.answer(MsgBoxResult::No);
-    f.clickBeginFlash();
-    EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{LoadResString(105)});
+    EXPECT_EQ(f.beginFlash(),
+              (test::Boxes{{LoadResString(105), MsgBoxStyle::YesNo + MsgBoxStyle::Question, kTitle}}));
     EXPECT_EQ(f.flashCommands(), 1u);
     EXPECT_FALSE(f.driver.core().clientOpen(0)); // the client opened for the flash is closed again
     QCoreApplication::processEvents();
@@ -316,10 +346,7 @@ TEST(FlashScreen, SecondGenerationFailuresAndRefusals)
     // A parallel port: refused before anything is sent.
     s.SetFileName(fw);
     f.writeWindowsFile("LP2RP32.INI", sim::lp2DriverIni({.deviceParams = "LPT1"}));
-    f.prompts.clear();
-    f.clickBeginFlash();
-    EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{LptRefusalText()});
-    EXPECT_EQ(f.prompts.boxes()[0].style, MsgBoxStyle::Exclamation);
+    EXPECT_EQ(f.beginFlash(), (test::Boxes{{LptRefusalText(), MsgBoxStyle::Exclamation, kTitle}}));
     EXPECT_EQ(f.flashCommands(), 1u);
 
     // With the wireless flag set as well, the second-generation flash alone
@@ -328,7 +355,7 @@ TEST(FlashScreen, SecondGenerationFailuresAndRefusals)
     f.lp2.config().flashAccepted = true;
     s.SetFileName(fw);
     f.ctx.g_blnWLPSelected = true;
-    withModal<frmExitReturnDialog>([&] { f.clickBeginFlash(); }, [](frmExitReturnDialog& d) { d.reject(); });
+    f.beginFlash();
     EXPECT_EQ(f.flashCommands(), 2u);
     EXPECT_TRUE(f.tcpSockets.connectAttempts.empty());
 }
@@ -336,18 +363,27 @@ TEST(FlashScreen, SecondGenerationFailuresAndRefusals)
 TEST(FlashScreen, CompactAndWirelessFlashesStartFromBeginFlash)
 {
     {
+        // A dialog is up before the adapter hears a byte, while the versions
+        // are read and while the flash runs.
         FlashScreen f("B&B SIP");
+        WatchedCompact compact(f.compact);
+        f.serialPorts.addPort(7, &compact);
         f.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM7,N9\r\n");
         f.pick = f.firmwareFile("cgp.hex", firmware("Firmware", "1.8", "1.10", 12));
+        bool dialogUp = false;
+        compact.onNextByte = [&] { dialogUp = visibleConnectingDialog(); };
         frmFlash& s = f.open("/CLP");
-        f.prompts.clear();
-        f.clickBeginFlash();
-        EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{"Invalid baud rate... Flash cannot continue!"});
-        EXPECT_EQ(f.prompts.boxes()[0].style, MsgBoxStyle::Critical);
+        EXPECT_TRUE(std::exchange(dialogUp, false));
+        const std::string badRate = "Invalid baud rate... Flash cannot continue!";
+        EXPECT_EQ(f.beginFlash(), (test::Boxes{{badRate, MsgBoxStyle::Critical, kTitle}}));
         EXPECT_EQ(f.compact.startsReceived, 0);
 
         f.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM7,DEFAULT\r\n");
         s.SetFileName(f.pick);
+        compact.onNextByte = [&] {
+            frmDownloadProgress* p = s.downloadProgress();
+            dialogUp = p && p->isVisible() && p->windowHandle() && p->windowHandle()->isExposed();
+        };
         f.clickBeginFlash();
         ASSERT_TRUE(s.flashRunning());
         ASSERT_NE(s.downloadProgress(), nullptr);
@@ -359,14 +395,12 @@ TEST(FlashScreen, CompactAndWirelessFlashesStartFromBeginFlash)
 
         // The records go out on timer ticks; "Toolkit" in the dialog at the
         // end leaves for the Summary and unloads this screen safely.
-        QString message;
-        EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clock.runFor(30000); },
-                                                 [&](frmExitReturnDialog& d) { message = exitDialogText(d, "cmdToolkit"); }),
-                  1);
-        EXPECT_EQ(message, kSucceeded);
+        EXPECT_EQ(f.exitDialogs([&] { f.clock.runFor(30000); }, "cmdToolkit"), QStringList{kSucceeded});
+        EXPECT_TRUE(dialogUp);
         EXPECT_EQ(f.compact.recordsReceived, 13);
         EXPECT_EQ(f.compact.startsReceived, 1);
         EXPECT_TRUE(f.main->menuBar()->isEnabled());
+        EXPECT_EQ(s.downloadProgress(), nullptr);
         test::flushPosted();
         EXPECT_TRUE(f.screen.isNull());
         EXPECT_EQ(f.main->activeChild()->Tag(), "Summary");
@@ -411,21 +445,18 @@ TEST(FlashScreen, ReturningChecksTheChosenFileAgainstTheKind)
     // An adapter whose versions could not be read: the checks are skipped.
     f.compact.setFault(sim::CompactModel::Fault::Silence);
     f.pick = f.firmwareFile("other.hex", firmware("Firmware", "0.1", "9.9", 2));
-    f.prompts.clear();
     s.Initialize();
     EXPECT_EQ(column(s, "tlstFlash", 1), QStringList({"Not Present", "Not Present", "Not Present"}));
     // No 104 for the list that does not hold the adapter, but nothing goes
     // to an adapter nobody could read without the user's yes.
-    f.prompts.clear();
     f.prompts.answer(MsgBoxResult::No);
-    f.clickBeginFlash();
-    EXPECT_EQ(f.prompts.prompts(), std::vector<std::string>{NoHardwareVersionText()});
+    const sim::PromptRecord noVersion{NoHardwareVersionText(), MsgBoxStyle::YesNoCancel + MsgBoxStyle::Question,
+                                      kTitle};
+    EXPECT_EQ(f.beginFlash(), test::Boxes{noVersion});
     EXPECT_EQ(f.preferencesShown, 0);
     EXPECT_EQ(f.compact.mode(), sim::CompactModel::Mode::Application);
     // Yes: the flash itself runs and finds no loader.
-    f.prompts.clear();
-    f.clickBeginFlash();
-    EXPECT_EQ(f.prompts.prompts(), (std::vector<std::string>{NoHardwareVersionText(), CGPErrorText(2)}));
+    EXPECT_EQ(f.beginFlash(), (test::Boxes{noVersion, {CGPErrorText(2), MsgBoxStyle::Exclamation, kTitle}}));
     EXPECT_EQ(f.preferencesShown, 1);
     EXPECT_FALSE(s.flashRunning());
     EXPECT_TRUE(f.main->menuBar()->isEnabled());
@@ -434,7 +465,6 @@ TEST(FlashScreen, ReturningChecksTheChosenFileAgainstTheKind)
 TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
 {
     test::TestContext t;
-    test::qtApp();
     t.ctx.g_strRegistryKey = kProgramKey;
     // The dialog names files with the system's separators (\ on Windows).
     const std::string folder = std::filesystem::path(t.file("firmware")).make_preferred().string();
@@ -456,11 +486,8 @@ TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
     EXPECT_EQ(names, QStringList({"a.apf", "b.APF", "notes.apf"}));
     EXPECT_EQ(dialog.findChild<QListWidget*>("lstFolders")->item(1)->text(), "older");
     // Every caption with a mnemonic leads to its control (Alt+N, Alt+T, ...).
-    for (QLabel* label : dialog.findChildren<QLabel*>()) {
-        if (label->text().contains('&')) {
-            EXPECT_NE(label->buddy(), nullptr) << label->text().toStdString();
-        }
-    }
+    for (QLabel* label : dialog.findChildren<QLabel*>())
+        EXPECT_TRUE(!label->text().contains('&') || label->buddy()) << label->text().toStdString();
 
     files->setCurrentRow(0);
     EXPECT_EQ(dialog.findChild<QLabel*>("lblFirmwareVersionValue")->text(), "2.0");
@@ -492,55 +519,6 @@ TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
     compact.cmdOK_Click();
     EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>{LoadResString(114)});
     EXPECT_EQ(compact.findChild<QListWidget*>("lstFiles")->count(), 1);
-}
-
-namespace {
-
-// The compact adapter, telling the test when it hears the next byte.
-struct WatchedCompact final : sim::SerialDevice {
-    explicit WatchedCompact(sim::CompactModel& m) : model(m) {}
-    void hostOpened(sim::SerialLine& line) override { model.hostOpened(line); }
-    void hostClosed() override { model.hostClosed(); }
-    void received(uint8_t byte, int baud) override
-    {
-        if (auto heard = std::exchange(onNextByte, nullptr))
-            heard();
-        model.received(byte, baud);
-    }
-    sim::CompactModel& model;
-    std::function<void()> onNextByte;
-};
-
-QWidget* visibleConnectingDialog()
-{
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (w->objectName() == "frmConnectingDialog" && w->isVisible())
-            return w;
-    return nullptr;
-}
-
-} // namespace
-
-TEST(FlashScreen, ADialogIsUpBeforeTheAdapterHearsAByte)
-{
-    FlashScreen f("B&B SIP");
-    WatchedCompact compact(f.compact);
-    f.serialPorts.addPort(7, &compact);
-    f.pick = f.firmwareFile("new.hex", firmware("Firmware", "01.08.12", "1.10", 30));
-    bool connecting = false, progress = false;
-    compact.onNextByte = [&] { connecting = visibleConnectingDialog(); }; // reading the versions
-    frmFlash& s = f.open("/CLP");
-    compact.onNextByte = [&] {
-        frmDownloadProgress* p = s.downloadProgress();
-        progress = p && p->isVisible() && p->windowHandle() && p->windowHandle()->isExposed();
-    };
-    f.clickBeginFlash();
-    EXPECT_EQ(withModal<frmExitReturnDialog>([&] { f.clock.runFor(30000); },
-                                             [&](frmExitReturnDialog& d) { exitDialogText(d, "cmdFlash"); }),
-              1);
-    EXPECT_TRUE(connecting);
-    EXPECT_TRUE(progress);
-    EXPECT_EQ(s.downloadProgress(), nullptr); // gone at the end
 }
 
 TEST(FlashScreen, CancelInTheConnectingDialogEndsTheConnectionForGood)

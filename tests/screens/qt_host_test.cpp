@@ -3,6 +3,7 @@
 // everything and wakes as soon as its condition holds. Neither may burn a core.
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QTimer>
 #include <QWidget>
@@ -13,7 +14,6 @@
 #include <thread>
 
 #include "platform/qt/qt_host.h"
-#include "qt_app.h"
 
 using namespace lp;
 using Clock = std::chrono::steady_clock;
@@ -56,7 +56,6 @@ private:
 
 TEST(QtHost, WaitWakesOnEventsAndPolledConditionsAndEndsAtTheDeadline)
 {
-    lp::test::qtApp();
     QtHost host;
 
     bool flag = false;
@@ -100,7 +99,6 @@ TEST(QtHost, WaitWakesOnEventsAndPolledConditionsAndEndsAtTheDeadline)
 
 TEST(QtHost, DelayHoldsTicksAndInputButRepaints)
 {
-    lp::test::qtApp();
     QtHost host;
     Probe probe(host);
     probe.show();

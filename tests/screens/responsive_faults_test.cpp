@@ -9,7 +9,6 @@
 #include <QTreeWidget>
 #include <QTimer>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <functional>
@@ -30,7 +29,6 @@
 #include "platform/qt/qt_serial_port.h"
 #include "platform/qt/qt_tcp_socket.h"
 #include "realtime/tcp_model_server.h"
-#include "qt_app.h"
 #include "qt_support/pty_serial_rig.h"
 #include "ui/dialogs/frmExitReturnDialog.h"
 #include "ui/frmParent.h"
@@ -61,7 +59,6 @@ struct RealRig : test::TestContext {
 
     RealRig(const std::string& kind, const std::string& commandLine)
     {
-        test::qtApp();
         setRegistryText("SOFTWARE\\Halvorn Inc.\\Linkport Toolkit", "PrevAdapter", kind);
         ctx.ports.host = &host;
         ctx.ports.serialPorts = &serial;
@@ -123,21 +120,17 @@ struct RealRig : test::TestContext {
     }
 };
 
-struct Tally {
-    int cases = 0;
-    // Runs a case's action under a gap meter; the longest gap must stay under the bound.
-    void measure(const char* kind, const char* fault, const std::function<void()>& action)
-    {
-        ++cases;
-        test::GapMeter meter;
-        const auto start = Clock::now();
-        action();
-        const double gap = meter.longestMs();
-        std::printf("[ gaps     ] %s / %s: longest gap %.1f ms over %.1f s\n", kind, fault, gap,
-                    std::chrono::duration<double>(Clock::now() - start).count());
-        EXPECT_LT(gap, kLongestGapMs);
-    }
-};
+// Runs a case's action under a gap meter; the longest gap must stay under the bound.
+void measure(const char* kind, const char* fault, const std::function<void()>& action)
+{
+    test::GapMeter meter;
+    const auto start = Clock::now();
+    action();
+    const double gap = meter.longestMs();
+    std::printf("[ gaps     ] %s / %s: longest gap %.1f ms over %.1f s\n", kind, fault, gap,
+                std::chrono::duration<double>(Clock::now() - start).count());
+    EXPECT_LT(gap, kLongestGapMs);
+}
 
 } // namespace
 
@@ -156,7 +149,6 @@ TEST(ResponsiveFaults, SecondGenerationSummary)
         {"slow reply", [](Lp2ModelConfig& c) { c.replyDelayUs = 400'000; }, 0},
         {"dropped link", [](Lp2ModelConfig&) {}, 2100},
     };
-    Tally tally;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.fault);
         RealRig r("LPII SIP", "");
@@ -174,7 +166,7 @@ TEST(ResponsiveFaults, SecondGenerationSummary)
         if (c.pullAfterMs)
             QTimer::singleShot(c.pullAfterMs, [&bridge] { bridge.stop(); });
 
-        tally.measure("second-generation Summary", c.fault, [&] { r.open(); });
+        measure("second-generation Summary", c.fault, [&] { r.open(); });
         // The driver's versions stand; the serial IP's row says what any
         // version that did not come says.
         EXPECT_EQ(r.rows(1, 5), "3.0|1.8|1.2|1.12|Not Present");
@@ -182,7 +174,6 @@ TEST(ResponsiveFaults, SecondGenerationSummary)
         EXPECT_TRUE(r.main->isEnabled());
         EXPECT_EQ(driver.core().openClients(), 0u);
     }
-    EXPECT_EQ(tally.cases, 4);
 }
 
 // The Summary's reading of the compact adapter, with the connecting dialog
@@ -200,7 +191,6 @@ TEST(ResponsiveFaults, CompactSummary)
         {"slow reply", CompactModel::Fault::SlowReply, 0},
         {"dropped link", CompactModel::Fault::None, 300},
     };
-    Tally tally;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.fault);
         RealRig r("B&B SIP", "/CLP");
@@ -214,12 +204,11 @@ TEST(ResponsiveFaults, CompactSummary)
         if (c.pullAfterMs)
             QTimer::singleShot(c.pullAfterMs, [&bridge] { bridge.stop(); });
 
-        tally.measure("compact Summary", c.fault, [&] { r.open(); });
+        measure("compact Summary", c.fault, [&] { r.open(); });
         EXPECT_EQ(r.rows(1, 3), "Not Present|Not Present|Not Present");
         EXPECT_EQ(r.messages(), "[" + CGPErrorText(1) + "]");
         EXPECT_TRUE(r.main->isEnabled());
     }
-    EXPECT_EQ(tally.cases, 4);
 }
 
 // The wireless flash from Begin Flash on the flash screen, the adapter
@@ -242,18 +231,15 @@ TEST(ResponsiveFaults, WirelessFlash)
         {"dropped link", [](WirelessLoaderFaults& f) { f.dropAtRecord = 2; },
          "[Error# 10054\r\nThe connection was closed by the remote host]"},
     };
-    Tally tally;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.fault);
         RealRig r("WLP", "");
         // An address of its own, so that parallel test programs need not
         // take turns at 127.0.0.2.
         const std::string address = "127.0.0.61";
-        WirelessAdapterConfig config;
-        config.hexVersionAfterFlash = std::array<uint8_t, 3>{0x01, 0x08, 0x00}; // the file's 1.8
-        config.address = address;
-        config.restartUs = 300'000;
-        WirelessModel adapter(config);
+        // After the flash it runs the file's 1.8.
+        WirelessModel adapter(
+            {.address = address, .restartUs = 300'000, .hexVersionAfterFlash = {{0x01, 0x08, 0x00}}});
         c.inject(adapter.loaderFaults());
         TcpModelServer server(adapter, address);
         std::string error;
@@ -270,7 +256,7 @@ TEST(ResponsiveFaults, WirelessFlash)
         auto* rows = screen->findChild<QTreeWidget*>("tlstFlash");
         ASSERT_TRUE(r.host.waitUntil([&] { return rows->topLevelItem(2)->text(1) == "1.10"; }, 5000));
 
-        tally.measure("wireless flash", c.fault, [&] {
+        measure("wireless flash", c.fault, [&] {
             screen->findChild<QPushButton*>("cmdBeginFlash")->click();
             r.host.waitUntil([&] { return !screen->flashRunning(); }, 30'000);
         });
@@ -282,5 +268,4 @@ TEST(ResponsiveFaults, WirelessFlash)
         server.call([&] { connected = adapter.isConnected(); });
         EXPECT_FALSE(connected) << "the flash's connection is closed";
     }
-    EXPECT_EQ(tally.cases, 4);
 }

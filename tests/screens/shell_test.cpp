@@ -40,17 +40,6 @@ namespace {
 
 const std::string kKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
 
-// The shell's own tests keep a stand-in for the flash screen, which would
-// read an adapter through its driver as soon as it is shown.
-ShellOptions withFlashStandIn()
-{
-    ShellOptions options;
-    options.screens.children["Application Flash"] = [](Context& ctx, MainWindow& main) -> ChildScreen* {
-        return new StandInScreen(ctx, main, "Application Flash", "frmFlash", LoadResString(510));
-    };
-    return options;
-}
-
 struct Shell : test::TestContext {
     std::unique_ptr<frmParent> main;
 
@@ -61,18 +50,22 @@ struct Shell : test::TestContext {
     }
     ~Shell() { test::flushPosted(); }
 
-    frmParent& load(const std::string& commandLine, ShellOptions options = withFlashStandIn())
+    frmParent& load(const std::string& commandLine, ShellOptions options = {})
     {
         ctx.commandLine = commandLine;
         if (options.instanceLockPath.empty())
             options.instanceLockPath = file("instance");
-        // The shell is tested with a stand-in Summary screen: the real one
-        // reads an adapter.
-        auto& summary = options.screens.children[ScreenKey::Summary];
-        if (summary.target_type() == defaultScreenFactory().children[ScreenKey::Summary].target_type())
-            summary = [](Context& c, MainWindow& m) -> ChildScreen* {
-                return new StandInScreen(c, m, ScreenKey::Summary, "frmVersion", LoadResString(511));
-            };
+        // The shell is tested with stand-ins for the Summary and flash
+        // screens (unless the test brings its own): the real ones read an adapter.
+        const auto standIn = [&options](const char* key, const char* form, int16_t caption) {
+            auto& make = options.screens.children[key];
+            if (make.target_type() == defaultScreenFactory().children[key].target_type())
+                make = [=](Context& c, MainWindow& m) -> ChildScreen* {
+                    return new StandInScreen(c, m, key, form, LoadResString(caption));
+                };
+        };
+        standIn(ScreenKey::Summary, "frmVersion", 511);
+        standIn(ScreenKey::ApplicationFlash, "frmFlash", 510);
         main = std::make_unique<frmParent>(ctx, std::move(options));
         main->MDIForm_Load();
         return *main;
@@ -106,7 +99,6 @@ TEST(Shell, StartsOnSummaryWithItsMenusToolbarAndStatusBar)
     EXPECT_TRUE(m.isVisible());
     EXPECT_EQ(s.tag(), "Summary");
     EXPECT_EQ(s.ctx.g_strRegistryKey, kKey);
-    EXPECT_TRUE(s.ctx.g_blnLP2Selected);
     EXPECT_EQ(m.windowTitle(), "HVN Linkport Toolkit - Summary");
     EXPECT_EQ(s.panel1(), "Summary");
     EXPECT_EQ(m.statusPanelText(2), QString("v") + version::text);
@@ -146,35 +138,30 @@ TEST(Shell, StartsOnSummaryWithItsMenusToolbarAndStatusBar)
     EXPECT_TRUE(s.prompts.boxes().empty());
 }
 
+// The start-up steps run in order: edition, stored kind, its correction
+// (written back), the device flags, the first screen. (The decisions
+// themselves: ShellStartup.)
 TEST(Shell, FirstScreenFollowsTheStoredKindAndTheUpgradeSwitch)
 {
     {
         Shell s("");
-        QString modal = withModal([&] { s.load("/SIPUpgrade"); });
-        EXPECT_EQ(modal, "Preferences");
+        EXPECT_EQ(withModal([&] { s.load("/SIPUpgrade"); }), "Preferences");
         EXPECT_EQ(s.tag(), "(none)");
         EXPECT_FALSE(s.main->unloaded());
     }
     {
-        Shell s;
+        // The standard edition rewrites a stored compact adapter.
+        Shell s("B&B SIP");
         s.load("/sipupgrade file.apf");
+        EXPECT_EQ(s.ctx.g_intToolkitMode, 1);
+        EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), "LPII SIP");
+        EXPECT_EQ(s.ctx.g_strDeviceKind, "LPII SIP");
+        EXPECT_TRUE(s.ctx.g_blnLP2Selected);
+        EXPECT_FALSE(s.ctx.g_blnCGPSelected);
         EXPECT_EQ(s.tag(), "Application Flash");
         EXPECT_EQ(static_cast<StandInScreen*>(s.main->activeChild())->initialiseCount(), 1);
         EXPECT_EQ(s.main->windowTitle(), "HVN Linkport Toolkit - Application Firmware Flash");
     }
-}
-
-// The start-up steps run in order: edition, stored kind, its correction
-// (written back), the device flags. (The decisions themselves: ShellStartup.)
-TEST(Shell, StandardEditionRewritesAStoredCompactAdapter)
-{
-    Shell s("B&B SIP");
-    s.load(" /CLP");
-    EXPECT_EQ(s.ctx.g_intToolkitMode, 1);
-    EXPECT_EQ(s.ctx.g_strDeviceKind, "LPII SIP");
-    EXPECT_TRUE(s.ctx.g_blnLP2Selected);
-    EXPECT_FALSE(s.ctx.g_blnCGPSelected);
-    EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), "LPII SIP");
 }
 
 TEST(Shell, SelectScreenSwitchesRefreshesAndRefuses)

@@ -34,10 +34,18 @@ struct RecordedFlashScreen {
     }
 };
 
-struct RecordingCompactScreen final : CompactFlashScreen, RecordedFlashScreen {
+// What every flash screen shows (progress dialog, pointer, closing dialog), recorded.
+template <class Screen>
+struct RecordingFlashScreen : Screen, RecordedFlashScreen {
     void showProgressDialog() override { dialogShows += dialogVisible ? 0 : 1, dialogVisible = true; }
     void unloadProgressDialog() override { dialogVisible = false; }
     void setProgress(const FlashProgress& p) override { record(p); }
+    void setMousePointer(int p) override { pointer = p; }
+    void showExitReturnDialog(const std::string& text) override { dialogVisible = false, exitDialogs.push_back(text); }
+    void returnToReadyState() override { ++readyStates; }
+};
+
+struct RecordingCompactScreen final : RecordingFlashScreen<CompactFlashScreen> {
     void setProgramDeviceTimerEnabled(bool on) override
     {
         timerOn = on;
@@ -45,9 +53,6 @@ struct RecordingCompactScreen final : CompactFlashScreen, RecordedFlashScreen {
             timer->setEnabled(on);
     }
     int mousePointer() const override { return pointer; }
-    void setMousePointer(int p) override { pointer = p; }
-    void showExitReturnDialog(const std::string& text) override { dialogVisible = false, exitDialogs.push_back(text); }
-    void returnToReadyState() override { ++readyStates; }
 
     // tmrProgramDevice: a timer of `host` ticking `flash` at the screen's interval.
     void drive(Host& host, CompactFlash& flash)
@@ -58,16 +63,13 @@ struct RecordingCompactScreen final : CompactFlashScreen, RecordedFlashScreen {
     bool timerOn = false;
 };
 
-struct RecordingWirelessScreen final : WirelessFlashScreen, RecordedFlashScreen {
+struct RecordingWirelessScreen final : RecordingFlashScreen<WirelessFlashScreen> {
     // With a host, tmrWLPHardFlash is a timer of that host ticking `flash`.
     explicit RecordingWirelessScreen(Host* host = nullptr)
     {
         if (host)
             timer = host->createTimer([this] { flash->hardFlashTick(); });
     }
-    void showProgressDialog() override { dialogShows += dialogVisible ? 0 : 1, dialogVisible = true; }
-    void unloadProgressDialog() override { dialogVisible = false; }
-    void setProgress(const FlashProgress& p) override { record(p); }
     void setHardFlashTimerEnabled(bool on) override
     {
         if (!timer)
@@ -76,10 +78,7 @@ struct RecordingWirelessScreen final : WirelessFlashScreen, RecordedFlashScreen 
         timer->setEnabled(on);
     }
     void showAdapterValue(WirelessValue which, const std::string& text) override { rows[which] = text; }
-    void setMousePointer(int p) override { pointer = p; }
     void endReconnectWait() override { ++reconnectWaitsEnded; }
-    void showExitReturnDialog(const std::string& text) override { dialogVisible = false, exitDialogs.push_back(text); }
-    void returnToReadyState() override { ++readyStates; }
 
     WirelessFlash* flash = nullptr;
     std::map<WirelessValue, std::string> rows;
