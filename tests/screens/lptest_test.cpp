@@ -6,13 +6,13 @@
 #include <QPointer>
 #include <QPushButton>
 
+#include <deque>
+#include <map>
 #include <memory>
-#include <tuple>
 
 #include "ui/screens/frmLPTest.h"
 #include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
-#include "qt_app.h"
 #include "ui/frmParent.h"
 #include "core/string_table.h"
 #include "support/test_context.h"
@@ -86,46 +86,45 @@ TEST(LPTestScreen, LoadsUntestedAndSetsResultsByIndexAndColourWord)
     EXPECT_EQ(t.screens.selected, std::vector<std::string>{"Summary"});
 }
 
-TEST(LPTestScreen, ClientIdsZeroTo127PassAnd128IsAnErrorCode)
+// What the driver answers decides each result, and the first failing check
+// ends the run: the later ones stay untested, not even connected.
+TEST(LPTestScreen, ResultsFollowTheDriversAnswers)
 {
-    LPTest t;
-    EXPECT_EQ(t.run(), kAllPassed);
-    EXPECT_EQ(t.screens.pointerChanges, (std::vector<int>{11, 0}));
-
-    t.driver.settings().scriptedConnectResults = {127, 127, 127, 127};
-    EXPECT_EQ(t.run(), kAllPassed);
-    EXPECT_EQ(t.driver.core().disconnects.back(), 127) << "the client that was opened is the one closed";
-
-    t.driver.settings().scriptedConnectResults = {128};
-    EXPECT_EQ(t.run(), "128:R Untested:W Untested:W Untested:W Untested:W");
-    EXPECT_TRUE(t.prompts.boxes().empty()) << "error codes show only in the labels";
-}
-
-TEST(LPTestScreen, FirstFailingCheckEndsTheSequence)
-{
-    LPTest t;
-    const std::tuple<const char*, int16_t, const char*> cases[] = {
-        {"J1708", 443, "Passed:G 443:R Untested:W Untested:W Untested:W"},
-        {"J1939", 141, "Passed:G Passed:G Passed:G Untested:W 141:R"},
-        {"HVN", 443, "Passed:G 443:R Passed:G Untested:W Passed:G"},
-        {"J1708", 136, "Passed:G Passed:G 136:R Untested:W Untested:W"}};
-    for (auto [protocol, code, expected] : cases) {
-        t.driver.settings().connectErrors = {{protocol, code}};
-        EXPECT_EQ(t.run(), expected) << protocol << " " << code;
-    }
-    EXPECT_EQ(t.driver.core().connects.size(), 2u + 3 + 4 + 2);
-}
-
-TEST(LPTestScreen, J1708PassesOnTheFifthCharacterOfTheHardwareStatus)
-{
-    LPTest t;
-    // A short status has no fifth character, which counts as greater.
-    const std::string failed = "Passed:G Passed:G Untested:W Untested:W Untested:W";
-    for (auto [status, expected] : {std::pair<const char*, std::string>{"LP2", kAllPassed}, {"....0", failed},
-                                    {"....5", kAllPassed}, {"....a", kAllPassed}, {"....-", kAllPassed},
-                                    {"....00", failed}}) {
-        t.driver.settings().hardwareStatus = status;
-        EXPECT_EQ(t.run(), expected) << status;
+    // J1708 passes on the fifth character of the hardware status; a short
+    // status has none, which counts as greater.
+    const std::string j1708Failed = "Passed:G Passed:G Untested:W Untested:W Untested:W";
+    const struct {
+        std::deque<int16_t> connectResults;           // instead of a client: 0 to 127 open that one
+        std::map<std::string, int16_t> connectErrors; // by protocol
+        std::string status;                           // the hardware status, if not the usual one
+        std::string results;
+        size_t connects;
+    } cases[] = {
+        {{}, {}, "", kAllPassed, 4},
+        {{127, 127, 127, 127}, {}, "", kAllPassed, 4},
+        {{128}, {}, "", "128:R Untested:W Untested:W Untested:W Untested:W", 1},
+        {{}, {{"J1708", 443}}, "", "Passed:G 443:R Untested:W Untested:W Untested:W", 2},
+        {{}, {{"J1939", 141}}, "", "Passed:G Passed:G Passed:G Untested:W 141:R", 3},
+        {{}, {{"HVN", 443}}, "", "Passed:G 443:R Passed:G Untested:W Passed:G", 4},
+        {{}, {{"J1708", 136}}, "", "Passed:G Passed:G 136:R Untested:W Untested:W", 2},
+        {{}, {}, "LP2", kAllPassed, 4},
+        {{}, {}, "....0", j1708Failed, 2},
+        {{}, {}, "....5", kAllPassed, 4},
+        {{}, {}, "....a", kAllPassed, 4},
+        {{}, {}, "....-", kAllPassed, 4},
+        {{}, {}, "....00", j1708Failed, 2},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "case " << &c - cases);
+        LPTest t;
+        t.driver.settings().scriptedConnectResults = c.connectResults;
+        t.driver.settings().connectErrors = c.connectErrors;
+        if (!c.status.empty())
+            t.driver.settings().hardwareStatus = c.status;
+        EXPECT_EQ(t.run(), c.results);
+        EXPECT_EQ(t.driver.core().connects.size(), c.connects);
+        EXPECT_EQ(t.screens.pointerChanges, (std::vector<int>{11, 0}));
+        EXPECT_TRUE(t.prompts.boxes().empty()) << "error codes show only in the labels";
     }
 }
 
