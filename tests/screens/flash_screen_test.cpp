@@ -122,8 +122,7 @@ struct FlashScreen : test::TestContext {
 
     frmFlash& open(const std::string& commandLine = "")
     {
-        ShellOptions options;
-        options.instanceLockPath = file("instance");
+        ShellOptions options{.instanceLockPath = file("instance")};
         options.screens.preferences = [this](Context&, MainWindow&) {
             ++preferencesShown;
             return 0;
@@ -132,13 +131,12 @@ struct FlashScreen : test::TestContext {
             return new StandInScreen(c, m, "Summary", "frmVersion", "Summary");
         };
         options.screens.children["Application Flash"] = [this](Context& c, MainWindow& m) -> ChildScreen* {
-            FlashScreenOptions flash;
-            flash.selectFile = [this](frmFlash& s) {
+            const auto selectFile = [this](frmFlash& s) {
                 ++selectFileCalls;
                 if (!pick.empty())
                     s.SetFileName(pick);
             };
-            return new frmFlash(c, m, flash);
+            return new frmFlash(c, m, {.selectFile = selectFile});
         };
         ctx.commandLine = commandLine;
         main = std::make_unique<frmParent>(ctx, std::move(options));

@@ -83,16 +83,13 @@ struct RealRig : test::TestContext {
     // the flash screen opens with `pick` as the chosen file.
     void open(const std::string& pick = {})
     {
-        ShellOptions options;
-        options.instanceLockPath = file("instance");
+        ShellOptions options{.instanceLockPath = file("instance")};
         if (!pick.empty()) {
             options.screens.children["Summary"] = [](Context& c, MainWindow& m) -> ChildScreen* {
                 return new StandInScreen(c, m, "Summary", "frmVersion", "Summary");
             };
             options.screens.children["Application Flash"] = [pick](Context& c, MainWindow& m) -> ChildScreen* {
-                FlashScreenOptions flash;
-                flash.selectFile = [pick](frmFlash& s) { s.SetFileName(pick); };
-                return new frmFlash(c, m, flash);
+                return new frmFlash(c, m, {.selectFile = [pick](frmFlash& s) { s.SetFileName(pick); }});
             };
         }
         main = std::make_unique<frmParent>(ctx, std::move(options));

@@ -155,7 +155,6 @@ TEST(Shell, FirstScreenFollowsTheStoredKindAndTheUpgradeSwitch)
         s.load("/sipupgrade file.apf");
         EXPECT_EQ(s.ctx.g_intToolkitMode, 1);
         EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), "LPII SIP");
-        EXPECT_EQ(s.ctx.g_strDeviceKind, "LPII SIP");
         EXPECT_TRUE(s.ctx.g_blnLP2Selected);
         EXPECT_FALSE(s.ctx.g_blnCGPSelected);
         EXPECT_EQ(s.tag(), "Application Flash");
