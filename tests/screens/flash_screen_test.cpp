@@ -493,29 +493,27 @@ TEST(SelectFileDialog, ListsTheKindsFilesShowsTheHeaderAndRefuses)
     EXPECT_EQ(dialog.findChild<QLabel*>("lblHardwareVersionsValue")->text(), "2.0,3.0");
     EXPECT_EQ(dialog.findChild<QLabel*>("lblReleaseDateValue")->text(), "2024-05-01");
 
-    auto* name = dialog.findChild<QLineEdit*>("txtFileName");
-    auto ok = [&](const QString& typed) {
-        name->setText(typed);
-        dialog.cmdOK_Click();
+    const auto ok = [](frmSelectFile& d, const QString& typed) {
+        d.findChild<QLineEdit*>("txtFileName")->setText(typed);
+        d.cmdOK_Click();
     };
-    ok("");
-    ok("notes.apf");
-    ok("d.hex");
-    EXPECT_EQ(t.prompts.prompts(), (std::vector<std::string>{LoadResString(106), LoadResString(107), LoadResString(108)}));
+    ok(dialog, "");
+    ok(dialog, "notes.apf");
+    ok(dialog, "d.hex");
     EXPECT_TRUE(chosen.empty());
     EXPECT_NE(dialog.result(), QDialog::Accepted);
 
-    ok("a.apf");
+    ok(dialog, "a.apf");
     ASSERT_EQ(chosen.size(), 1u);
     EXPECT_EQ(chosen[0], (std::filesystem::path(folder) / "a.apf").string());
     EXPECT_EQ(dialog.result(), QDialog::Accepted);
     EXPECT_EQ(t.registryText(kProgramKey, "LastFlashDir"), folder);
 
     frmSelectFile compact(t.ctx, FlashKind::CGP, [&](const std::string& path) { chosen.push_back(path); }, nullptr);
-    t.prompts.clear();
-    compact.findChild<QLineEdit*>("txtFileName")->setText("a.apf");
-    compact.cmdOK_Click();
-    EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>{LoadResString(114)});
+    ok(compact, "a.apf");
+    const std::vector<std::string> refusals{LoadResString(106), LoadResString(107), LoadResString(108),
+                                            LoadResString(114)};
+    EXPECT_EQ(t.prompts.prompts(), refusals);
     EXPECT_EQ(compact.findChild<QListWidget*>("lstFiles")->count(), 1);
 }
 
