@@ -46,16 +46,13 @@ const std::string kTitle = "HVN Linkport Toolkit";
 const QString kSucceeded =
     "Flash Completed Successfully!\n\nYou can now go to Toolkit, return to Flash, or Exit the program.";
 
+// A firmware file with this header and `records` records of 16 bytes.
 std::string firmware(const std::string& type, const std::string& version, const std::string& hardware,
-                     int records = 0)
+                     size_t records = 0)
 {
-    std::string text = "[Hex File Information]\r\nFirmwareVersion=" + version + "\r\nFirmwareType=" + type
-                       + "\r\nReleaseDate=2024-05-01\r\nHardwareVersions=" + hardware + "\r\n\r\n";
-    for (int i = 0; i < records; ++i) {
-        const std::vector<uint8_t> data(16, static_cast<uint8_t>(i));
-        text += sim::hexRecordLine(0, static_cast<uint16_t>(i * 16), data) + "\r\n";
-    }
-    return text + ":00000001FF\r\n";
+    const std::string file = sim::firmwareFileText(sim::pseudoRandomImage(records * 16));
+    return "[Hex File Information]\r\nFirmwareVersion=" + version + "\r\nFirmwareType=" + type
+           + "\r\nReleaseDate=2024-05-01\r\nHardwareVersions=" + hardware + file.substr(file.find("\r\n\r\n"));
 }
 
 QStringList column(QWidget& screen, const char* list, int column)
