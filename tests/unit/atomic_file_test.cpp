@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <thread>
 
@@ -17,16 +18,14 @@
 
 using namespace lp;
 using namespace lp::test;
+using namespace std::string_literals;
 namespace fs = std::filesystem;
 
 namespace {
 
 size_t entriesIn(const std::string& folder)
 {
-    size_t n = 0;
-    for ([[maybe_unused]] const auto& entry : fs::directory_iterator(folder))
-        ++n;
-    return n;
+    return static_cast<size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
 
 } // namespace
@@ -38,13 +37,10 @@ TEST(AtomicFile, ReplacesContentsAndKeepsPermissionsAndLinks)
     std::string error;
 
     // A new file, then a replacement; binary bytes and NULs go through as they are.
-    ASSERT_TRUE(replaceFileAtomically(path, "first", &error)) << error;
-    EXPECT_EQ(readFile(path), "first");
-    const std::string binary("x\0\r\n\xff\x80y", 7);
-    ASSERT_TRUE(replaceFileAtomically(path, binary, &error)) << error;
-    EXPECT_EQ(readFile(path), binary);
-    ASSERT_TRUE(replaceFileAtomically(path, "", &error)) << error;
-    EXPECT_EQ(readFile(path), "");
+    for (const std::string& contents : {"first"s, "x\0\r\n\xff\x80y"s, ""s}) {
+        ASSERT_TRUE(replaceFileAtomically(path, contents, &error)) << error;
+        EXPECT_EQ(readFile(path), contents);
+    }
 
 #ifndef _WIN32 // POSIX permissions and links
     ::chmod(path.c_str(), 0640);

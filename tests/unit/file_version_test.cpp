@@ -15,15 +15,11 @@ using namespace lp;
 
 namespace {
 
-void put16(std::string& b, size_t at, uint32_t v)
+// A little-endian word (2 bytes) or double word (4) at `at`.
+void put(std::string& b, size_t at, uint32_t v, int bytes = 4)
 {
-    b[at] = static_cast<char>(v & 0xFF);
-    b[at + 1] = static_cast<char>((v >> 8) & 0xFF);
-}
-void put32(std::string& b, size_t at, uint32_t v)
-{
-    put16(b, at, v & 0xFFFF);
-    put16(b, at + 2, v >> 16);
+    for (int i = 0; i < bytes; ++i)
+        b[at + i] = static_cast<char>(v >> (8 * i));
 }
 
 // A PE32 (or PE32+) image with one .rsrc section at RVA 0x1000, file offset
@@ -43,46 +39,46 @@ struct PeWriter {
         std::string b(kRaw + 0x200, '\0');
         b[0] = 'M';
         b[1] = 'Z';
-        put32(b, 0x3C, 0x40);
+        put(b, 0x3C, 0x40);
         std::memcpy(&b[0x40], "PE\0\0", 4);
-        put16(b, 0x44, pe32Plus ? 0x8664 : 0x14C);
-        put16(b, 0x46, 1);
+        put(b, 0x44, pe32Plus ? 0x8664 : 0x14C, 2);
+        put(b, 0x46, 1, 2);
         size_t optSize = pe32Plus ? 240 : 224;
-        put16(b, 0x54, static_cast<uint32_t>(optSize));
+        put(b, 0x54, static_cast<uint32_t>(optSize), 2);
         size_t opt = 0x58;
-        put16(b, opt, pe32Plus ? 0x20B : 0x10B);
+        put(b, opt, pe32Plus ? 0x20B : 0x10B, 2);
         size_t dirs = opt + (pe32Plus ? 112 : 96);
-        put32(b, dirs - 4, 16);
-        put32(b, dirs + 16, kVa);
-        put32(b, dirs + 20, 0x100);
+        put(b, dirs - 4, 16);
+        put(b, dirs + 16, kVa);
+        put(b, dirs + 20, 0x100);
         size_t sec = opt + optSize;
         std::memcpy(&b[sec], ".rsrc", 5);
-        put32(b, sec + 8, 0x100);
-        put32(b, sec + 12, kVa);
-        put32(b, sec + 16, 0x200);
-        put32(b, sec + 20, kRaw);
+        put(b, sec + 8, 0x100);
+        put(b, sec + 12, kVa);
+        put(b, sec + 16, 0x200);
+        put(b, sec + 20, kRaw);
 
         auto dir = [&](size_t at, uint32_t id, uint32_t target) {
-            put16(b, kRaw + at + 14, 1);
-            put32(b, kRaw + at + 16, id);
-            put32(b, kRaw + at + 20, target);
+            put(b, kRaw + at + 14, 1, 2);
+            put(b, kRaw + at + 16, id);
+            put(b, kRaw + at + 20, target);
         };
         dir(kRoot, 16, 0x80000000u | kNames);
         dir(kNames, 1, 0x80000000u | kLangs);
         dir(kLangs, 0x409, kData);
-        put32(b, kRaw + kData, kVa + kInfo);
-        put32(b, kRaw + kData + 4, 92);
+        put(b, kRaw + kData, kVa + kInfo);
+        put(b, kRaw + kData + 4, 92);
 
         size_t info = kRaw + kInfo;
-        put16(b, info, 92);
-        put16(b, info + 2, 52);
+        put(b, info, 92, 2);
+        put(b, info + 2, 52, 2);
         const char* key = "VS_VERSION_INFO";
         for (size_t i = 0; key[i]; ++i)
-            put16(b, info + 6 + 2 * i, static_cast<uint8_t>(key[i]));
-        put32(b, info + 40, signature);
-        put32(b, info + 44, 0x00010000);
-        put32(b, info + 48, ms);
-        put32(b, info + 52, ls);
+            put(b, info + 6 + 2 * i, static_cast<uint8_t>(key[i]), 2);
+        put(b, info + 40, signature);
+        put(b, info + 44, 0x00010000);
+        put(b, info + 48, ms);
+        put(b, info + 52, ls);
         return b;
     }
 };
@@ -104,27 +100,24 @@ std::string versionText(const std::string& img)
 
 TEST(FileVersion, FormatsEveryPatternOfTheFixedBlock)
 {
-    EXPECT_EQ(versionText(image(2, 0, 1, 5)), "2.00.01.05");
-    EXPECT_EQ(versionText(image(5, 1, 0, 0)), "5.01.0000");
-    EXPECT_EQ(versionText(image(1, 0, 0, 0)), "1.00.0000");
-    EXPECT_EQ(versionText(image(1, 12, 3, 40)), "1.12.03.40");
-    // A build with its top bit set makes the low value negative: written
-    // whole with the "0000" pattern.
-    EXPECT_EQ(versionText(image(1, 2, 32768, 0)), "1.02.-2147483648");
-    EXPECT_EQ(versionText(image(1, 2, 65535, 65535)), "1.02.-0001");
-    // Major 1 minor 65535: the 65535 divisor makes the major 2, and the minor
-    // reads as a signed word.
-    EXPECT_EQ(versionText(image(1, 65535, 0, 0)), "2.-01.0000");
-    // Build 1 revision 65535: the divisor carries into the build, and the
-    // revision reads as a signed word.
-    EXPECT_EQ(versionText(image(3, 4, 1, 65535)), "3.04.02.-01");
-
-    EXPECT_EQ(HiWord(131071), 2);
-    EXPECT_EQ(HiWord(65534), 0);
-    EXPECT_EQ(HiWord(-1), -1);                       // 0 - 1
-    EXPECT_EQ(HiWord(INT32_MIN), -32769);            // -32768 - 1
-    EXPECT_EQ(LoWord(0x12348000), -32768);
-
+    // The words are split by 65535, not 65536, one less for a negative
+    // value, and each part reads as a signed word: so a minor or revision of
+    // 65535 is -1 and carries one into the part before it, and a build with
+    // its top bit set makes the low value negative, written whole with the
+    // "0000" pattern.
+    const struct {
+        uint16_t major, minor, build, revision;
+        const char* text;
+    } cases[] = {
+        {2, 0, 1, 5, "2.00.01.05"},                  {5, 1, 0, 0, "5.01.0000"},
+        {1, 0, 0, 0, "1.00.0000"},                   {1, 12, 3, 40, "1.12.03.40"},
+        {1, 2, 32768, 0, "1.02.-2147483648"},        {1, 2, 65535, 65535, "1.02.-0001"},
+        {1, 65535, 0, 0, "2.-01.0000"},              {3, 4, 1, 65535, "3.04.02.-01"},
+        {0, 65534, 0, 0, "0.-02.0000"},              {65535, 65535, 0, 0, "-1.-01.0000"},
+        {32768, 0, 0, 0, "-32769.00.0000"},          {0x1234, 0x8000, 0, 0, "4660.-32768.0000"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(versionText(image(c.major, c.minor, c.build, c.revision)), c.text) << c.text;
     EXPECT_EQ(versionText(PeWriter{.ms = 0x00070008, .ls = 0x00090001, .pe32Plus = true}.build()), "7.08.09.01");
 }
 
@@ -139,7 +132,7 @@ TEST(FileVersion, MalformedImagesGiveNoVersion)
 
     auto patched = [&](size_t at, uint32_t v) {
         std::string b = good;
-        put32(b, at, v);
+        put(b, at, v);
         return versionText(b);
     };
     const size_t raw = PeWriter::kRaw;

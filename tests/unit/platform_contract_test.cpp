@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "ports/file_version_reader.h"
 #include "platform/pe_version_reader.h"
@@ -39,6 +40,7 @@
 
 using namespace lp;
 using namespace lp::test;
+using namespace std::string_literals;
 
 namespace {
 
@@ -77,16 +79,6 @@ private:
     std::unique_ptr<RegistryStore> store_;
 };
 
-std::unique_ptr<ProfileFiles> platformProfileFiles(const TempDir& dir)
-{
-#ifdef _WIN32
-    (void)dir;
-    return std::make_unique<Win32ProfileFiles>();
-#else
-    return std::make_unique<IniProfileFiles>(dir.path());
-#endif
-}
-
 int32_t setBytes(RegistryStore& store, HKEY key, const std::string& name, uint32_t type, const std::string& bytes)
 {
     return store.regSetValueEx(key, name, type, reinterpret_cast<const uint8_t*>(bytes.data()),
@@ -104,27 +96,25 @@ std::string queryBytes(RegistryStore& store, HKEY key, const std::string& name, 
     return bytes.substr(0, size);
 }
 
-// Where the build put the test driver libraries: beside the test program on
-// Windows (where LoadLibraryA finds them first), lib/ on Linux.
-std::string testDriverFolder()
-{
+// The platform's INI files; where the build put the test driver libraries
+// (beside the test program on Windows, where LoadLibraryA finds them first);
+// whether Wine answers, whose answers are accepted only where Wine is known
+// to differ from Windows, and only under Wine.
 #ifdef _WIN32
-    return programFolder();
-#else
-    return LP_TEST_DRIVER_DIR;
-#endif
-}
-
-// Wine's answers are accepted only where Wine is known to differ from
-// Windows, and only under Wine.
-bool underWine()
+std::unique_ptr<ProfileFiles> platformProfileFiles(const TempDir&)
 {
-#ifdef _WIN32
-    return runningUnderWine();
-#else
-    return false;
-#endif
+    return std::make_unique<Win32ProfileFiles>();
 }
+std::string testDriverFolder() { return programFolder(); }
+bool underWine() { return runningUnderWine(); }
+#else
+std::unique_ptr<ProfileFiles> platformProfileFiles(const TempDir& dir)
+{
+    return std::make_unique<IniProfileFiles>(dir.path());
+}
+std::string testDriverFolder() { return LP_TEST_DRIVER_DIR; }
+bool underWine() { return false; }
+#endif
 
 // The text before the first NUL of a driver's fixed-length buffer.
 std::string untilNul(const std::string& s) { return s.substr(0, s.find('\0')); }
@@ -143,9 +133,7 @@ TEST(PlatformContract, RegistryResultsAndHandles)
     ASSERT_EQ(store.regCreateKey(HKEY_LOCAL_MACHINE, registry.key("A\\B"), a), ERROR_SUCCESS);
     ASSERT_EQ(store.regOpenKey(HKEY_LOCAL_MACHINE, registry.key("A"), b), ERROR_SUCCESS);
     ASSERT_EQ(store.regCreateKey(b, "B\\C", c), ERROR_SUCCESS); // relative to an open key
-    EXPECT_EQ(a, 1u);
-    EXPECT_EQ(b, 2u);
-    EXPECT_EQ(c, 3u);
+    EXPECT_EQ((std::vector<HKEY>{a, b, c}), (std::vector<HKEY>{1, 2, 3}));
     EXPECT_EQ(store.regCloseKey(b), ERROR_SUCCESS);
     EXPECT_EQ(store.regCloseKey(b), ERROR_INVALID_HANDLE);
     EXPECT_EQ(store.regCloseKey(0), ERROR_INVALID_HANDLE);
@@ -153,8 +141,7 @@ TEST(PlatformContract, RegistryResultsAndHandles)
     EXPECT_EQ(b, 2u);
 
     // Sizes, a buffer too small, values and handles that are not there.
-    const std::string hello("hello\0", 6);
-    ASSERT_EQ(setBytes(store, c, "V", REG_SZ, hello), ERROR_SUCCESS);
+    ASSERT_EQ(setBytes(store, c, "V", REG_SZ, "hello\0"s), ERROR_SUCCESS);
     uint32_t type = 0, size = 3;
     uint8_t small[3];
     EXPECT_EQ(store.regQueryValueEx(b, "v", &type, small, &size), ERROR_MORE_DATA);
@@ -174,13 +161,10 @@ TEST(PlatformContract, RegistryResultsAndHandles)
         uint32_t type;
         std::string bytes;
     } cases[] = {
-        {"Text", REG_SZ, std::string("a \\ \"q\" b\0", 10)},
-        {"Empty", REG_SZ, std::string("\0", 1)},
-        {"Dword", REG_DWORD, std::string("\x00\xe1\x00\x00", 4)},
+        {"Text", REG_SZ, "a \\ \"q\" b\0"s},    {"Empty", REG_SZ, "\0"s},
+        {"Dword", REG_DWORD, "\x00\xe1\x00\x00"s}, {"Qword", REG_QWORD, "\1\0\0\0\0\0\0\x80"s},
+        {"Expand", REG_EXPAND_SZ, "%P%\0"s},     {"", REG_SZ, "default\0"s},
         {"Big", REG_BINARY, big},
-        {"Expand", REG_EXPAND_SZ, std::string("%P%\0", 4)},
-        {"Qword", REG_QWORD, std::string("\1\0\0\0\0\0\0\x80", 8)},
-        {"", REG_SZ, std::string("default\0", 8)},
     };
     for (const auto& v : cases)
         EXPECT_EQ(setBytes(store, a, v.name, v.type, v.bytes), ERROR_SUCCESS) << v.name;
@@ -188,8 +172,6 @@ TEST(PlatformContract, RegistryResultsAndHandles)
         EXPECT_EQ(queryBytes(store, a, v.name, type), v.bytes) << v.name;
         EXPECT_EQ(type, v.type) << v.name;
     }
-    for (HKEY h : {a, b, c})
-        store.regCloseKey(h);
 }
 
 TEST(PlatformContract, ProfileFilesReadAsGetPrivateProfileString)
@@ -223,25 +205,21 @@ TEST(PlatformContract, ProfileFilesReadAsGetPrivateProfileString)
                     "k=in head\r\n"
                     "[section1]\r\n"
                     "late=repeated section is not read\r\n");
-    EXPECT_EQ(value("section1", "NAME1"), "Val1");
-    EXPECT_EQ(value("  section1\t", " name1 "), "Val1");
-    EXPECT_EQ(get("section1", "name2"), std::make_pair(std::string("val2"), 4u));
-    EXPECT_EQ(value("section1", "name3"), "single");
-    EXPECT_EQ(value("section1", "name4"), "\"mixed'");
-    EXPECT_EQ(value("section1", "name5"), "\"");
-    EXPECT_EQ(value("section1", "inline"), "a ;b");
     // Wine 8 keeps comment lines as keys of their section and ends a
     // header's name at its last "]"; Windows does neither.
     const bool wine = underWine();
-    EXPECT_EQ(value("section1", ";comment"), wine ? "hidden" : "Not Found");
-    EXPECT_EQ(value("section1", "; spaced"), wine ? "hidden" : "Not Found");
-    EXPECT_EQ(value("section1", "#hash"), "shown");
-    EXPECT_EQ(value("section1", "bare line"), "Not Found");
+    const std::pair<const char*, const char*> inSection1[] = {
+        {"NAME1", "Val1"},     {"name3", "single"},          {"name4", "\"mixed'"},       {"name5", "\""},
+        {"inline", "a ;b"},    {"#hash", "shown"},           {"bare line", "Not Found"}, {"orphan", "Not Found"},
+        {"late", "Not Found"}, {";comment", wine ? "hidden" : "Not Found"}, {"; spaced", wine ? "hidden" : "Not Found"},
+    };
+    for (auto [key, expected] : inSection1)
+        EXPECT_EQ(value("section1", key), expected) << key;
+    EXPECT_EQ(value("  section1\t", " name1 "), "Val1");
+    EXPECT_EQ(get("section1", "name2"), std::make_pair(std::string("val2"), 4u));
     EXPECT_EQ(get("section1", "empty"), std::make_pair(std::string(), 0u));
-    EXPECT_EQ(value("section1", "orphan"), "Not Found");
     EXPECT_EQ(value("head", "k"), wine ? "Not Found" : "in head");
     EXPECT_EQ(value("head]er", "k"), wine ? "in head" : "Not Found");
-    EXPECT_EQ(value("section1", "late"), "Not Found");
 
     // A value cut to the buffer; the default loses trailing blanks only.
     EXPECT_EQ(get("section1", "name1", 4), std::make_pair(std::string("Val"), 3u));
@@ -318,9 +296,7 @@ TEST(PlatformContract, Rp1210BindingLoadsTheTestDriverLibrary)
 {
     TempDir windir; // no LP2SIM.INI there: the driver's defaults
     ScopedEnv env("windir", windir.path());
-    auto driverFolder = [] { return testDriverFolder(); };
-
-    Rp1210Library driver("LP2RP32", driverFolder);
+    Rp1210Library driver("LP2RP32", testDriverFolder);
     std::string major(16, '\0'), minor(16, '\0'), apiMajor(16, '\0'), apiMinor(16, '\0');
     ASSERT_TRUE(driver.readVersion(major, minor, apiMajor, apiMinor)) << driver.lastError();
     EXPECT_EQ(untilNul(major) + "." + untilNul(minor) + "/" + untilNul(apiMajor) + "." + untilNul(apiMinor),
@@ -335,13 +311,13 @@ TEST(PlatformContract, Rp1210BindingLoadsTheTestDriverLibrary)
     EXPECT_EQ(untilNul(message), "Invalid device");
 
     // An entry point the library lacks; a library that is not there.
-    Rp1210Library partial("LP2RP32_partial", driverFolder);
+    Rp1210Library partial("LP2RP32_partial", testDriverFolder);
     std::string info(64, '\0');
     EXPECT_EQ(partial.getHardwareStatus(0, info, 64, 0), std::nullopt);
     EXPECT_NE(partial.lastError().find("RP1210_GetHardwareStatus"), std::string::npos);
     EXPECT_EQ(partial.getErrorMsg(134, message), DriverResult(0)); // the others still work
 
-    Rp1210Library missing("NoSuchDriver32", driverFolder);
+    Rp1210Library missing("NoSuchDriver32", testDriverFolder);
     EXPECT_FALSE(missing.readVersion(major, minor, apiMajor, apiMinor));
     EXPECT_EQ(missing.clientDisconnect(0), std::nullopt);
     EXPECT_NE(missing.lastError().find("NoSuchDriver32"), std::string::npos);
@@ -351,11 +327,10 @@ TEST(PlatformContract, FileVersionOfDriverFilesOnly)
 {
     TempDir dir;
     auto reader = createPlatformFileVersionReader();
-    EXPECT_FALSE(reader->fileVersion(dir.file("missing.dll")));
     writeFile(dir.file("notes.dll"), "MZ but nothing of a PE file after it");
-    EXPECT_FALSE(reader->fileVersion(dir.file("notes.dll")));
     writeFile(dir.file("empty.dll"), "");
-    EXPECT_FALSE(reader->fileVersion(dir.file("empty.dll")));
+    for (const char* name : {"missing.dll", "notes.dll", "empty.dll"})
+        EXPECT_FALSE(reader->fileVersion(dir.file(name))) << name;
 #ifdef _WIN32
     // The test driver carries a version resource made by windres: the
     // system's reader and our own PE reader read the same fixed block.
@@ -364,10 +339,10 @@ TEST(PlatformContract, FileVersionOfDriverFilesOnly)
     auto own = PeVersionReader().fileVersion(dll);
     ASSERT_TRUE(system);
     ASSERT_TRUE(own);
-    EXPECT_EQ(system->fileVersionMS, (1 << 16) | 12);
-    EXPECT_EQ(system->fileVersionLS, (345 << 16) | 6789);
-    EXPECT_EQ(own->fileVersionMS, system->fileVersionMS);
-    EXPECT_EQ(own->fileVersionLS, system->fileVersionLS);
+    EXPECT_EQ(std::make_pair(system->fileVersionMS, system->fileVersionLS),
+              std::make_pair((1 << 16) | 12, (345 << 16) | 6789));
+    EXPECT_EQ(std::make_pair(own->fileVersionMS, own->fileVersionLS),
+              std::make_pair(system->fileVersionMS, system->fileVersionLS));
 #endif
 }
 
@@ -406,8 +381,6 @@ public:
     }
     std::string serialDevice;
 #endif
-    TestPorts(const TestPorts&) = delete;
-    TestPorts& operator=(const TestPorts&) = delete;
     int serial = 0;
     int plain = 0;
 
@@ -423,13 +396,9 @@ private:
 // missing, not a serial port, or held by another program is not present.
 TEST(PlatformContract, SerialPortPresence)
 {
-    EXPECT_FALSE(isRs232PortPresent(-1));
-    EXPECT_FALSE(isRs232PortPresent(0));
-    EXPECT_FALSE(isRs232PortPresent(255));
     TestPorts ports;
-    if (ports.plain) {
-        EXPECT_FALSE(isRs232PortPresent(ports.plain));
-    }
+    for (int absent : {-1, 0, 255, ports.plain})
+        EXPECT_FALSE(isRs232PortPresent(absent)) << absent;
     if (!ports.serial)
         GTEST_SKIP() << "LP_TEST_SERIAL_PORT not set: no serial port to probe";
     // Wine 8 opens the port for query only but then refuses
@@ -463,7 +432,7 @@ TEST(PlatformContract, TestDriverHoldsItsLine)
         GTEST_SKIP() << "LP_TEST_SERIAL_PORT not set: no serial line for the driver";
     TempDir windir;
     ScopedEnv env("windir", windir.path());
-    Rp1210Library driver("LP2RP32", [] { return testDriverFolder(); });
+    Rp1210Library driver("LP2RP32", testDriverFolder);
     std::string protocol = "J1708";
     writeFile(windir.file("LP2SIM.INI"), "[Adapter]\r\nPort=COM255\r\nReplyTimeout=200\r\n");
     EXPECT_EQ(driver.clientConnect(0, 1, protocol, 8000, 8000, 0), DriverResult(230)) << driver.lastError();

@@ -21,16 +21,10 @@
 
 using namespace lp;
 using namespace lp::test;
+using namespace std::string_literals;
 namespace fs = std::filesystem;
 
 namespace {
-
-// A string literal with its embedded NULs.
-template <size_t N>
-std::string bytes(const char (&text)[N])
-{
-    return std::string(text, N - 1);
-}
 
 class ProfileFilesTest : public ::testing::Test {
 protected:
@@ -56,7 +50,12 @@ protected:
 
 TEST_F(ProfileFilesTest, FileNamesAreFoundAsWindowsWould)
 {
-    writeFile(dir.file("LP2RP32.INI"), "[VendorInformation]\r\nVersion=1.8-B2\r\n");
+    const std::string path = dir.file("LP2RP32.INI");
+    writeFile(path, "[VendorInformation]\r\nVersion=1.8-B2\r\n");
+    // The stray temporary of an interrupted write is not taken for the file
+    // under any spelling.
+    std::string temp, error;
+    ASSERT_TRUE(writeTemporaryBeside(path, "[VendorInformation]\r\nVersion=9", temp, &error)) << error;
     EXPECT_EQ(value("VendorInformation", "Version", "Lp2rp32.ini"), "1.8-B2");
     EXPECT_EQ(value("VendorInformation", "Version", ini.windowsDirectory() + "\\LP2RP32.INI"), "1.8-B2");
     EXPECT_EQ(value("VendorInformation", "Version", "missing.ini"), "Not Found");
@@ -72,32 +71,26 @@ TEST_F(ProfileFilesTest, FileNamesAreFoundAsWindowsWould)
 
     // A write goes to the file that is there, not to a new spelling of it.
     ASSERT_TRUE(ini.writePrivateProfileString("VendorInformation", "Version", "2.0", "lp2rp32.ini"));
-    EXPECT_EQ(readFile(dir.file("LP2RP32.INI")), "[VendorInformation]\r\nVersion=2.0\r\n");
+    EXPECT_EQ(readFile(path), "[VendorInformation]\r\nVersion=2.0\r\n");
     EXPECT_FALSE(fileExists(dir.file("lp2rp32.ini")));
 }
 
-TEST_F(ProfileFilesTest, LineEndsAndOddBytes)
+TEST_F(ProfileFilesTest, OddBytesAndCutsOnWholeCharacters)
 {
-    // (CR LF, LF and CR-only files: platform_contract_test.cpp.)
-    writeFile(dir.file("bom.ini"), "\xEF\xBB\xBF[s]\r\na=1\r\nb=2\r\n");
-    EXPECT_EQ(value("s", "a", "bom.ini"), "1");
-    EXPECT_EQ(value("s", "b", "bom.ini"), "2");
-    // NUL and binary bytes are tolerated; a NUL ends the value it is in.
-    writeFile(dir.file("bin.ini"), bytes("\x00\xff\xfe[x\x01]\n[s]\nkey=ab\x00" "cd\n\x80\x81=\x90\nz=\xc3\xa9t\xc3\xa9\n"));
+    // (CR LF, LF and CR-only files, the cut and the default as Windows has
+    // them: platform_contract_test.cpp.) A byte order mark is skipped; NUL
+    // and binary bytes are tolerated, and a NUL ends the value it is in.
+    writeFile(dir.file("test.ini"), "\xEF\xBB\xBF[s]\r\na=1\r\nutf=\xc3\xa9\xc3\xa9\r\n");
+    EXPECT_EQ(value("s", "a"), "1");
+    EXPECT_EQ(get("s", "a", "test.ini", 0), std::make_pair(std::string(), 0u));
+    EXPECT_EQ(get("s", "utf", "test.ini", 4), std::make_pair(std::string("\xc3\xa9"), 2u)); // whole characters
+    writeFile(dir.file("bin.ini"), "\x00\xff\xfe[x\x01]\n[s]\nkey=ab\x00" "cd\n\x80\x81=\x90\nz=\xc3\xa9t\xc3\xa9\n"s);
     EXPECT_EQ(value("s", "key", "bin.ini"), "ab");
     EXPECT_EQ(value("s", "\x80\x81", "bin.ini"), "\x90");
     EXPECT_EQ(value("s", "z", "bin.ini"), "\xc3\xa9t\xc3\xa9");
 }
 
-TEST_F(ProfileFilesTest, BufferCutKeepsWholeCharacters)
-{
-    // (The cut and the default as Windows has them: platform_contract_test.cpp.)
-    writeFile(dir.file("test.ini"), "[s]\r\nname1=val1\r\nutf=\xc3\xa9\xc3\xa9\r\n");
-    EXPECT_EQ(get("s", "name1", "test.ini", 0), std::make_pair(std::string(), 0u));
-    EXPECT_EQ(get("s", "utf", "test.ini", 4), std::make_pair(std::string("\xc3\xa9"), 2u)); // whole characters
-}
-
-TEST_F(ProfileFilesTest, WritesFindTheFileAndKeepValuesOnOneLine)
+TEST_F(ProfileFilesTest, WritesKeepValuesOnOneLineAndTheFilesLineEnds)
 {
     // (Which line a write changes and where new keys go, as Windows does it:
     // platform_contract_test.cpp.)
@@ -117,10 +110,8 @@ TEST_F(ProfileFilesTest, WritesFindTheFileAndKeepValuesOnOneLine)
     const auto stamp = fs::last_write_time(path);
     ASSERT_TRUE(ini.writePrivateProfileString("Extra", "key", "one", "LPIPRP32.INI"));
     EXPECT_EQ(fs::last_write_time(path), stamp);
-}
 
-TEST_F(ProfileFilesTest, NewLinesFollowTheFilesLineEnds)
-{
+    // New lines follow the file's own line ends.
     writeFile(dir.file("lf.ini"), "[s]\na=1\n[t]\nb=2");
     ASSERT_TRUE(ini.writePrivateProfileString("s", "c", "3", "lf.ini"));
     ASSERT_TRUE(ini.writePrivateProfileString("t", "d", "4", "lf.ini"));
@@ -144,19 +135,29 @@ TEST_F(ProfileFilesTest, NewLinesFollowTheFilesLineEnds)
     EXPECT_EQ(readFile(dir.file("odd.ini")), odd.substr(0, 14) + "n=1\r\n" + odd.substr(14));
 }
 
-TEST_F(ProfileFilesTest, CreatesFilesOnlyWhereTheyCanBe)
+TEST_F(ProfileFilesTest, WritesOnlyWhereAFileMayBe)
 {
-    // (A new file in a folder that exists: platform_contract_test.cpp.)
-    writeFile(dir.file("plain"), "a file, not a folder");
-    EXPECT_FALSE(ini.writePrivateProfileString("s", "k", "v", dir.path() + "/plain/x.ini"));
-    EXPECT_FALSE(ini.lastError().empty());
-    EXPECT_EQ(readFile(dir.file("plain")), "a file, not a folder");
+    // (A new file in a folder that exists, and none where there is no
+    // folder: platform_contract_test.cpp.)
     fs::create_directory(dir.file("folder.ini"));
     EXPECT_FALSE(ini.writePrivateProfileString("s", "k", "v", "folder.ini"));
+    EXPECT_FALSE(ini.lastError().empty());
     EXPECT_TRUE(fs::is_directory(dir.file("folder.ini")));
-
     IniProfileFiles nowhere{""};
     EXPECT_FALSE(nowhere.writePrivateProfileString("s", "k", "v", "x.ini"));
+
+    // A read-only file is refused even to root, alone or in a change.
+    const std::string path = dir.file("test.ini");
+    writeFile(path, "[s]\nk=v\n");
+    ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
+    EXPECT_FALSE(ini.writePrivateProfileString("s", "k", "w", "test.ini"));
+    EXPECT_NE(ini.lastError().find("read-only"), std::string::npos) << ini.lastError();
+    ASSERT_TRUE(ini.beginChange({"test.ini"}));
+    ini.writePrivateProfileString("s", "k", "w", "test.ini");
+    EXPECT_FALSE(ini.endChange(true));
+    EXPECT_EQ(readFile(path), "[s]\nk=v\n");
+    ::chmod(path.c_str(), 0644);
+    EXPECT_TRUE(ini.writePrivateProfileString("s", "k", "w", "test.ini"));
 }
 
 TEST_F(ProfileFilesTest, LargeFilesAreReadWhileTooLargeOnesAreLeftAlone)
@@ -183,19 +184,6 @@ TEST_F(ProfileFilesTest, LargeFilesAreReadWhileTooLargeOnesAreLeftAlone)
     EXPECT_FALSE(ini.writePrivateProfileString("s", "k", "w", "huge.ini"));
     EXPECT_EQ(fs::file_size(huge), IniProfileFiles::maxFileBytes() + 1);
     EXPECT_EQ(readFile(huge).substr(0, 10), "[s]\r\nk=v\r\n");
-}
-
-TEST_F(ProfileFilesTest, InterruptedWriteLeavesTheOldFileReadable)
-{
-    const std::string path = dir.file("LP2RP32.INI");
-    writeFile(path, "[DeviceInformation1]\r\nDeviceParams=COM1,9600\r\n");
-    std::string temp, error;
-    ASSERT_TRUE(writeTemporaryBeside(path, "[DeviceInformation1]\r\nDeviceParams=COM9", temp, &error)) << error;
-
-    // The stray temporary is not taken for the file under any spelling.
-    EXPECT_EQ(value("DeviceInformation1", "DeviceParams", "lp2rp32.ini"), "COM1,9600");
-    ASSERT_TRUE(ini.writePrivateProfileString("DeviceInformation1", "DeviceParams", "COM2,9600", "Lp2rp32.ini"));
-    EXPECT_EQ(readFile(path), "[DeviceInformation1]\r\nDeviceParams=COM2,9600\r\n");
 }
 
 TEST_F(ProfileFilesTest, ConcurrentWritersLoseNoUpdate)
@@ -244,7 +232,7 @@ TEST_F(ProfileFilesTest, UnicodeFilesAreKeptAndFilesThatAreNotTextAreNeverWritte
         {"UTF-16BE with its mark", utf16(text, true, true), "v", true, utf16(text + "n=1\r\n", true, true)},
         {"UTF-16LE without a mark", utf16(text, false, false), "v", false, {}},
         {"UTF-16 cut short", utf16(text, false, true) + "k", "v", false, {}},
-        {"a NUL in 8-bit text", bytes("[s]\r\nk=v\0\r\n"), "v", false, {}},
+        {"a NUL in 8-bit text", "[s]\r\nk=v\0\r\n"s, "v", false, {}},
         {"random bytes", random, "Not Found", false, {}},
     };
     for (const Case& c : cases) {
@@ -258,25 +246,10 @@ TEST_F(ProfileFilesTest, UnicodeFilesAreKeptAndFilesThatAreNotTextAreNeverWritte
         }
     }
     // Characters beyond ASCII go both ways.
-    writeFile(dir.file("test.ini"), bytes("\xFF\xFE[\0s\0]\0\n\0k\0=\0\xE9\0\n\0"));
+    writeFile(dir.file("test.ini"), "\xFF\xFE[\0s\0]\0\n\0k\0=\0\xE9\0\n\0"s);
     EXPECT_EQ(value("s", "k"), "\xC3\xA9");
     ASSERT_TRUE(ini.writePrivateProfileString("s", "k", "\xE2\x82\xAC", "test.ini"));
-    EXPECT_EQ(readFile(dir.file("test.ini")), bytes("\xFF\xFE[\0s\0]\0\n\0k\0=\0\xAC\x20\n\0"));
-}
-
-TEST_F(ProfileFilesTest, ReadOnlyFilesAreRefusedEvenToRoot)
-{
-    const std::string path = dir.file("test.ini");
-    writeFile(path, "[s]\nk=v\n");
-    ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
-    EXPECT_FALSE(ini.writePrivateProfileString("s", "k", "w", "test.ini"));
-    EXPECT_NE(ini.lastError().find("read-only"), std::string::npos) << ini.lastError();
-    ASSERT_TRUE(ini.beginChange({"test.ini"}));
-    ini.writePrivateProfileString("s", "k", "w", "test.ini");
-    EXPECT_FALSE(ini.endChange(true));
-    EXPECT_EQ(readFile(path), "[s]\nk=v\n");
-    ::chmod(path.c_str(), 0644);
-    EXPECT_TRUE(ini.writePrivateProfileString("s", "k", "w", "test.ini"));
+    EXPECT_EQ(readFile(dir.file("test.ini")), "\xFF\xFE[\0s\0]\0\n\0k\0=\0\xAC\x20\n\0"s);
 }
 
 TEST_F(ProfileFilesTest, AChangeIsSeenWholeOrNotAtAll)

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "platform/reg_file_store.h"
 #include "settings/modRegistry.h"
 #include "support/temp_dir.h"
@@ -13,71 +16,64 @@ namespace {
 
 const std::string kKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
 
-struct Fixture {
+struct ModRegistry : ::testing::Test {
     TempDir dir;
     std::string path = dir.file("registry.reg");
     RegFileStore store{path};
     Context ctx;
-    Fixture() { ctx.ports.registry = &store; }
+    ModRegistry() { ctx.ports.registry = &store; }
+    RegValue read(const std::string& name) { return RegReadValue(ctx, HKEY_LOCAL_MACHINE, kKey, name); }
 };
 
 } // namespace
 
-TEST(ModRegistry, ReadsTextAndNumbersOnly)
+TEST_F(ModRegistry, ReadsTextAndNumbersOnly)
 {
-    Fixture f;
-    writeFile(f.path, "Windows Registry Editor Version 5.00\n\n"
-                      "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Halvorn Inc.\\Linkport Toolkit]\n"
-                      "\"PrevAdapter\"=\"LPII SIP\"\n"
-                      "\"NoNul\"=hex(1):42,26,42,20,53,49,50\n"
-                      "\"Embedded\"=hex(1):57,4c,50,00,6a,75,6e,6b,00\n"
-                      "\"LeadingNul\"=hex(1):00,41\n"
-                      "\"Baud\"=dword:0000e100\n"
-                      "\"Minus\"=dword:ffffffff\n"
-                      "\"Binary\"=hex:41,42,00\n"
-                      "\"Expand\"=hex(2):41,42,00\n");
-
-    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "LPII SIP");
-    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_SUCCESS);
-    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "NoNul").text(), "B&B SIP");
-    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Embedded").text(), "WLP");
-    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "LeadingNul").text(), "");
-
-    RegValue baud = RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Baud");
+    writeFile(path, "Windows Registry Editor Version 5.00\n\n"
+                    "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Halvorn Inc.\\Linkport Toolkit]\n"
+                    "\"PrevAdapter\"=\"LPII SIP\"\n"
+                    "\"NoNul\"=hex(1):42,26,42,20,53,49,50\n"
+                    "\"Embedded\"=hex(1):57,4c,50,00,6a,75,6e,6b,00\n"
+                    "\"LeadingNul\"=hex(1):00,41\n"
+                    "\"Baud\"=dword:0000e100\n"
+                    "\"Minus\"=dword:ffffffff\n"
+                    "\"Binary\"=hex:41,42,00\n"
+                    "\"Expand\"=hex(2):41,42,00\n");
+    // Only text and numbers are read; any other type, like a missing value,
+    // reads as empty text, and the close that succeeded is the last result.
+    for (auto [name, text] : {std::pair{"PrevAdapter", "LPII SIP"}, {"NoNul", "B&B SIP"}, {"Embedded", "WLP"},
+                              {"LeadingNul", ""}, {"Minus", "-1"}, {"Binary", ""}, {"Expand", ""}, {"Missing", ""}}) {
+        const RegValue v = read(name);
+        EXPECT_EQ(v.text(), text) << name;
+        EXPECT_EQ(v.isNumber(), name == std::string("Minus")) << name;
+        EXPECT_EQ(ctx.g_lngRegResult, ERROR_SUCCESS) << name;
+    }
+    RegValue baud = read("Baud");
     ASSERT_TRUE(baud.isNumber());
     EXPECT_EQ(std::get<int32_t>(baud.data), 57600);
     EXPECT_EQ(baud.text(), "57600");
-    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Minus").text(), "-1");
-
-    for (auto name : {"Binary", "Expand", "Missing"}) {
-        RegValue v = RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, name);
-        EXPECT_FALSE(v.isNumber()) << name;
-        EXPECT_EQ(v.text(), "") << name;
-        EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_SUCCESS) << name; // the close succeeded last
-    }
 
     // A missing key: the null handle is closed too, and that close fails.
-    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, "SOFTWARE\\Nobody", "Path").text(), "");
-    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_INVALID_HANDLE);
+    EXPECT_EQ(RegReadValue(ctx, HKEY_LOCAL_MACHINE, "SOFTWARE\\Nobody", "Path").text(), "");
+    EXPECT_EQ(ctx.g_lngRegResult, ERROR_INVALID_HANDLE);
 
-    EXPECT_TRUE(RegKeyExists(f.ctx, HKEY_LOCAL_MACHINE, kKey + "\\"));
-    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_SUCCESS);
-    EXPECT_TRUE(RegKeyExists(f.ctx, HKEY_LOCAL_MACHINE, "software\\HALVORN INC."));
-    EXPECT_FALSE(RegKeyExists(f.ctx, HKEY_LOCAL_MACHINE, kKey + "\\Sub"));
-    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_INVALID_HANDLE);
+    EXPECT_TRUE(RegKeyExists(ctx, HKEY_LOCAL_MACHINE, kKey + "\\"));
+    EXPECT_EQ(ctx.g_lngRegResult, ERROR_SUCCESS);
+    EXPECT_TRUE(RegKeyExists(ctx, HKEY_LOCAL_MACHINE, "software\\HALVORN INC."));
+    EXPECT_FALSE(RegKeyExists(ctx, HKEY_LOCAL_MACHINE, kKey + "\\Sub"));
+    EXPECT_EQ(ctx.g_lngRegResult, ERROR_INVALID_HANDLE);
 }
 
-TEST(ModRegistry, WritesNumericTextAsANumberAndOtherTextTrimmed)
+TEST_F(ModRegistry, WritesNumericTextAsANumberAndOtherTextTrimmed)
 {
-    Fixture f;
-    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "  LPII SIP  ");
-    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_SUCCESS);
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "  LPII SIP  ");
+    EXPECT_EQ(ctx.g_lngRegResult, ERROR_SUCCESS);
     for (auto [name, text] :
          {std::pair{"Baud", "57600"}, {"Up", "1.9"}, {"Even", "2.5"}, {"Odd", " 3.5 "}, {"Blank", "   "}})
-        RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, name, text);
-    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "Number", RegValue(int32_t{-2}));
+        RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, name, text);
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "Number", RegValue(int32_t{-2}));
 
-    const std::string file = readFile(f.path);
+    const std::string file = readFile(path);
     EXPECT_NE(file.find("[HKEY_LOCAL_MACHINE\\SOFTWARE]\n"), std::string::npos); // parents created
     EXPECT_NE(file.find("\"PrevAdapter\"=\"LPII SIP\"\n"), std::string::npos);
     EXPECT_NE(file.find("\"Baud\"=dword:0000e100\n"), std::string::npos);
@@ -86,36 +82,32 @@ TEST(ModRegistry, WritesNumericTextAsANumberAndOtherTextTrimmed)
 
     HKEY h = 0;
     uint32_t type = 0, size = 0;
-    ASSERT_EQ(f.store.regOpenKey(HKEY_LOCAL_MACHINE, kKey, h), ERROR_SUCCESS);
-    EXPECT_EQ(f.store.regQueryValueEx(h, "PrevAdapter", &type, nullptr, &size), ERROR_SUCCESS);
+    ASSERT_EQ(store.regOpenKey(HKEY_LOCAL_MACHINE, kKey, h), ERROR_SUCCESS);
+    EXPECT_EQ(store.regQueryValueEx(h, "PrevAdapter", &type, nullptr, &size), ERROR_SUCCESS);
     EXPECT_EQ(type, REG_SZ);
     EXPECT_EQ(size, 9u); // the NUL is counted
-    f.store.regCloseKey(h);
+    store.regCloseKey(h);
 
-    auto number = [&](const char* name) {
-        RegValue v = RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, name);
-        return v.isNumber() ? std::get<int32_t>(v.data) : -999;
-    };
-    EXPECT_EQ((std::vector<int>{number("Up"), number("Even"), number("Odd")}), (std::vector<int>{2, 2, 4}));
-    EXPECT_EQ(RegReadValue(f.ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "LPII SIP");
+    // Numeric text is rounded half to even.
+    EXPECT_EQ((std::vector<std::string>{read("Up").text(), read("Even").text(), read("Odd").text()}),
+              (std::vector<std::string>{"2", "2", "4"}));
+    EXPECT_EQ(read("PrevAdapter").text(), "LPII SIP");
 
     // A number beyond 32 bits has no REG_DWORD form: nothing is stored.
-    RegWriteValue(f.ctx, HKEY_LOCAL_MACHINE, kKey + "\\New", "Big", "4294967296");
-    EXPECT_EQ(f.ctx.g_lngRegResult, ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(readFile(f.path), file);
+    RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey + "\\New", "Big", "4294967296");
+    EXPECT_EQ(ctx.g_lngRegResult, ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(readFile(path), file);
 }
 
 // A store that refuses (here a registry file below a regular file) or no
 // store at all: the result says so and nothing else happens. (Which files a
 // store refuses and leaves alone: RegFileStore.BadFilesNeitherCrashNorGetOverwritten.)
-TEST(ModRegistry, FailuresOnlySetTheResult)
+TEST_F(ModRegistry, FailuresOnlySetTheResult)
 {
-    TempDir dir;
     writeFile(dir.file("plain"), "a file, not a folder");
     RegFileStore nowhere(dir.file("plain/registry.reg"));
-    Context ctx;
-    for (RegistryStore* store : {static_cast<RegistryStore*>(&nowhere), static_cast<RegistryStore*>(nullptr)}) {
-        ctx.ports.registry = store;
+    for (RegistryStore* refusing : {static_cast<RegistryStore*>(&nowhere), static_cast<RegistryStore*>(nullptr)}) {
+        ctx.ports.registry = refusing;
         RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "WLP");
         EXPECT_NE(ctx.g_lngRegResult, ERROR_SUCCESS);
         EXPECT_EQ(RegReadValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "");

@@ -34,20 +34,17 @@ TEST(VbText, RoundingIsHalfToEvenAndOverflowIsRefused)
 
 TEST(VbText, TextPiecesFollowOneBasedPositions)
 {
-    EXPECT_EQ(Mid("COM12", 4), "12");
-    EXPECT_EQ(Mid("abc", 5), "");
-    EXPECT_EQ(Mid("abc", 0), "");
-    EXPECT_EQ(Right("abc", 5), "abc");
     EXPECT_EQ(InStr("COMX,N1", ","), 5u);
     EXPECT_EQ(InStr("abc", "z"), 0u);
-    EXPECT_EQ(Trim("  LPII SIP  "), "LPII SIP");
-    EXPECT_EQ(Trim("\tx "), "\tx"); // Trim$ removes blanks only
-    EXPECT_EQ(HexText(std::string("\x5F\x05\x0D\x02", 4)), "5F050D02");
-    EXPECT_EQ(ZeroPad(5, 2), "05");
-    EXPECT_EQ(ZeroPad(0, 4), "0000");
-    EXPECT_EQ(ZeroPad(-5, 4), "-0005");
-    EXPECT_EQ(NumberText(0.3), "0.3");
-    EXPECT_EQ(NumberText(120), "120");
-    EXPECT_EQ(ShownText(std::string("Change mode failed\0junk", 23)), "Change mode failed");
-    EXPECT_EQ(ShownText("no terminator"), "no terminator");
+    // Trim$ removes blanks only; a driver's text ends at its first NUL.
+    const std::pair<std::string, std::string> pieces[] = {
+        {Mid("COM12", 4), "12"},  {Mid("abc", 5), ""},    {Mid("abc", 0), ""},       {Right("abc", 5), "abc"},
+        {ZeroPad(5, 2), "05"},    {ZeroPad(0, 4), "0000"}, {ZeroPad(-5, 4), "-0005"}, {NumberText(0.3), "0.3"},
+        {Trim("  LPII SIP  "), "LPII SIP"}, {Trim("\tx "), "\tx"},   {NumberText(120), "120"},
+        {ShownText("no terminator"), "no terminator"},
+        {HexText(std::string("\x5F\x05\x0D\x02", 4)), "5F050D02"},
+        {ShownText(std::string("Change mode failed\0junk", 23)), "Change mode failed"},
+    };
+    for (size_t i = 0; i < std::size(pieces); ++i)
+        EXPECT_EQ(pieces[i].first, pieces[i].second) << "piece " << i;
 }

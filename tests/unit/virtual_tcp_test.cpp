@@ -20,14 +20,12 @@ using namespace lp::test;
 
 namespace {
 
-using Watched = test::WatchedSocket;
-
 struct VirtualTcp : ::testing::Test {
     VirtualClock clock;
     VirtualTcpNetwork net{clock};
     WirelessModel model;
     // Connects `w` and runs messages until it is connected.
-    bool connected(Watched& w)
+    bool connected(WatchedSocket& w)
     {
         return w.socket->connect() && clock.waitUntil([&] { return w.socket->state() == 7; }, 1000);
     }
@@ -39,7 +37,7 @@ TEST_F(VirtualTcp, EventsRunOnlyWhileMessagesRun)
 {
     net.setLatencyMs(5);
     net.addDevice("127.0.0.2", model);
-    Watched w(net, "127.0.0.2");
+    WatchedSocket w(net, "127.0.0.2");
 
     EXPECT_FALSE(w.socket->sendData(kAskIdentity));
     ASSERT_TRUE(w.socket->connect());
@@ -88,7 +86,7 @@ TEST_F(VirtualTcp, RefusedConnectionsAreAnErrorMessageWithTheWindowsNumber)
     net.addDevice("127.0.0.3", model);
     for (const char* address : {"127.0.0.9", "127.0.0.3"}) { // nobody there; an adapter that refuses
         SCOPED_TRACE(address);
-        Watched w(net, address);
+        WatchedSocket w(net, address);
         ASSERT_TRUE(w.socket->connect());
         clock.sleepMilliseconds(100);
         EXPECT_EQ(w.socket->state(), 6);
@@ -99,7 +97,7 @@ TEST_F(VirtualTcp, RefusedConnectionsAreAnErrorMessageWithTheWindowsNumber)
         EXPECT_EQ(w.errors[0], std::make_pair(10061, std::string("The connection was refused by the remote host")));
         EXPECT_FALSE(w.socket->connect()); // not from the error state
     }
-    Watched again(net, "127.0.0.3");
+    WatchedSocket again(net, "127.0.0.3");
     model.setFault(WirelessFault::None);
     EXPECT_TRUE(connected(again));
 }
@@ -110,7 +108,7 @@ TEST_F(VirtualTcp, WirelessModelAnswersFramesCutAnywhere)
     WirelessModel booting({.identityText = "BOOT 2.1", .hexVersion = {0x02, 0x0A, 0xFF}, .decimalMajor = 3,
                            .decimalMinor = 0});
     net.addDevice("127.0.0.4", booting);
-    Watched w(net, "127.0.0.4");
+    WatchedSocket w(net, "127.0.0.4");
     ASSERT_TRUE(connected(w));
     auto ask = [&](const Bytes& request) {
         w.socket->sendData(request);
