@@ -119,9 +119,25 @@ bool underWine() { return false; }
 // The text before the first NUL of a driver's fixed-length buffer.
 std::string untilNul(const std::string& s) { return s.substr(0, s.find('\0')); }
 
+class PlatformContract : public ::testing::Test {
+protected:
+    TempDir dir;
+    std::unique_ptr<ProfileFiles> files = platformProfileFiles(dir);
+    const std::string file = dir.file("test.ini");
+    // The text and count that reading `file` gives.
+    std::pair<std::string, uint32_t> get(const std::string& section, const std::string& key, uint32_t size = 256,
+                                         const std::string& def = "Not Found")
+    {
+        std::string out = "junk";
+        uint32_t n = files->getPrivateProfileString(section, key, def, out, size, file);
+        return {out, n};
+    }
+    std::string value(const std::string& section, const std::string& key) { return get(section, key).first; }
+};
+
 } // namespace
 
-TEST(PlatformContract, RegistryResultsAndHandles)
+TEST_F(PlatformContract, RegistryResultsAndHandles)
 {
     PlatformRegistry registry;
     RegistryStore& store = registry.store();
@@ -174,19 +190,8 @@ TEST(PlatformContract, RegistryResultsAndHandles)
     }
 }
 
-TEST(PlatformContract, ProfileFilesReadAsGetPrivateProfileString)
+TEST_F(PlatformContract, ProfileFilesReadAsGetPrivateProfileString)
 {
-    TempDir dir;
-    auto files = platformProfileFiles(dir);
-    const std::string file = dir.file("test.ini");
-    auto get = [&](const std::string& section, const std::string& key, uint32_t size = 256,
-                   const std::string& def = "Not Found") {
-        std::string out = "junk";
-        uint32_t n = files->getPrivateProfileString(section, key, def, out, size, file);
-        return std::make_pair(out, n);
-    };
-    auto value = [&](const std::string& section, const std::string& key) { return get(section, key).first; };
-
     writeFile(file, "orphan=before any section\r\n"
                     "  [ Section1 ]  trailing text\r\n"
                     "\tName1 \t=  Val1 \t\r\n"
@@ -240,12 +245,9 @@ TEST(PlatformContract, ProfileFilesReadAsGetPrivateProfileString)
     }
 }
 
-TEST(PlatformContract, ProfileFilesWriteAsWritePrivateProfileString)
+TEST_F(PlatformContract, ProfileFilesWriteAsWritePrivateProfileString)
 {
-    TempDir dir;
-    auto files = platformProfileFiles(dir);
-    const std::string path = dir.file("LPIPRP32.INI");
-    writeFile(path, "; header comment\r\n"
+    writeFile(file, "; header comment\r\n"
                     "[DeviceInformation1]\r\n"
                     "  DeviceName = Old Name   \r\n"
                     "no equals here\r\n"
@@ -254,24 +256,19 @@ TEST(PlatformContract, ProfileFilesWriteAsWritePrivateProfileString)
                     "; trailing comment\r\n"
                     "[AdditionalDevices]\r\n"
                     "DeviceNames=a;b\r\n");
-    ASSERT_TRUE(files->writePrivateProfileString("deviceinformation1", "devicename", "New \"Name\"", path));
-    ASSERT_TRUE(files->writePrivateProfileString("DeviceInformation1", "DeviceParams", "10.0.0.5:12321", path));
-    ASSERT_TRUE(files->writePrivateProfileString("Extra", "Key", "v", path));
-    auto read = [&](const std::string& section, const std::string& key) {
-        std::string out;
-        files->getPrivateProfileString(section, key, "Not Found", out, 256, path);
-        return out;
-    };
-    EXPECT_EQ(read("DeviceInformation1", "DeviceName"), "New \"Name\"");
-    EXPECT_EQ(read("DeviceInformation1", "SerialNumber"), "1");
-    EXPECT_EQ(read("DeviceInformation1", "DeviceParams"), "10.0.0.5:12321");
-    EXPECT_EQ(read("AdditionalDevices", "DeviceNames"), "a;b");
-    EXPECT_EQ(read("extra", "key"), "v");
+    ASSERT_TRUE(files->writePrivateProfileString("deviceinformation1", "devicename", "New \"Name\"", file));
+    ASSERT_TRUE(files->writePrivateProfileString("DeviceInformation1", "DeviceParams", "10.0.0.5:12321", file));
+    ASSERT_TRUE(files->writePrivateProfileString("Extra", "Key", "v", file));
+    EXPECT_EQ(value("DeviceInformation1", "DeviceName"), "New \"Name\"");
+    EXPECT_EQ(value("DeviceInformation1", "SerialNumber"), "1");
+    EXPECT_EQ(value("DeviceInformation1", "DeviceParams"), "10.0.0.5:12321");
+    EXPECT_EQ(value("AdditionalDevices", "DeviceNames"), "a;b");
+    EXPECT_EQ(value("extra", "key"), "v");
     // Wine writes the whole file anew from what it parsed: blank lines and
     // the blanks before a key go, and a comment counts as its section's last
     // key. Windows changes the one line and keeps every other byte.
     if (!underWine()) {
-        EXPECT_EQ(readFile(path), "; header comment\r\n"
+        EXPECT_EQ(readFile(file), "; header comment\r\n"
                                   "[DeviceInformation1]\r\n"
                                   "  DeviceName=New \"Name\"\r\n"
                                   "no equals here\r\n"
@@ -292,10 +289,9 @@ TEST(PlatformContract, ProfileFilesWriteAsWritePrivateProfileString)
     EXPECT_FALSE(files->writePrivateProfileString("s", "k", "v", dir.file("no/such/folder/x.ini")));
 }
 
-TEST(PlatformContract, Rp1210BindingLoadsTheTestDriverLibrary)
+TEST_F(PlatformContract, Rp1210BindingLoadsTheTestDriverLibrary)
 {
-    TempDir windir; // no LP2SIM.INI there: the driver's defaults
-    ScopedEnv env("windir", windir.path());
+    ScopedEnv env("windir", dir.path()); // no LP2SIM.INI there: the driver's defaults
     Rp1210Library driver("LP2RP32", testDriverFolder);
     std::string major(16, '\0'), minor(16, '\0'), apiMajor(16, '\0'), apiMinor(16, '\0');
     ASSERT_TRUE(driver.readVersion(major, minor, apiMajor, apiMinor)) << driver.lastError();
@@ -323,9 +319,8 @@ TEST(PlatformContract, Rp1210BindingLoadsTheTestDriverLibrary)
     EXPECT_NE(missing.lastError().find("NoSuchDriver32"), std::string::npos);
 }
 
-TEST(PlatformContract, FileVersionOfDriverFilesOnly)
+TEST_F(PlatformContract, FileVersionOfDriverFilesOnly)
 {
-    TempDir dir;
     auto reader = createPlatformFileVersionReader();
     writeFile(dir.file("notes.dll"), "MZ but nothing of a PE file after it");
     writeFile(dir.file("empty.dll"), "");
@@ -394,7 +389,7 @@ private:
 
 // A serial port that is there is probed without being kept; one that is
 // missing, not a serial port, or held by another program is not present.
-TEST(PlatformContract, SerialPortPresence)
+TEST_F(PlatformContract, SerialPortPresence)
 {
     TestPorts ports;
     for (int absent : {-1, 0, 255, ports.plain})
@@ -425,21 +420,20 @@ TEST(PlatformContract, SerialPortPresence)
 
 // The test driver holds the adapter's line while a client is open and gives
 // up on an adapter that does not answer; neither hangs.
-TEST(PlatformContract, TestDriverHoldsItsLine)
+TEST_F(PlatformContract, TestDriverHoldsItsLine)
 {
     TestPorts ports;
     if (!ports.serial)
         GTEST_SKIP() << "LP_TEST_SERIAL_PORT not set: no serial line for the driver";
-    TempDir windir;
-    ScopedEnv env("windir", windir.path());
+    ScopedEnv env("windir", dir.path());
     Rp1210Library driver("LP2RP32", testDriverFolder);
     std::string protocol = "J1708";
-    writeFile(windir.file("LP2SIM.INI"), "[Adapter]\r\nPort=COM255\r\nReplyTimeout=200\r\n");
+    writeFile(dir.file("LP2SIM.INI"), "[Adapter]\r\nPort=COM255\r\nReplyTimeout=200\r\n");
     EXPECT_EQ(driver.clientConnect(0, 1, protocol, 8000, 8000, 0), DriverResult(230)) << driver.lastError();
 
     // Nobody answers on the line: the driver's hand-shake goes unanswered,
     // it opens no client and lets go of the line again.
-    writeFile(windir.file("LP2SIM.INI"),
+    writeFile(dir.file("LP2SIM.INI"),
               "[Adapter]\r\nPort=COM" + std::to_string(ports.serial) + "\r\nReplyTimeout=200\r\n");
     EXPECT_EQ(driver.clientConnect(0, 1, protocol, 8000, 8000, 0), DriverResult(142)) << driver.lastError();
     std::string versions(8, '\0');

@@ -1,15 +1,14 @@
+// The .reg file store and its document (Linux only: on Windows the program
+// uses the system's registry).
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <iterator>
 #include <string>
-
-#ifndef _WIN32
-#include <sys/wait.h>
-#include <unistd.h>
-#endif
 
 #include "platform/reg_document.h"
 #include "platform/reg_file_store.h"
@@ -273,7 +272,6 @@ TEST(RegFileStore, TwoStoresOnOneFileSeeEachOther)
     EXPECT_EQ(two.regQueryValueEx(h2, "FromOne", nullptr, nullptr, &size), ERROR_SUCCESS);
 }
 
-#ifndef _WIN32
 TEST(RegFileStore, ConcurrentProcessesLoseNoValue)
 {
     TempDir dir;
@@ -301,8 +299,9 @@ TEST(RegFileStore, ConcurrentProcessesLoseNoValue)
             EXPECT_EQ(query(check, "Shared", prefix + std::to_string(i)), typed(REG_DWORD, std::string(4, char(i))))
                 << prefix << i;
 }
-#endif
 
+// (A value set in any text reads back after the text is read again:
+// fuzz/fuzz_reg_document.cpp.)
 TEST(RegDocument, ReadsAnyTextAndKeepsItWhole)
 {
     const char* pieces[] = {"REGEDIT4", "[HKEY_LOCAL_MACHINE\\Fz]", "[hkey_local_machine\\fz\\", "\"V\"=\"x\"",
@@ -315,19 +314,12 @@ TEST(RegDocument, ReadsAnyTextAndKeepsItWhole)
             seed = seed * 1103515245u + 12345u;
             text += pieces[(seed >> 16) % std::size(pieces)];
         }
-        RegDocument doc = RegDocument::parse(text);
-        std::string back = doc.text();
+        const std::string back = RegDocument::parse(text).text();
         if (!text.empty() && text.back() != '\n' && text.back() != '\r')
             text += '\n';
         if (text.find_first_not_of(" \t\r\n") != std::string::npos) {
             ASSERT_EQ(back, text) << round;
         }
-        RegData data{REG_BINARY, "\x01\x02"};
-        doc.setValue("Fz\\New", "Value", data);
-        RegDocument again = RegDocument::parse(doc.text());
-        const RegData* found = again.findValue("FZ\\NEW", "value");
-        ASSERT_TRUE(found != nullptr) << round;
-        EXPECT_EQ(*found, data);
     }
 }
 

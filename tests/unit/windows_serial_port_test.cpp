@@ -22,7 +22,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-int envPort(const char* name)
+// A number from the environment, 0 when it is not set.
+int envNumber(const char* name)
 {
     const char* v = std::getenv(name);
     return v ? std::atoi(v) : 0;
@@ -63,12 +64,12 @@ TEST(WindowsSerialPort, RefusalsAndASilentDevice)
     ASSERT_TRUE(port.setCommPort(255));
     EXPECT_FALSE(port.setPortOpen(true));
     EXPECT_NE(port.lastError().find("no such port"), std::string::npos) << port.lastError();
-    if (const int plain = envPort("LP_TEST_FILE_PORT")) {
+    if (const int plain = envNumber("LP_TEST_FILE_PORT")) {
         ASSERT_TRUE(port.setCommPort(static_cast<int16_t>(plain)));
         EXPECT_FALSE(port.setPortOpen(true));
         EXPECT_NE(port.lastError().find("not a serial port"), std::string::npos) << port.lastError();
     }
-    const int silent = envPort("LP_TEST_SERIAL_PORT");
+    const int silent = envNumber("LP_TEST_SERIAL_PORT");
     if (!silent)
         GTEST_SKIP() << "LP_TEST_SERIAL_PORT not set: no silent port";
     ASSERT_TRUE(port.setCommPort(static_cast<int16_t>(silent)));
@@ -98,7 +99,7 @@ TEST(WindowsSerialPort, RefusalsAndASilentDevice)
 // the port with the reason, and later calls are refused, not waited on.
 TEST(WindowsSerialPort, EchoAndAVanishingDevice)
 {
-    const int echo = envPort("LP_TEST_ECHO_PORT");
+    const int echo = envNumber("LP_TEST_ECHO_PORT");
     if (!echo)
         GTEST_SKIP() << "LP_TEST_ECHO_PORT not set: no echoing port";
     sim::MemoryLogger log;
@@ -122,8 +123,7 @@ TEST(WindowsSerialPort, EchoAndAVanishingDevice)
     EXPECT_EQ(got, sent);
     EXPECT_LT(longest, 100.0);
 
-    const char* vanishes = std::getenv("LP_TEST_ECHO_VANISHES");
-    if (!vanishes || *vanishes != '1')
+    if (envNumber("LP_TEST_ECHO_VANISHES") != 1)
         GTEST_SKIP() << "LP_TEST_ECHO_VANISHES not set: the echoing device stays";
     ASSERT_TRUE(port.output(text("bye!")));
     EXPECT_TRUE(pollUntil(
