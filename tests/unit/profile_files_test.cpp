@@ -215,10 +215,9 @@ TEST_F(ProfileFilesTest, UnicodeFilesAreKeptAndFilesThatAreNotTextAreNeverWritte
             out += bigEndian ? std::string{'\0', c} : std::string{c, '\0'};
         return out;
     };
-    std::string random(4096, '\0');
-    unsigned seed = 20261121;
-    for (char& c : random)
-        c = static_cast<char>((seed = seed * 1103515245u + 12345u) >> 16);
+    std::string binary(4096, '\0');
+    for (size_t i = 0; i < binary.size(); ++i)
+        binary[i] = static_cast<char>((i * 7919) % 251);
     const std::string text = "[s]\r\nk=v\r\n";
     struct Case {
         const char* what;
@@ -233,7 +232,7 @@ TEST_F(ProfileFilesTest, UnicodeFilesAreKeptAndFilesThatAreNotTextAreNeverWritte
         {"UTF-16LE without a mark", utf16(text, false, false), "v", false, {}},
         {"UTF-16 cut short", utf16(text, false, true) + "k", "v", false, {}},
         {"a NUL in 8-bit text", "[s]\r\nk=v\0\r\n"s, "v", false, {}},
-        {"random bytes", random, "Not Found", false, {}},
+        {"binary bytes", binary, "Not Found", false, {}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);

@@ -22,20 +22,18 @@ struct FakeLine final : SerialLineFlags {
 
     bool lowLatency(int, bool& value, std::string& why) override
     {
-        if (!hasSetting)
-            why = "Inappropriate ioctl for device";
         value = on;
+        why = hasSetting ? "" : "Inappropriate ioctl for device";
         return hasSetting;
     }
     bool setLowLatency(int, bool value, std::string& why) override
     {
         sets.push_back(value);
-        if (!hasSetting || refusesChange) {
-            why = "Operation not permitted";
-            return false;
-        }
-        on = value;
-        return true;
+        const bool allowed = hasSetting && !refusesChange;
+        why = allowed ? "" : "Operation not permitted";
+        if (allowed)
+            on = value;
+        return allowed;
     }
 };
 
