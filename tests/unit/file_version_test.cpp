@@ -145,7 +145,7 @@ TEST(FileVersion, MalformedImagesGiveNoVersion)
     EXPECT_EQ(patched(0x3C, 0xFFFFFFF0u), "<none>");                         // PE header beyond the end
     EXPECT_EQ(patched(0x58 + 0xE0 + 20, 0x7FFFFFFF), "<none>");              // section data beyond the end
     EXPECT_EQ(patched(0x58 + 0xE0 + 8, 0x60), "<none>");                     // virtual size cuts the block off
-    EXPECT_EQ(patched(raw + PeWriter::kInfo + 40, 0xFEEF04BE), "<none>");    // not the fixed block's signature
+    EXPECT_EQ(patched(raw + PeWriter::kInfo + 40, 0xFEEF04BE), "<none>");    // a wrong signature
     EXPECT_EQ(patched(raw + PeWriter::kInfo + 6, 'X'), "<none>");            // not VS_VERSION_INFO
     EXPECT_EQ(versionText("MZ is where this text begins, but it is no program"), "<none>");
 }

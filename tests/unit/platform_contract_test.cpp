@@ -125,8 +125,8 @@ protected:
     std::unique_ptr<ProfileFiles> files = platformProfileFiles(dir);
     const std::string file = dir.file("test.ini");
     // The text and count that reading `file` gives.
-    std::pair<std::string, uint32_t> get(const std::string& section, const std::string& key, uint32_t size = 256,
-                                         const std::string& def = "Not Found")
+    std::pair<std::string, uint32_t> get(const std::string& section, const std::string& key,
+                                         uint32_t size = 256, const std::string& def = "Not Found")
     {
         std::string out = "junk";
         uint32_t n = files->getPrivateProfileString(section, key, def, out, size, file);
@@ -214,9 +214,10 @@ TEST_F(PlatformContract, ProfileFilesReadAsGetPrivateProfileString)
     // header's name at its last "]"; Windows does neither.
     const bool wine = underWine();
     const std::pair<const char*, const char*> inSection1[] = {
-        {"NAME1", "Val1"},     {"name3", "single"},          {"name4", "\"mixed'"},       {"name5", "\""},
-        {"inline", "a ;b"},    {"#hash", "shown"},           {"bare line", "Not Found"}, {"orphan", "Not Found"},
-        {"late", "Not Found"}, {";comment", wine ? "hidden" : "Not Found"}, {"; spaced", wine ? "hidden" : "Not Found"},
+        {"NAME1", "Val1"},     {"name3", "single"},     {"name4", "\"mixed'"},    {"name5", "\""},
+        {"inline", "a ;b"},    {"#hash", "shown"},      {"bare line", "Not Found"}, {"orphan", "Not Found"},
+        {"late", "Not Found"}, {";comment", wine ? "hidden" : "Not Found"},
+        {"; spaced", wine ? "hidden" : "Not Found"},
     };
     for (auto [key, expected] : inSection1)
         EXPECT_EQ(value("section1", key), expected) << key;
@@ -332,8 +333,7 @@ TEST_F(PlatformContract, FileVersionOfDriverFilesOnly)
     const std::string dll = testDriverFolder() + "\\LP2RP32.dll";
     auto system = reader->fileVersion(dll);
     auto own = PeVersionReader().fileVersion(dll);
-    ASSERT_TRUE(system);
-    ASSERT_TRUE(own);
+    ASSERT_TRUE(system && own);
     EXPECT_EQ(std::make_pair(system->fileVersionMS, system->fileVersionLS),
               std::make_pair((1 << 16) | 12, (345 << 16) | 6789));
     EXPECT_EQ(std::make_pair(own->fileVersionMS, own->fileVersionLS),

@@ -33,11 +33,10 @@ protected:
 
     // Value and returned count, with the program's usual 256-character buffer.
     std::pair<std::string, uint32_t> get(const std::string& section, const std::string& key,
-                                         const std::string& file = "test.ini", uint32_t size = 256,
-                                         const std::string& def = "Not Found")
+                                         const std::string& file = "test.ini", uint32_t size = 256)
     {
         std::string out = "junk";
-        uint32_t n = ini.getPrivateProfileString(section, key, def, out, size, file);
+        uint32_t n = ini.getPrivateProfileString(section, key, "Not Found", out, size, file);
         return {out, n};
     }
     std::string value(const std::string& section, const std::string& key, const std::string& file = "test.ini")

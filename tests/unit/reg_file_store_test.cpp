@@ -294,10 +294,11 @@ TEST(RegFileStore, ConcurrentProcessesLoseNoValue)
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 
     RegFileStore check(path);
-    for (int i = 0; i < kWrites; ++i)
+    for (int i = 0; i < kWrites; ++i) {
+        const std::string expected = typed(REG_DWORD, std::string(4, char(i)));
         for (const char* prefix : {"Child", "Parent"})
-            EXPECT_EQ(query(check, "Shared", prefix + std::to_string(i)), typed(REG_DWORD, std::string(4, char(i))))
-                << prefix << i;
+            EXPECT_EQ(query(check, "Shared", prefix + std::to_string(i)), expected) << prefix << i;
+    }
 }
 
 // (A value set in any text reads back after the text is read again:

@@ -42,7 +42,8 @@ TEST_F(ModRegistry, ReadsTextAndNumbersOnly)
     // Only text and numbers are read; any other type, like a missing value,
     // reads as empty text, and the close that succeeded is the last result.
     for (auto [name, text] : {std::pair{"PrevAdapter", "LPII SIP"}, {"NoNul", "B&B SIP"}, {"Embedded", "WLP"},
-                              {"LeadingNul", ""}, {"Minus", "-1"}, {"Binary", ""}, {"Expand", ""}, {"Missing", ""}}) {
+                              {"LeadingNul", ""}, {"Minus", "-1"}, {"Binary", ""}, {"Expand", ""},
+                              {"Missing", ""}}) {
         const RegValue v = read(name);
         EXPECT_EQ(v.text(), text) << name;
         EXPECT_EQ(v.isNumber(), name == std::string("Minus")) << name;
@@ -99,8 +100,9 @@ TEST_F(ModRegistry, FailuresOnlySetTheResult)
 {
     writeFile(dir.file("plain"), "a file, not a folder");
     RegFileStore nowhere(dir.file("plain/registry.reg"));
-    for (RegistryStore* refusing : {static_cast<RegistryStore*>(&nowhere), static_cast<RegistryStore*>(nullptr)}) {
-        ctx.ports.registry = refusing;
+    RegistryStore* const refusing[] = {&nowhere, nullptr};
+    for (RegistryStore* other : refusing) {
+        ctx.ports.registry = other;
         RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter", "WLP");
         EXPECT_NE(ctx.g_lngRegResult, ERROR_SUCCESS);
         EXPECT_EQ(RegReadValue(ctx, HKEY_LOCAL_MACHINE, kKey, "PrevAdapter").text(), "");

@@ -68,8 +68,9 @@ TEST(SerialPortMap, DefaultMapNumbersSerialThenUsbThenAcmDevices)
     for (const char* name : {"ttyS10", "ttyS2", "ttyACM1", "ttyUSB0", "ttyACM0", "ttySAC0", "ttyS", "tty5", "ttyUSBx"})
         lp::test::writeFile(dev.file(name), "");
     auto map = defaultPortMap(dev.path());
-    std::map<int, std::string> expected{{1, dev.file("ttyS2")},   {2, dev.file("ttyS10")}, {3, dev.file("ttyUSB0")},
-                                        {4, dev.file("ttyACM0")}, {5, dev.file("ttyACM1")}};
+    std::map<int, std::string> expected{{1, dev.file("ttyS2")},   {2, dev.file("ttyS10")},
+                                        {3, dev.file("ttyUSB0")}, {4, dev.file("ttyACM0")},
+                                        {5, dev.file("ttyACM1")}};
     EXPECT_EQ(map, expected);
     EXPECT_TRUE(defaultPortMap(dev.file("missing")).empty());
 
@@ -83,7 +84,8 @@ TEST(SerialPortMap, DefaultMapNumbersSerialThenUsbThenAcmDevices)
 
 TEST(SerialPortMap, PortOfDeviceName)
 {
-    for (auto [name, port] : {std::pair{"COM3", 3}, {"com3", 3}, {"\\\\.\\COM12", 12}, {"\\\\.\\com256", 256}})
+    for (auto [name, port] :
+         {std::pair{"COM3", 3}, {"com3", 3}, {"\\\\.\\COM12", 12}, {"\\\\.\\com256", 256}})
         EXPECT_EQ(portOfDeviceName(name), port) << name;
     for (const char* bad : {"", "COM", "COM0", "COM03", "COM257", "COM1000", "COM3 ", " COM3", "COM-1", "COM3x",
                             "LPT1", "\\\\.\\", "\\\\?\\COM3", "/dev/ttyS0"})

@@ -38,9 +38,9 @@ TEST(VbText, TextPiecesFollowOneBasedPositions)
     EXPECT_EQ(InStr("abc", "z"), 0u);
     // Trim$ removes blanks only; a driver's text ends at its first NUL.
     const std::pair<std::string, std::string> pieces[] = {
-        {Mid("COM12", 4), "12"},  {Mid("abc", 5), ""},    {Mid("abc", 0), ""},       {Right("abc", 5), "abc"},
-        {ZeroPad(5, 2), "05"},    {ZeroPad(0, 4), "0000"}, {ZeroPad(-5, 4), "-0005"}, {NumberText(0.3), "0.3"},
-        {Trim("  LPII SIP  "), "LPII SIP"}, {Trim("\tx "), "\tx"},   {NumberText(120), "120"},
+        {Mid("COM12", 4), "12"}, {Mid("abc", 5), ""},    {Mid("abc", 0), ""},      {Right("abc", 5), "abc"},
+        {ZeroPad(5, 2), "05"},   {ZeroPad(0, 4), "0000"}, {ZeroPad(-5, 4), "-0005"}, {NumberText(0.3), "0.3"},
+        {Trim("  LPII SIP  "), "LPII SIP"}, {Trim("\tx "), "\tx"}, {NumberText(120), "120"},
         {ShownText("no terminator"), "no terminator"},
         {HexText(std::string("\x5F\x05\x0D\x02", 4)), "5F050D02"},
         {ShownText(std::string("Change mode failed\0junk", 23)), "Change mode failed"},
