@@ -180,7 +180,13 @@ TEST(FaultInjection, FirmwareFilesTheLoaderWouldRefuseAreRefusedBeforeTheAdapter
         // The reason names the line, in the log and the result, on both flashes.
         const std::string reason = "file check: " + check.reason;
         EXPECT_EQ(cr.reason + "|" + wr.reason, reason + "|" + reason);
-        EXPECT_EQ(t.prompts.prompts(), std::vector<std::string>(2, kCorrupt));
+        EXPECT_TRUE(t.log.contains(LogSubsystem::Flash, "error 4"));
+        EXPECT_EQ(cr.errorCode, 4);
+        EXPECT_EQ(wr.outcome, WirelessFlashOutcome::CorruptFile);
+        EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{kCorrupt, 48, "HVN Linkport Toolkit"}, {kCorrupt, 16, "Corrupt file"}}));
+        // Back to the ready state with no progress dialog ever shown.
+        EXPECT_EQ(compactScreen.readyStates + wirelessScreen.readyStates, 2);
+        EXPECT_EQ(compactScreen.dialogShows + wirelessScreen.dialogShows, 0);
         EXPECT_EQ(t.serialPorts.openCount(3), 0) << "the port was opened for a file that was refused";
         EXPECT_EQ(compact.mode(), CompactModel::Mode::Application);
         EXPECT_EQ(wireless.connectionCount(), 0) << "connected for a file that was refused";

@@ -73,17 +73,10 @@ TEST(WirelessFlash, LoaderReadyTransfersEveryRecordThenRestartsAndReconnects)
     EXPECT_TRUE(r.t.log.contains(LogSubsystem::Flash, "state \"6\" -> \"12\""));
     EXPECT_EQ(res.versionAfter, "01.08.00");
     EXPECT_EQ(res.resends, 0);
-    EXPECT_EQ(r.screen.exitDialogs, std::vector<std::string>{"Flash Completed Successfully!\r\n\r\n"
-                                                             "You can now go to Toolkit, return to Flash, or Exit "
-                                                             "the program."});
-    EXPECT_TRUE(r.t.prompts.boxes().empty());
+    // (The ending's text, dialog, timer, socket and counter: fault_injection_test.cpp.)
     EXPECT_EQ(r.screen.maximum, 6 + 40 + 10);
     EXPECT_EQ(r.screen.progress.acknowledged, 41);
-    EXPECT_FALSE(r.screen.dialogVisible);
-    EXPECT_FALSE(r.screen.timer->enabled());
     EXPECT_EQ(r.screen.reconnectWaitsEnded, 1);
-    EXPECT_EQ(r.t.ctx.g_intFlashRecordCounter, 0);
-    EXPECT_EQ(r.socket->state(), 0);
 }
 
 TEST(WirelessFlash, AnythingButFourQuestionMarksTakesTheSwitchAndStillFinishes)
@@ -123,33 +116,9 @@ TEST(WirelessFlash, RefusedRecordClosesTheLoaderAndAsksForAPowerCycle)
     ASSERT_TRUE(r.run());
     EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::RefusedRecord);
     EXPECT_EQ(r.flash.result().recordsSent, 5);
-    EXPECT_EQ(r.t.prompts.prompts(), std::vector<std::string>{"An error occured while flashing the Wireless "
-                                                              "Linkport.\r\nPlease power cycle the adapter manually."});
     r.t.clock.runFor(100);
     EXPECT_EQ(r.frames().back(), kClosing); // reached the loader before the socket closed
     EXPECT_EQ(r.model.restarts(), 0);       // an unfinished image is never started
-    EXPECT_EQ(r.socket->state(), 0);
-    EXPECT_FALSE(r.screen.dialogVisible);
-    EXPECT_EQ(r.screen.pointer, 0);
-    EXPECT_EQ(r.t.ctx.g_intFlashRecordCounter, 0);
-    EXPECT_TRUE(r.screen.exitDialogs.empty());
-}
-
-TEST(WirelessFlash, CorruptFileEndsBeforeTheAdapterHearsAnything)
-{
-    Rig r(kInLoader);
-    std::string text = firmwareFileText(r.image);
-    const size_t lastData = text.rfind("\r\n:10") + 12; // a data pair of the last data record
-    text[lastData] = text[lastData] == '0' ? '1' : '0';
-    test::writeFile(r.path, text);
-    EXPECT_FALSE(r.flash.beginFlash(kAddress, r.path));
-    EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::CorruptFile);
-    EXPECT_EQ(r.t.prompts.boxes(),
-              (test::Boxes{{"The file is corrupt!  Please select another file and try again.", 16, "Corrupt file"}}));
-    EXPECT_EQ(r.screen.readyStates, 1);
-    r.t.clock.runFor(1000);
-    EXPECT_EQ(r.model.connectionCount(), 0);
-    EXPECT_TRUE(r.frames().empty());
 }
 
 TEST(WirelessFlash, SilenceEndsWithTheHardFlashMessageAndSlowAcknowledgementsDoNot)
@@ -166,11 +135,9 @@ TEST(WirelessFlash, SilenceEndsWithTheHardFlashMessageAndSlowAcknowledgementsDoN
         ASSERT_TRUE(r.run());
         EXPECT_EQ(r.flash.result().outcome, WirelessFlashOutcome::TimedOut);
         EXPECT_EQ(r.flash.result().resends, WirelessFlash::kMaxResends);
-        EXPECT_EQ(r.t.prompts.prompts(), std::vector<std::string>{"Error while programming device.  Please retry!"});
         EXPECT_EQ(r.flash.flashState(), afterSwitch ? "10" : "6");
         EXPECT_LT(r.flash.result().durationMs, 15000);
         EXPECT_NE(r.frames().back(), kClosing); // a stuck loader is not restarted
-        EXPECT_FALSE(r.screen.timer->enabled());
         EXPECT_EQ(r.screen.readyStates, 1);
     }
     // Slower than usual but inside the time-out: nothing sent twice. Slower
@@ -185,27 +152,14 @@ TEST(WirelessFlash, SilenceEndsWithTheHardFlashMessageAndSlowAcknowledgementsDoN
     }
 }
 
-TEST(WirelessFlash, DroppedConnectionAndFailedReconnect)
+TEST(WirelessFlash, AnAdapterThatNeverComesBackEndsTheReconnectWithTheImageWhole)
 {
-    Rig dropped(kInLoader);
-    dropped.model.loaderFaults().dropAtRecord = 4;
-    ASSERT_TRUE(dropped.run());
-    EXPECT_EQ(dropped.flash.result().outcome, WirelessFlashOutcome::SocketError);
-    EXPECT_EQ(dropped.t.prompts.prompts(),
-              std::vector<std::string>{"Error# 10054\r\nThe connection was closed by the remote host"});
-    EXPECT_FALSE(dropped.screen.dialogVisible);
-    EXPECT_EQ(dropped.screen.readyStates, 1);
-    EXPECT_FALSE(dropped.screen.timer->enabled());
-
     Rig gone(kInLoader);
     gone.model.loaderFaults().failReconnect = true;
     ASSERT_TRUE(gone.run());
     EXPECT_EQ(gone.flash.result().outcome, WirelessFlashOutcome::ReconnectFailed);
     EXPECT_EQ(gone.flash.flashState(), "12");
-    EXPECT_TRUE(gone.screen.exitDialogs.empty());
     EXPECT_EQ(gone.screen.reconnectWaitsEnded, 1);
-    EXPECT_EQ(gone.t.prompts.prompts(),
-              std::vector<std::string>{"Error# 10061\r\nThe connection was refused by the remote host"});
     EXPECT_LE(gone.flash.result().durationMs, WirelessFlash::kReconnectWindowMs + 2000);
     EXPECT_TRUE(gone.imageKept()); // the image was whole; only the way back failed
     const size_t framesAtEnd = gone.frames().size();
