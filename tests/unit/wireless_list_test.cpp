@@ -35,70 +35,47 @@ std::string ini(test::TestContext& t, const char* section, const char* key)
 
 } // namespace
 
-TEST(WLPReadAdditionalDevices, CountsOnlySemicolonEndedNames)
+TEST(WLPReadAdditionalDevices, CountsOnlySemicolonEndedNamesAndFitsTheOtherListsToThem)
 {
-    test::TestContext t;
-    Strings names{"kept"}, addresses{"kept"}, serials{"kept"};
-
-    // No ";"-ended name: nothing is read and the arrays stay as they were.
-    writeLists(t, "Unit A", "10.0.0.5:12321;", "S1;");
-    EXPECT_FALSE(WLPReadAdditionalDevices(t.ctx, names, addresses, serials));
-    EXPECT_EQ(names, Strings{"kept"});
-    t.writeWindowsFile("LPIPRP32.INI", "[DeviceInformation1]\r\nDeviceName=X\r\n");
-    EXPECT_FALSE(WLPReadAdditionalDevices(t.ctx, names, addresses, serials));
-    EXPECT_EQ(addresses, Strings{"kept"});
-
-    // The last name lacks its ";": it is lost, even though the other lists
-    // hold a second complete item.
-    writeLists(t, "Unit A;Unit B", "10.0.0.5:12321;10.0.0.6:12321;", "S1;S2;");
-    ASSERT_TRUE(WLPReadAdditionalDevices(t.ctx, names, addresses, serials));
-    EXPECT_EQ(names, Strings{"Unit A"});
-    EXPECT_EQ(addresses, Strings{"10.0.0.5"});
-    EXPECT_EQ(serials, Strings{"S1"});
-
-    // Empty names still count; blanks are kept as they stand.
-    writeLists(t, "; Unit B ;;", "a:1;b:2;c:3;", "1;2;3;");
-    ASSERT_TRUE(WLPReadAdditionalDevices(t.ctx, names, addresses, serials));
-    EXPECT_EQ(names, (Strings{"", " Unit B ", ""}));
-    EXPECT_EQ(addresses, (Strings{"a", "b", "c"}));
-}
-
-TEST(WLPReadAdditionalDevices, OtherListsOfOtherLengthsAndAddressesWithoutPort)
-{
-    test::TestContext t;
-    // Addresses: one short, one item without ":"; serials: one too many and
-    // the last one without ";".
-    writeLists(t, "A;B;C;D;", "10.0.0.1:12321;10.0.0.2;", "S1;S2;S3;S4;S5;");
-    ChoiceItems list;
-    ASSERT_TRUE(WLPFillList(t.ctx, list));
-    EXPECT_EQ(t.ctx.g_astrWLPNames, (Strings{"A", "B", "C", "D"}));
-    EXPECT_EQ(t.ctx.g_astrWLPAddresses, (Strings{"10.0.0.1", "", "", ""}));
-    EXPECT_EQ(t.ctx.g_astrWLPSerials, (Strings{"S1", "S2", "S3", "S4"}));
-    EXPECT_EQ(list.items, (Strings{"A (10.0.0.1)", "B ()", "C ()", "D ()"}));
-
-    writeLists(t, "A;B;C;", "x:1:2;y:;", "S1;S2");
-    ChoiceItems second;
-    ASSERT_TRUE(WLPFillList(t.ctx, second));
-    EXPECT_EQ(t.ctx.g_astrWLPAddresses, (Strings{"x", "y", ""}));
-    EXPECT_EQ(t.ctx.g_astrWLPSerials, (Strings{"S1", "", ""}));
+    struct Case {
+        std::string names, params, serials;
+        Strings items;       // none: nothing read, the arrays as they were
+        Strings serialsRead;
+    } cases[] = {
+        {"Unit A", "10.0.0.5:12321;", "S1;", {}, {"kept"}},
+        {"", "", "", {}, {"kept"}},
+        // The last name lacks its ";": it is lost, though the other lists hold a second item.
+        {"Unit A;Unit B", "10.0.0.5:12321;10.0.0.6:12321;", "S1;S2;", {"Unit A (10.0.0.5)"}, {"S1"}},
+        // Empty names still count; blanks are kept as they stand.
+        {"; Unit B ;;", "a:1;b:2;c:3;", "1;2;3;", {" (a)", " Unit B  (b)", " (c)"}, {"1", "2", "3"}},
+        // Addresses: one short, one item without ":"; serials: one too many.
+        {"A;B;C;D;", "10.0.0.1:12321;10.0.0.2;", "S1;S2;S3;S4;S5;", {"A (10.0.0.1)", "B ()", "C ()", "D ()"},
+         {"S1", "S2", "S3", "S4"}},
+        // The address ends at the first ":"; the last serial lacks its ";".
+        {"A;B;C;", "x:1:2;y:;", "S1;S2", {"A (x)", "B (y)", "C ()"}, {"S1", "", ""}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.names);
+        test::TestContext t;
+        t.ctx.g_astrWLPSerials = {"kept"};
+        writeLists(t, c.names, c.params, c.serials);
+        ChoiceItems list;
+        EXPECT_EQ(WLPFillList(t.ctx, list), !c.items.empty());
+        EXPECT_EQ(list.items, c.items);
+        EXPECT_EQ(t.ctx.g_astrWLPSerials, c.serialsRead);
+    }
 
     // A list value longer than the 1024-character read is cut: only the
     // names that end inside it count.
+    test::TestContext t;
     std::string many;
     for (int i = 0; i < 300; ++i)
         many += "N" + std::to_string(i) + ";";
     writeLists(t, many, "", "");
-    ASSERT_TRUE(WLPReadAdditionalDevices(t.ctx, t.ctx.g_astrWLPNames, t.ctx.g_astrWLPAddresses,
-                                         t.ctx.g_astrWLPSerials));
-    size_t expected = static_cast<size_t>(std::count(many.begin(), many.begin() + 1023, ';'));
-    EXPECT_EQ(t.ctx.g_astrWLPNames.size(), expected);
-    EXPECT_EQ(t.ctx.g_astrWLPSerials.size(), expected);
-
-    // Nothing listed: the list stays empty.
-    t.writeWindowsFile("LPIPRP32.INI", "");
-    ChoiceItems empty;
-    EXPECT_FALSE(WLPFillList(t.ctx, empty));
-    EXPECT_TRUE(empty.items.empty());
+    ChoiceItems list;
+    ASSERT_TRUE(WLPFillList(t.ctx, list));
+    EXPECT_EQ(list.items.size(), static_cast<size_t>(std::count(many.begin(), many.begin() + 1023, ';')));
+    EXPECT_EQ(t.ctx.g_astrWLPSerials.size(), list.items.size());
 }
 
 TEST(WLPSelectAdapter, WritesTheChoiceInOrderAndFindsTheFirstEqualName)
@@ -225,24 +202,20 @@ TEST(WirelessAdapterList, EditsAreCheckedAndOnlyTheListsAndTheChoiceAreWritten)
     EXPECT_EQ(list.size(), 2);
 
     // Cancelling is not applying: the file is as before.
-    const std::string before = test::readFile(t.windowsDirectory() + "/LPIPRP32.INI");
+    const std::string file = t.windowsDirectory() + "/LPIPRP32.INI", before = test::readFile(file);
     ASSERT_TRUE(list.add("  Van 3 ", "wlp-van3", "S3"));
     EXPECT_EQ(list.selected(), 2);
-    EXPECT_EQ(test::readFile(t.windowsDirectory() + "/LPIPRP32.INI"), before);
+    EXPECT_EQ(test::readFile(file), before);
 
     ASSERT_TRUE(list.remove(0));
     EXPECT_EQ(list.selected(), 1) << "the choice follows its adapter";
     ASSERT_TRUE(list.apply(t.ctx));
 
-    EXPECT_EQ(ini(t, "AdditionalDevices", "DeviceNames"), "van 2;Van 3;");
-    EXPECT_EQ(ini(t, "AdditionalDevices", "DeviceParams"), "10.0.0.6:12321;wlp-van3:12321;");
-    EXPECT_EQ(ini(t, "AdditionalDevices", "SerialNumbers"), "S2;S3;");
-    EXPECT_EQ(ini(t, "DeviceInformation1", "DeviceName"), "Van 3");
-    EXPECT_EQ(ini(t, "DeviceInformation1", "DeviceParams"), "wlp-van3:12321");
-    EXPECT_EQ(ini(t, "DeviceInformation1", "SerialNumber"), "S3");
-    EXPECT_EQ(ini(t, "AdditionalDevices", "Other"), "keep me");
-    EXPECT_EQ(ini(t, "VendorInformation", "Name"), "LPIP");
-    EXPECT_NE(test::readFile(t.windowsDirectory() + "/LPIPRP32.INI").find("; the driver's own file"), std::string::npos);
+    EXPECT_EQ(test::readFile(file),
+              "; the driver's own file\r\n[VendorInformation]\r\nName=LPIP\r\n"
+              "[DeviceInformation1]\r\nDeviceName=Van 3\r\nDeviceParams=wlp-van3:12321\r\nSerialNumber=S3\r\n"
+              "[AdditionalDevices]\r\nDeviceNames=van 2;Van 3;\r\nDeviceParams=10.0.0.6:12321;wlp-van3:12321;\r\n"
+              "SerialNumbers=S2;S3;\r\nOther=keep me\r\n");
     EXPECT_EQ(t.ctx.g_astrWLPNames, (std::vector<std::string>{"van 2", "Van 3"}));
 
     // An adapter left alone keeps its item as it stands, port and all.
