@@ -24,6 +24,7 @@ struct CompactLink : ::testing::Test {
     VirtualSerialPorts& ports = t.serialPorts;
     ScriptedPrompts& prompts = t.prompts;
     Context& ctx = t.ctx;
+    CompactModel adapter;
     std::unique_ptr<SerialPort> connection = ports.create();
     std::string a, b, c;
 
@@ -47,7 +48,6 @@ struct CompactLink : ::testing::Test {
 
 TEST_F(CompactLink, SearchFindsTheAdapterAmongAbsentAndSilentPorts)
 {
-    CompactModel adapter;
     ports.addPort(1);
     ports.addPort(3);
     ports.addPort(7, &adapter);
@@ -65,7 +65,6 @@ TEST_F(CompactLink, SearchFindsTheAdapterAmongAbsentAndSilentPorts)
 
 TEST_F(CompactLink, RemembersOnlyThePortThatAnswered)
 {
-    CompactModel adapter;
     ports.addPort(2);
     ports.addPort(7, &adapter);
     ini("COMX,DEFAULT", "COM7");
@@ -95,7 +94,6 @@ TEST_F(CompactLink, RemembersOnlyThePortThatAnswered)
 
 TEST_F(CompactLink, FixedPortsUseTheirDeviceNames)
 {
-    CompactModel adapter;
     ports.addPort(12, &adapter);
     ini("COM12,N1");
     EXPECT_TRUE(connectAndRead());
@@ -110,21 +108,17 @@ TEST_F(CompactLink, FixedPortsUseTheirDeviceNames)
     EXPECT_EQ(lastPort(), "COM12");
 }
 
-TEST_F(CompactLink, DecodesShortReplies)
+// (Replies cut after their header, garbled, late and missing: the compact
+// Summary's fault table.)
+TEST_F(CompactLink, DecodesAReplyCutInItsDigits)
 {
-    CompactModel adapter;
     ports.addPort(4, &adapter);
     adapter.setFault(CompactModel::Fault::ShortReply);
-    adapter.setShortReplyLength(5);
-    ASSERT_TRUE(CGPReadIdentity(ctx, 4, *connection, a, b, c));
-    // Serial: header and check byte only; missing digits are empty.
-    EXPECT_EQ(a + " " + b + " " + c, ". 01.. ");
     adapter.setShortReplyLength(7);
-    CGPReadIdentity(ctx, 4, *connection, a, b, c);
+    ASSERT_TRUE(CGPReadIdentity(ctx, 4, *connection, a, b, c));
     EXPECT_EQ(a, "1.");
     EXPECT_EQ(ctx.g_strLP2ReplyHex, "5F080D03010201");
     EXPECT_FALSE(connection->portOpen());
-    // (Garbled, late and missing replies: the compact Summary's fault table.)
 }
 
 namespace {
@@ -195,7 +189,6 @@ TEST_F(CompactLink, SecondLookFindsALoaderAt57600)
 
 TEST_F(CompactLink, GuardClosesThePortAndRestoresThePointer)
 {
-    CompactModel adapter;
     ports.addPort(7, &adapter);
     ini("COM7,DEFAULT");
     clock.setTickCountAtStart(INT_MAX - 20); // the first 50 ms delay overflows
