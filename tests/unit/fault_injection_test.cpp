@@ -48,7 +48,8 @@ test::FaultTally tally("compact and wireless flashes");
 // success text where the fault leaves the adapter with the whole image);
 // counts it survived when every property held.
 void expectEnded(const std::string& what, bool ended, double elapsedMs, const test::TestContext& t,
-                 const test::RecordedFlashScreen& screen, const std::string& expected, bool closed, bool timerOn)
+                 const test::RecordedFlashScreen& screen, const std::string& expected, bool closed,
+                 bool timerOn)
 {
     SCOPED_TRACE(what);
     tally.begin();
@@ -84,11 +85,21 @@ struct WirelessCase {
     std::string ending;
 };
 
-CompactModel::LoaderFaults loader(std::function<void(CompactModel::LoaderFaults&)> f)
+auto compactLoader(CompactModel::LoaderFaults f)
 {
-    CompactModel::LoaderFaults faults;
-    f(faults);
-    return faults;
+    return [f](CompactModel& m, test::TestContext&) { m.setLoaderFaults(f); };
+}
+auto compactFault(CompactModel::Fault f)
+{
+    return [f](CompactModel& m, test::TestContext&) { m.setFault(f); };
+}
+auto wirelessLoader(WirelessLoaderFaults f)
+{
+    return [f](WirelessModel& m, std::string&) { m.loaderFaults() = f; };
+}
+auto wirelessFault(WirelessFault f)
+{
+    return [f](WirelessModel& m, std::string&) { m.setFault(f); };
 }
 
 } // namespace
@@ -96,52 +107,35 @@ CompactModel::LoaderFaults loader(std::function<void(CompactModel::LoaderFaults&
 TEST(FaultInjection, CompactFlashEndsWithItsTextAtEveryPhase)
 {
     const Bytes garbage{0x13, 0x37, 0xFF, 0x00};
-    auto atRecord = [&](int k) {
-        return std::vector<CompactCase>{
-            {"record", "silence", true, [k](CompactModel& m, auto&) {
-                 m.setLoaderFaults(loader([k](auto& f) { f.silentFromRecord = k; }));
-             }, 3},
-            {"record", "garbage", true, [k, garbage](CompactModel& m, auto&) {
-                 m.setLoaderFaults(loader([k, garbage](auto& f) { f.refusedRecord = k, f.refusedReply = garbage; }));
-             }, 3},
-            {"record", "slow reply", true, [k](CompactModel& m, auto&) {
-                 m.setLoaderFaults(loader([k](auto& f) { f.slowRecord = k, f.slowAckMs = 1000; }));
-             }, 0},
-            {"record", "too slow", true, [k](CompactModel& m, auto&) {
-                 m.setLoaderFaults(loader([k](auto& f) { f.slowRecord = k, f.slowAckMs = 4000; }));
-             }, 3},
-        };
-    };
     using Fault = CompactModel::Fault;
     std::vector<CompactCase> cases{
-        {"connect", "port busy", true, [](auto&, test::TestContext& t) { t.serialPorts.setBusy(3, true); }, 1},
-        {"connect", "no port", true, [](auto&, test::TestContext& t) { t.serialPorts.removePort(3); }, 1},
-        {"identity", "silence", false, [](CompactModel& m, auto&) { m.setFault(Fault::Silence); }, 2},
-        {"identity", "garbage", false, [](CompactModel& m, auto&) { m.setFault(Fault::Garbage); }, 1},
-        {"identity", "short reply", false, [](CompactModel& m, auto&) { m.setFault(Fault::ShortReply); }, 0},
-        {"identity", "slow reply", false, [](CompactModel& m, auto&) { m.setFault(Fault::SlowReply); }, 0},
-        {"loader hand-shake", "silence", true,
-         [](CompactModel& m, auto&) { m.setLoaderFaults(loader([](auto& f) { f.readyAnswer.clear(); })); }, 2},
-        {"loader hand-shake", "garbage", true,
-         [garbage](CompactModel& m, auto&) { m.setLoaderFaults(loader([&](auto& f) { f.readyAnswer = garbage; })); }, 1},
-        {"loader hand-shake", "short reply", false,
-         [](CompactModel& m, auto&) { m.setLoaderFaults(loader([](auto& f) { f.readyAnswer = {'?', '?'}; })); }, 1},
+        {"connect", "port busy", true, [](auto&, auto& t) { t.serialPorts.setBusy(3, true); }, 1},
+        {"connect", "no port", true, [](auto&, auto& t) { t.serialPorts.removePort(3); }, 1},
+        {"identity", "silence", false, compactFault(Fault::Silence), 2},
+        {"identity", "garbage", false, compactFault(Fault::Garbage), 1},
+        {"identity", "short reply", false, compactFault(Fault::ShortReply), 0},
+        {"identity", "slow reply", false, compactFault(Fault::SlowReply), 0},
+        {"loader hand-shake", "silence", true, compactLoader({.readyAnswer = {}}), 2},
+        {"loader hand-shake", "garbage", true, compactLoader({.readyAnswer = garbage}), 1},
+        {"loader hand-shake", "short reply", false, compactLoader({.readyAnswer = {'?', '?'}}), 1},
         // The loader could not be reached: error 2 sends the user to Preferences.
-        {"loader hand-shake", "silence after switch", false,
-         [](CompactModel& m, auto&) { m.setLoaderFaults(loader([](auto& f) { f.readyAnswer.clear(); })); }, 2},
+        {"loader hand-shake", "silence after switch", false, compactLoader({.readyAnswer = {}}), 2},
     };
-    for (int k : {1, kRecords / 2, kEndRecord})
-        for (CompactCase c : atRecord(k)) {
-            if (k == kEndRecord)
-                c.phase = "end of file";
-            cases.push_back(c);
-        }
+    for (int k : {1, kRecords / 2, kEndRecord}) {
+        auto add = [&](const char* fault, CompactModel::LoaderFaults f, int16_t code) {
+            const char* phase = k == kEndRecord ? "end of file" : "record";
+            cases.push_back({phase, fault, true, compactLoader(f), code});
+        };
+        add("silence", {.silentFromRecord = k}, 3);
+        add("garbage", {.refusedRecord = k, .refusedReply = garbage}, 3);
+        add("slow reply", {.slowRecord = k, .slowAckMs = 1000}, 0);
+        add("too slow", {.slowRecord = k, .slowAckMs = 4000}, 3);
+    }
 
     for (const CompactCase& c : cases) {
         test::TestContext t;
-        CompactModel::Config config{.baud = 115200}; // the rate "P1" names
-        config.mode = c.startInLoader ? CompactModel::Mode::Loader : CompactModel::Mode::Application;
-        CompactModel model(config);
+        using Mode = CompactModel::Mode; // at the rate "P1" names
+        CompactModel model({.baud = 115200, .mode = c.startInLoader ? Mode::Loader : Mode::Application});
         t.serialPorts.addPort(3, &model);
         t.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM3,P1\r\n");
         const std::string path = t.file("app.hex");
@@ -152,8 +146,9 @@ TEST(FaultInjection, CompactFlashEndsWithItsTextAtEveryPhase)
         const double start = t.clock.nowMs();
         const CompactFlashResult r = RunCompactFlash(t.ctx, *port, screen, 3, path);
         const std::string what = std::string("compact ") + c.phase + " " + c.fault;
-        expectEnded(what, r.finished, t.clock.nowMs() - start, t, screen, c.code ? CGPErrorText(c.code) : kSuccess,
-                    !port->portOpen(), screen.timerOn);
+        const std::string ending = c.code ? CGPErrorText(c.code) : kSuccess;
+        expectEnded(what, r.finished, t.clock.nowMs() - start, t, screen, ending, !port->portOpen(),
+                    screen.timerOn);
         EXPECT_EQ(r.errorCode, c.code) << what;
         EXPECT_EQ(t.screens.selected, std::vector<std::string>(c.code == 2, "Preferences")) << what;
     }
@@ -161,57 +156,38 @@ TEST(FaultInjection, CompactFlashEndsWithItsTextAtEveryPhase)
 
 TEST(FaultInjection, WirelessFlashEndsWithItsTextAtEveryPhase)
 {
+    std::vector<WirelessCase> cases{
+        {"connect", "nobody there", true, [](auto&, std::string& a) { a = "127.0.0.99"; }, kRefused},
+        {"connect", "refused", true, wirelessFault(WirelessFault::RefuseConnections), kRefused},
+        {"versions", "silence", false, wirelessFault(WirelessFault::Silent), kTimedOut},
+        {"versions", "garbage", false, wirelessFault(WirelessFault::Garbage), kSuccess},
+        {"versions", "dropped link", false, wirelessFault(WirelessFault::DropMidReply), kClosed},
+        {"loader hand-shake", "garbage", true,
+         wirelessLoader({.badReadyAnswer = "x?!#", .badReadyAnswers = 100}), kTimedOut},
+        {"loader hand-shake", "short reply", true,
+         wirelessLoader({.badReadyAnswer = "??", .badReadyAnswers = 100}), kTimedOut},
+        {"loader hand-shake", "silence after switch", false,
+         wirelessLoader({.silentAfterSwitch = true}), kTimedOut},
+        {"reconnect", "dropped link", true, wirelessLoader({.failReconnect = true}), kRefused},
+    };
     // The closing frame follows the last record without waiting for its
     // "#", and the adapter has the whole image by then: what goes wrong
     // after the end-of-file record is ridden out.
-    auto atRecord = [](int k) {
+    for (int k : {1, kRecords / 2, kEndRecord}) {
         const bool end = k == kEndRecord;
-        return std::vector<WirelessCase>{
-            {"record", "silence", true, [k](WirelessModel& m, auto&) { m.loaderFaults().silentFromRecord = k; },
-             end ? kSuccess : kTimedOut},
-            {"record", "garbage", true, [k](WirelessModel& m, auto&) { m.loaderFaults().refuseRecord = k; },
-             end ? kSuccess : kPowerCycle},
-            {"record", "dropped link", true, [k](WirelessModel& m, auto&) { m.loaderFaults().dropAtRecord = k; },
-             end ? kSuccess : kClosed},
-            {"record", "slow reply", true, [k](WirelessModel& m, auto&) {
-                 m.loaderFaults().slowRecord = k, m.loaderFaults().slowAckUs = 2'000'000;
-             }, kSuccess},
-            {"record", "too slow", true, [k](WirelessModel& m, auto&) {
-                 m.loaderFaults().slowRecord = k, m.loaderFaults().slowAckUs = 20'000'000;
-             }, kTimedOut},
+        auto add = [&](const char* fault, WirelessLoaderFaults f, const std::string& ending) {
+            cases.push_back({end ? "end of file" : "record", fault, true, wirelessLoader(f), ending});
         };
-    };
-    std::vector<WirelessCase> cases{
-        {"connect", "nobody there", true, [](auto&, std::string& a) { a = "127.0.0.99"; }, kRefused},
-        {"connect", "refused", true, [](WirelessModel& m, auto&) { m.setFault(WirelessFault::RefuseConnections); },
-         kRefused},
-        {"versions", "silence", false, [](WirelessModel& m, auto&) { m.setFault(WirelessFault::Silent); }, kTimedOut},
-        {"versions", "garbage", false, [](WirelessModel& m, auto&) { m.setFault(WirelessFault::Garbage); }, kSuccess},
-        {"versions", "dropped link", false, [](WirelessModel& m, auto&) { m.setFault(WirelessFault::DropMidReply); },
-         kClosed},
-        {"loader hand-shake", "garbage", true, [](WirelessModel& m, auto&) {
-             m.loaderFaults().badReadyAnswer = "x?!#", m.loaderFaults().badReadyAnswers = 100;
-         }, kTimedOut},
-        {"loader hand-shake", "short reply", true, [](WirelessModel& m, auto&) {
-             m.loaderFaults().badReadyAnswer = "??", m.loaderFaults().badReadyAnswers = 100;
-         }, kTimedOut},
-        {"loader hand-shake", "silence after switch", false,
-         [](WirelessModel& m, auto&) { m.loaderFaults().silentAfterSwitch = true; }, kTimedOut},
-        {"reconnect", "dropped link", true, [](WirelessModel& m, auto&) { m.loaderFaults().failReconnect = true; },
-         kRefused},
-    };
-    for (int k : {1, kRecords / 2, kEndRecord})
-        for (WirelessCase c : atRecord(k)) {
-            if (k == kEndRecord)
-                c.phase = "end of file";
-            cases.push_back(c);
-        }
+        add("silence", {.silentFromRecord = k}, end ? kSuccess : kTimedOut);
+        add("garbage", {.refuseRecord = k}, end ? kSuccess : kPowerCycle);
+        add("dropped link", {.dropAtRecord = k}, end ? kSuccess : kClosed);
+        add("slow reply", {.slowRecord = k, .slowAckUs = 2'000'000}, kSuccess);
+        add("too slow", {.slowRecord = k, .slowAckUs = 20'000'000}, kTimedOut);
+    }
 
     for (const WirelessCase& c : cases) {
         test::TestContext t;
-        WirelessAdapterConfig config;
-        config.startInLoader = c.startInLoader;
-        WirelessModel model(config);
+        WirelessModel model({.startInLoader = c.startInLoader});
         std::string address = "127.0.0.2";
         t.tcpSockets.addDevice(address, model);
         const std::string path = t.file("wlp.hex");
@@ -227,6 +203,7 @@ TEST(FaultInjection, WirelessFlashEndsWithItsTextAtEveryPhase)
         flash.beginFlash(address, path);
         const bool ended = t.clock.waitUntil([&] { return !flash.active(); }, kBoundMs);
         expectEnded(std::string("wireless ") + c.phase + " " + c.fault, ended && flash.result().finished(),
-                    t.clock.nowMs() - start, t, screen, c.ending, socket->state() == 0, screen.timer->enabled());
+                    t.clock.nowMs() - start, t, screen, c.ending, socket->state() == 0,
+                    screen.timer->enabled());
     }
 }
