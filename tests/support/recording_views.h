@@ -27,8 +27,7 @@ struct RecordedRows final : SummaryView, AdapterTestReport {
     void setMainWindowEnabled(bool on) override { enabled = on; }
     void showConnectingDialog(const std::string&) override { ++dialogs; }
     void unloadConnectingDialog() override { dialogs = dialogs > 0 ? dialogs - 1 : 0; }
-    void showAdapterState(const std::string& text) override { state = text; }
-    std::string state; // the Summary's state row
+    void showAdapterState(const std::string&) override {}
     void SetLabelResult(int16_t index, const std::string&, const std::string& text) override { setRowValue(index, text); }
 
     // Rows `first` to `last` joined by "|", "Not Present" written "NP".
