@@ -71,7 +71,6 @@ TEST_F(CompactFlashTest, LoaderAlreadyRunningFlashesAtWireSpeedOnTimerTicks)
     ASSERT_TRUE(flash.start(3, path));
     EXPECT_TRUE(screen.dialogVisible);
     EXPECT_TRUE(screen.timerOn);
-    EXPECT_EQ(screen.maximum, 6 + 64 + 10); // header and records, then the headroom
     const double transferStartMs = t.clock.nowMs();
     while (flash.transferring() && t.clock.nowMs() < 60'000)
         t.clock.runFor(50);
@@ -83,9 +82,7 @@ TEST_F(CompactFlashTest, LoaderAlreadyRunningFlashesAtWireSpeedOnTimerTicks)
     EXPECT_EQ(r.transferBaud, 57600);
     EXPECT_EQ(screen.exitDialogs, std::vector<std::string>{kSuccess});
     EXPECT_TRUE(t.prompts.boxes().empty());
-    EXPECT_EQ(screen.dialogShows, 1);
-    EXPECT_FALSE(screen.overMaximum);
-    EXPECT_EQ(screen.progress.acknowledged, 65); // the end-of-file record's "#" the last
+    // (The progress it reports: flash_session_test.cpp.)
     // No wake and no switch frame: the loader answered the first burst.
     EXPECT_TRUE(adapter.framesReceived.empty());
     // ":00000001FF" does not pass the end-record test: it went out as data.
