@@ -26,19 +26,20 @@ namespace {
 
 constexpr double kBoundMs = 60'000;
 
-// The boxes these phases may show, by a short name: the missing driver, and
-// the driver error boxes of a failed connect (103) and a failed flash (109)
-// with the codes the driver model gives for these faults.
-std::map<std::string, std::string> knownBoxes()
+// The boxes these phases may show, whole, by a short name: the missing
+// driver, and the driver error boxes of a failed connect (103) and a failed
+// flash (109) with the codes the driver model gives for these faults.
+std::map<std::string, sim::PromptRecord> knownBoxes()
 {
-    std::map<std::string, std::string> known{{"102", LoadResString(102)}};
+    std::map<std::string, sim::PromptRecord> known{{"102", {LoadResString(102), 0, "HVN Linkport Toolkit"}}};
     const std::map<int, std::string> texts{{142, std::string("Hardware not responding\0", 24)},
                                            {230, std::string("Communications device in use\0", 29)},
                                            {777, "Error Code Not Found"}};
     for (int message : {103, 109})
         for (const auto& [code, text] : texts)
-            known[std::to_string(message) + "/" + std::to_string(code)] = LoadResString(message) + "\r\n\r\n"
-                + LoadResString(504) + std::to_string(code) + ":  \r\n" + text;
+            known[std::to_string(message) + "/" + std::to_string(code)] = {
+                LoadResString(message) + "\r\n\r\nError Code # " + std::to_string(code) + ":  \r\n" + text,
+                MsgBoxStyle::Exclamation, "HVN Linkport II"};
     return known;
 }
 
@@ -177,7 +178,7 @@ TEST(FaultInjection, SecondGenerationEndsWithAKnownOutcomeAtEveryPhase)
          "Passed|Passed|Passed|Untested|230"},
     };
 
-    const std::map<std::string, std::string> known = knownBoxes();
+    const auto known = knownBoxes();
     test::FaultTally tally("second-generation adapter");
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.phase) + " / " + c.fault);
@@ -188,8 +189,8 @@ TEST(FaultInjection, SecondGenerationEndsWithAKnownOutcomeAtEveryPhase)
         std::string ending = runCase(r, c.run);
         for (const auto& box : r.t.prompts.boxes()) {
             std::string name = "unknown box: " + box.prompt;
-            for (const auto& [n, text] : known)
-                if (text == box.prompt)
+            for (const auto& [n, record] : known)
+                if (record == box)
                     name = n;
             ending += " +" + name;
         }
@@ -200,6 +201,7 @@ TEST(FaultInjection, SecondGenerationEndsWithAKnownOutcomeAtEveryPhase)
         EXPECT_FALSE(r.driver.core().holdsPort());
         EXPECT_FALSE(RP1210IsConnected(r.t.ctx));
         EXPECT_EQ(r.t.screens.mousePointer, 0);
+        EXPECT_FALSE(r.t.ctx.closeRequested);
         tally.end();
     }
 }

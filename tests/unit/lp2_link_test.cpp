@@ -92,16 +92,9 @@ TEST_F(Lp2Link, DeviceParamsGiveThePort)
     EXPECT_EQ(t.screens.mousePointer, 0);
 }
 
+// (A driver error at the connect, its box whole: the fault table.)
 TEST_F(Lp2Link, ConnectReportsMissingDriverAndDriverErrors)
 {
-    driver.settings().connectErrors["SIP"] = 142;
-    EXPECT_FALSE(LP2ConnectSIP(ctx, "SIP"));
-    const std::string notResponding("Hardware not responding\0", 24);
-    EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{LoadResString(103) + "\r\n\r\nError Code # 142:  \r\n" + notResponding,
-                                               48, "HVN Linkport II"}}));
-    EXPECT_FALSE(ctx.closeRequested);
-
-    t.prompts.clear();
     EXPECT_EQ(LP2ShowRP1210Error(ctx, "Flash failed.", 4711, 1), 1);
     EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{"Flash failed.\r\n\r\nError Code # 4711:  \r\nError Code Not Found", 49,
                                                "HVN Linkport II"}}));
