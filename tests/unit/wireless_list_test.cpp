@@ -119,16 +119,13 @@ TEST(WLPSelectAdapter, WritesTheChoiceInOrderAndFindsTheFirstEqualName)
     EXPECT_EQ(WLPFindSelectedIndex(t.ctx, list), 0);
 }
 
-TEST(WLPDriverVersion, FileVersionOfTheDriverLibraryOrNotPresent)
+// (The version of a driver library that is there: the Summary screen's tests.)
+TEST(WLPDriverVersion, NotPresentWithoutTheDriverLibrary)
 {
     test::TestContext t;
     test::FixedFileVersions reader;
     t.ctx.ports.fileVersions = &reader;
-    const std::string path = t.windowsDirectory() + "\\LPIPRP32.dll";
     EXPECT_EQ(WLPDriverVersion(t.ctx), "Not Present");
-    ASSERT_EQ(reader.asked, Strings{path});
-    reader.files[path] = FixedFileVersion{(2 << 16) | 0, (1 << 16) | 5};
-    EXPECT_EQ(WLPDriverVersion(t.ctx), "2.00.01.05");
 }
 
 // (Whole replies: the wireless flash's version read and the Summary.)
