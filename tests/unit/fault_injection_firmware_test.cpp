@@ -183,7 +183,8 @@ TEST(FaultInjection, FirmwareFilesTheLoaderWouldRefuseAreRefusedBeforeTheAdapter
         EXPECT_TRUE(t.log.contains(LogSubsystem::Flash, "error 4"));
         EXPECT_EQ(cr.errorCode, 4);
         EXPECT_EQ(wr.outcome, WirelessFlashOutcome::CorruptFile);
-        EXPECT_EQ(t.prompts.boxes(), (test::Boxes{{kCorrupt, 48, "HVN Linkport Toolkit"}, {kCorrupt, 16, "Corrupt file"}}));
+        EXPECT_EQ(t.prompts.boxes(),
+                  (test::Boxes{{kCorrupt, 48, "HVN Linkport Toolkit"}, {kCorrupt, 16, "Corrupt file"}}));
         // Back to the ready state with no progress dialog ever shown.
         EXPECT_EQ(compactScreen.readyStates + wirelessScreen.readyStates, 2);
         EXPECT_EQ(compactScreen.dialogShows + wirelessScreen.dialogShows, 0);

@@ -56,8 +56,9 @@ TEST(ShellStartup, EditionComesFromTheSwitchOrTheServiceToolAndDecidesAdapterAnd
         const char* firstScreen;
     } cases[] = {
         {"/clp anything", nullptr, "B&B SIP", 2, "B&B SIP", "-C-", "Summary"},
-        {"/CLP", nullptr, "WLP", 2, "LPII SIP", "L--", "Summary"},     // wireless adapter in the compact edition
-        {" /CLP", nullptr, "B&B SIP", 1, "LPII SIP", "L--", "Summary"}, // compact adapter in the standard edition
+        // A wireless adapter in the compact edition, a compact one in the standard edition.
+        {"/CLP", nullptr, "WLP", 2, "LPII SIP", "L--", "Summary"},
+        {" /CLP", nullptr, "B&B SIP", 1, "LPII SIP", "L--", "Summary"},
         {"x /CLP", nullptr, "WLP", 1, "WLP", "--W", "Summary"},
         {"", nullptr, "", 1, "", "---", "Preferences"},
         {"", "C:\\Tavrel", "B&B SIP", 2, "B&B SIP", "-C-", "Summary"},

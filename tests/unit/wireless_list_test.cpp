@@ -205,8 +205,8 @@ TEST(WirelessAdapterList, EditsAreCheckedAndOnlyTheListsAndTheChoiceAreWritten)
     EXPECT_EQ(test::readFile(file),
               "; the driver's own file\r\n[VendorInformation]\r\nName=LPIP\r\n"
               "[DeviceInformation1]\r\nDeviceName=Van 3\r\nDeviceParams=wlp-van3:12321\r\nSerialNumber=S3\r\n"
-              "[AdditionalDevices]\r\nDeviceNames=van 2;Van 3;\r\nDeviceParams=10.0.0.6:12321;wlp-van3:12321;\r\n"
-              "SerialNumbers=S2;S3;\r\nOther=keep me\r\n");
+              "[AdditionalDevices]\r\nDeviceNames=van 2;Van 3;\r\n"
+              "DeviceParams=10.0.0.6:12321;wlp-van3:12321;\r\nSerialNumbers=S2;S3;\r\nOther=keep me\r\n");
     EXPECT_EQ(t.ctx.g_astrWLPNames, (std::vector<std::string>{"van 2", "Van 3"}));
 
     // An adapter left alone keeps its item as it stands, port and all.
