@@ -2,14 +2,8 @@
 // program's real ports to the adapters it serves, and a stop must leave nothing.
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QProcess>
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -33,6 +27,7 @@
 #include "core/string_table.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
+#include "support/watched_socket.h"
 #include "qt_support/sim_process.h"
 
 using namespace lp;
@@ -43,19 +38,6 @@ namespace {
 
 using lp::test::ScopedEnv;
 using lp::test::SimProcess;
-
-// A plain connect, outside Qt: true when something listens there.
-bool listening(const std::string& address, int port)
-{
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_port = htons(static_cast<uint16_t>(port));
-    inet_pton(AF_INET, address.c_str(), &a.sin_addr);
-    bool ok = connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
-    close(fd);
-    return ok;
-}
 
 // Neither gone nor a zombie that nobody reaps yet.
 bool running(pid_t pid)
@@ -122,24 +104,16 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     ASSERT_TRUE(WLPFillList(ctx, list));
     EXPECT_EQ(ctx.g_astrWLPNames, (std::vector<std::string>{"Demo Unit A", "Demo Unit B"}));
     EXPECT_EQ(ctx.g_astrWLPAddresses, (std::vector<std::string>{"127.0.0.42", "127.0.0.43"}));
-    auto a = sockets.create(), b = sockets.create();
-    Bytes reply;
-    a->setDataArrivalHandler([&](int32_t) {
-        Bytes got = a->getData();
-        reply.insert(reply.end(), got.begin(), got.end());
-    });
-    for (auto* s : {a.get(), b.get()}) {
-        s->setRemoteHost(s == a.get() ? "127.0.0.42" : "127.0.0.43");
-        s->setRemotePort(kWLPTcpPort);
-        ASSERT_TRUE(s->connect());
-    }
-    ASSERT_TRUE(host.waitUntil([&] { return a->state() != 6 && b->state() != 6; }, 5000));
-    EXPECT_EQ(b->state(), 9);
-    ASSERT_EQ(a->state(), 7);
-    a->sendData({0x5E, 0x02, 0x0D, 0x02, 0x91});
-    ASSERT_TRUE(host.waitUntil([&] { return reply.size() >= 8; }, 5000));
-    EXPECT_EQ(WLPParseHexVersion(reply), "03.1F.00");
-    a->close();
+    test::WatchedSocket a(sockets, "127.0.0.42"), b(sockets, "127.0.0.43");
+    ASSERT_TRUE(a.socket->connect());
+    ASSERT_TRUE(b.socket->connect());
+    ASSERT_TRUE(host.waitUntil([&] { return a.socket->state() != 6 && b.socket->state() != 6; }, 5000));
+    EXPECT_EQ(b.socket->state(), 9);
+    ASSERT_EQ(a.socket->state(), 7);
+    a.socket->sendData(test::kAskHexVersion);
+    ASSERT_TRUE(host.waitUntil([&] { return a.data.size() >= 8; }, 5000));
+    EXPECT_EQ(WLPParseHexVersion(a.take()), "03.1F.00");
+    a.socket->close();
     RP1210Disconnect(ctx);
 
     // Ctrl-C: links, listeners and the temporary folder go.
@@ -149,7 +123,9 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     EXPECT_FALSE(fs::is_symlink(fs::path(dosdevices) / "com3"));
     EXPECT_TRUE(fs::is_directory(dosdevices));
     EXPECT_FALSE(fs::exists(fs::path(windir).parent_path()));
-    EXPECT_FALSE(listening("127.0.0.42", kWLPTcpPort));
+    ASSERT_TRUE(a.socket->connect());
+    ASSERT_TRUE(host.waitUntil([&] { return a.socket->state() != 6; }, 5000));
+    EXPECT_EQ(a.socket->state(), 9) << "something still listens on 127.0.0.42";
 }
 
 TEST(LinkportSim, RefusesWhatItCannotDo)
