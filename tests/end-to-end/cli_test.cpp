@@ -50,14 +50,6 @@ std::unique_ptr<lp::sim::DemoSession> simulator(const std::vector<std::string>& 
     return session;
 }
 
-std::string messageTexts(const QJsonObject& json)
-{
-    std::string all;
-    for (const QJsonValue& m : json["messages"].toArray())
-        all += str(m.toObject()["text"]) + "\n";
-    return all;
-}
-
 } // namespace
 
 TEST(Cli, EachAdapterKindReadsAndFlashesItsDemoFile)
@@ -82,7 +74,7 @@ TEST(Cli, EachAdapterKindReadsAndFlashesItsDemoFile)
         EXPECT_EQ(str(summary.json["device_kind"]), k.kind);
         EXPECT_EQ(summaryRow(summary.json, "Hardware Version"), k.hardware) << summary.err;
         const CliRun flash = linkport(home, {demo, "--json", "flash", demoFile(k.file)});
-        EXPECT_EQ(outcome(flash), "0 success") << flash.err << messageTexts(flash.json);
+        EXPECT_EQ(outcome(flash), "0 success") << flash.err << str(flash.json["reason"]);
     }
 
     // The demo's compact adapter is a pty on COM7: its device, and no USB
@@ -116,7 +108,7 @@ TEST(Cli, OlderFileQuestion)
     TempDir home;
     const std::string older = home.file("LP2-older-1.7.apf");
     writeFile(older, "[Hex File Information]\r\nFirmwareVersion=1.7\r\nFirmwareType=Application\r\n"
-                               "ReleaseDate=May 2020\r\nHardwareVersions=2.0,3.0\r\n\r\n:00000001FF\r\n");
+                     "ReleaseDate=May 2020\r\nHardwareVersions=2.0,3.0\r\n\r\n:00000001FF\r\n");
     const QString path = QString::fromStdString(older);
 
     const CliRun no = linkport(home, {"--demo", "--json", "--no", "flash", path});
@@ -327,23 +319,8 @@ TEST(Cli, SettingsFilesAreNeverLeftWorse)
         writeFile(ini, iniBefore);
     }
 
-    // A UTF-16 list is read, and written back in UTF-16.
-    std::string utf16 = "\xFF\xFE";
-    for (char c : iniBefore)
-        utf16 += std::string{c, '\0'};
-    writeFile(ini, utf16);
-    CliRun r = linkport(home, add);
-    ASSERT_EQ(r.code, 0) << str(r.json["error"]);
-    EXPECT_EQ(r.json["adapters"].toArray().size(), 3);
-    const std::string written = readFile(ini);
-    EXPECT_EQ(written.substr(0, 2), "\xFF\xFE");
-    EXPECT_EQ(written.size() % 2, 0u);
-    EXPECT_EQ(written.find("Shop 7"), std::string::npos) << "no 8-bit line after the UTF-16 text";
-    EXPECT_EQ(linkport(home, {"wireless", "list", "--json"}).json["adapters"].toArray().size(), 3);
-    writeFile(ini, iniBefore);
-
     // A port of the adapter not chosen is saved for it; the choice stays.
-    r = linkport(home, {"config", "set", "compact-port", "COM7", "--json"});
+    CliRun r = linkport(home, {"config", "set", "compact-port", "COM7", "--json"});
     EXPECT_EQ(r.code, 0) << str(r.json["error"]);
     r = linkport(home, {"config", "get", "--json"});
     EXPECT_EQ(str(r.json["compact-port"]), "COM7");
@@ -362,11 +339,9 @@ TEST(Cli, SettingsFilesAreNeverLeftWorse)
             EXPECT_EQ(finish(*p).code, 0);
         r = linkport(home, {"config", "get", "--json"});
         EXPECT_EQ(str(r.json["compact-port"]) + "," + str(r.json["compact-rate"]), (port + "," + rate).toStdString());
-        std::string names;
-        for (const QJsonValue& w : linkport(home, {"wireless", "list", "--json"}).json["adapters"].toArray())
-            names += str(w.toObject()["name"]) + ";";
-        EXPECT_NE(names.find(("P" + n + ";").toStdString()), std::string::npos) << names;
-        EXPECT_NE(names.find(("Q" + n + ";").toStdString()), std::string::npos) << names;
+        // The demo's two, and two more each round.
+        r = linkport(home, {"wireless", "list", "--json"});
+        EXPECT_EQ(r.json["adapters"].toArray().size(), 4 + 2 * round);
         EXPECT_EQ(wirelessListProblem(sim->windowsDirectory()), "");
     }
 
@@ -392,48 +367,6 @@ TEST(Cli, SettingsFilesAreNeverLeftWorse)
     }
     std::printf("%d of %d killed adds had written the list (a run takes %d ms)\n", landed, trials, runMs);
     writeFile(ini, iniBefore);
-}
-
-// A bad file is refused with its reason, and the adapter is left as it was
-// found: the Summary that follows still reads it.
-TEST(Cli, BadFirmwareFilesLeaveTheAdapterAsItWasFound)
-{
-    TempDir home;
-    const auto afterLine = [](std::string t, int n) {
-        size_t at = 0;
-        for (int i = 0; i < n; ++i)
-            at = t.find("\r\n", at) + 2;
-        return at;
-    };
-    const struct {
-        const char* name;
-        std::function<std::string(std::string)> edit;
-        const char* reason; // "" for a file that is flashed
-    } variants[] = {
-        {"byte count FF", [&](std::string t) { return t.insert(afterLine(t, 7), ":FF00000001\r\n"); },
-         "line 8: the byte count says 255"},
-        {"header one line short", [&](std::string t) { return t.erase(afterLine(t, 5), 2); }, "line 6:"},
-        {"trailing blanks and lines", [](std::string t) { return t + "  \r\n\r\n"; }, ""},
-    };
-    for (const char* file : {"CompactLinkport-demo-01.08.12.hex", "WirelessLinkport-demo-01.08.12.hex"}) {
-        auto sim = simulator({file[0] == 'C' ? "--compact" : "--wireless", file[0] == 'C' ? "--select=compact"
-                                                                                            : "--select=wireless"});
-        ASSERT_TRUE(sim);
-        for (const auto& v : variants) {
-            SCOPED_TRACE(std::string(file) + " / " + v.name);
-            const std::string path = home.file(v.name + std::string(".hex"));
-            writeFile(path, v.edit(readFile(demoFile(file).toStdString())));
-            const CliRun r = linkport(home, {"--json", "flash", QString::fromStdString(path)});
-            if (*v.reason == '\0') {
-                EXPECT_EQ(outcome(r), "0 success") << r.err << str(r.json["reason"]);
-                continue;
-            }
-            EXPECT_EQ(outcome(r), "1 failure") << r.err;
-            EXPECT_EQ(messageTexts(r.json), "The file is corrupt!  Please select another file and try again.\n");
-            EXPECT_NE(str(r.json["reason"]).find(v.reason), std::string::npos) << str(r.json["reason"]);
-            EXPECT_EQ(linkport(home, {"summary", "--json"}).code, 0) << "the adapter no longer answers";
-        }
-    }
 }
 
 // A flash killed half-way is on record as interrupted, and a log with a
