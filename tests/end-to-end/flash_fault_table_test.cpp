@@ -24,7 +24,6 @@
 #include "ports/host.h"
 #include "qt_support/linkport_process.h"
 #include "qt_support/modal.h"
-#include "qt_support/qt_app.h"
 #include "qt_support/sim_process.h"
 #include "qt_support/stand_in_screen.h"
 #include "support/require.h"
@@ -216,12 +215,12 @@ class FlashScreen : public ::testing::TestWithParam<const Row*> {};
 TEST_P(FlashScreen, BeginFlash)
 {
     const Row& r = *GetParam();
-    qtApp();
     TempDir home;
     Simulator sim(r, 200 + static_cast<int>(&r - kRows));
     LP_REQUIRE(sim.ready, "linkport-sim on a pseudo-terminal: " << sim.process.err);
     const auto env = sim.settings();
-    ScopedEnv log("LINKPORT_FLASH_LOG", home.file("flash-log.jsonl"));
+    const std::string logPath = home.file("flash-log.jsonl");
+    ScopedEnv log("LINKPORT_FLASH_LOG", logPath);
     RealPorts ports;
     sim::ScriptedPrompts prompts;
     Context ctx;
@@ -245,7 +244,6 @@ TEST_P(FlashScreen, BeginFlash)
     host.waitUntil([&] { return !screen->flashRunning(); }, 10000); // a wireless adapter's rows
     const int applicationRow = r.kind == std::string("wireless") ? 4 : 2;
     EXPECT_EQ(screen->adapterRow(applicationRow), r.kind == std::string("lp2") ? "1.8" : "01.07.12");
-    const std::string logPath = home.file("flash-log.jsonl");
     std::string done;
     std::pair<int, int> bar{0, 0}; // the progress dialog's last value and maximum
     QTimer watch;

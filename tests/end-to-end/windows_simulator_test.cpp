@@ -22,7 +22,6 @@
 #include "gap_meter.h"
 #include "linkport_process.h"
 #include "modal.h"
-#include "qt_app.h"
 #include "settings/modRegistry.h"
 #include "support/temp_dir.h"
 #include "support/test_context.h"
@@ -36,11 +35,7 @@ namespace {
 
 constexpr const char* kToolkitKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
 
-bool simulatorRunning()
-{
-    const char* sim = std::getenv("LP_TEST_SIM");
-    return sim && *sim == '1';
-}
+bool simulatorRunning() { return qgetenv("LP_TEST_SIM").startsWith('1'); }
 
 QString besideTests(const char* name) { return QCoreApplication::applicationDirPath() + "/" + name; }
 
@@ -66,7 +61,6 @@ TEST(WindowsSimulator, MainWindowSummaryOfEachAdapterKind)
 {
     if (!simulatorRunning())
         GTEST_SKIP() << "no simulator (LP_TEST_SIM)";
-    test::qtApp();
     for (const Kind& k : kKinds) {
         SCOPED_TRACE(k.word);
         test::TempDir dir;
@@ -137,7 +131,6 @@ TEST(WindowsSimulator, WrongTypeOfSettingsValue)
 {
     if (!simulatorRunning())
         GTEST_SKIP() << "no simulator (LP_TEST_SIM)";
-    test::qtApp();
     test::TempDir home;
     RealPorts ports;
     sim::ScriptedPrompts prompts;
@@ -165,7 +158,6 @@ TEST(WindowsSimulator, WindowStaysResponsiveWhileTheComPortIsSilent)
     const char* silent = std::getenv("LP_TEST_SERIAL_PORT");
     if (!silent)
         GTEST_SKIP() << "LP_TEST_SERIAL_PORT not set: no silent COM port";
-    test::qtApp();
     test::TestContext t;
     QtHost host;
     Win32SerialPorts serial{&t.log};
