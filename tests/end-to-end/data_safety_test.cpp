@@ -37,16 +37,15 @@ using Values = std::array<std::string, kValues>;
 std::string valueName(int i) { return "Value" + std::to_string(i); }
 
 // One round: `text` in every value, each key one atomic replace, registry
-// then INI. False when a write failed.
+// then INI. False when an INI write failed (a failed registry write shows
+// as a missing value).
 bool writeRound(RegFileStore& store, IniProfileFiles& profiles, const std::string& text)
 {
     Context ctx;
     ctx.ports.registry = &store;
-    bool written = true;
-    for (int i = 0; i < kValues; ++i) {
+    for (int i = 0; i < kValues; ++i)
         RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, valueName(i), text.c_str());
-        written &= ctx.g_lngRegResult == ERROR_SUCCESS;
-    }
+    bool written = true;
     for (int i = 0; i < kValues; ++i)
         written &= profiles.writePrivateProfileString("DeviceInformation3", valueName(i), text, kIni);
     return written;

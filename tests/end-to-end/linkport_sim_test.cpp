@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -36,8 +35,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using lp::test::ScopedEnv;
-using lp::test::SimProcess;
+using namespace lp::test;
 
 // Neither gone nor a zombie that nobody reaps yet.
 bool running(pid_t pid)
@@ -174,21 +172,19 @@ TEST(LinkportSim, PrintEnvHandsTheSettingsToAShellAndRunsOn)
     test::writeFile(dir.file("run.sh"), script);
     SimProcess shell({dir.file("run.sh")}, "/bin/sh");
     ASSERT_EQ(shell.finish(10000), 0) << "eval waits for the simulator's end, or it failed: " << shell.err;
-    std::vector<std::string> lines;
-    std::istringstream text(shell.out);
-    for (std::string line; std::getline(text, line);)
-        lines.push_back(line);
-    ASSERT_EQ(lines.size(), 3u) << shell.out;
-    const pid_t pid = static_cast<pid_t>(std::atoi(lines[2].c_str()));
+    const QStringList lines = QString::fromStdString(shell.out).split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 3) << shell.out;
+    const pid_t pid = static_cast<pid_t>(lines[2].toInt());
     ASSERT_GT(pid, 0);
-    EXPECT_TRUE(fs::is_symlink(fs::path(lines[0]) / "com9"));
-    EXPECT_EQ(prevAdapter(lines[1]), "B&B SIP");
+    const std::string dosdevices = lines[0].toStdString();
+    EXPECT_TRUE(fs::is_symlink(fs::path(dosdevices) / "com9"));
+    EXPECT_EQ(prevAdapter(lines[1].toStdString()), "B&B SIP");
 
     kill(pid, SIGTERM);
     for (int i = 0; i < 100 && running(pid); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_FALSE(running(pid));
-    EXPECT_FALSE(fs::exists(fs::symlink_status(lines[0])));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(dosdevices)));
 }
 
 TEST(DemoSession, PutsBackWhatItReplacedAndKeepsTheUsersSettings)
@@ -270,10 +266,9 @@ TEST(DemoSession, EachDemoHasItsOwnAddressesAndEndsOnTheFirstSignal)
         runtime("XDG_RUNTIME_DIR", home.path()), qpa("QT_QPA_PLATFORM", "offscreen");
 
     // Another demo holds the usual addresses: this one takes others at once.
-    DemoOptions other;
-    other.wireless = {demoWirelessAdapter("127.0.0.2", 0), demoWirelessAdapter("127.0.0.3", 1)};
-    other.setEnvironment = false;
-    other.takeFreeAddresses = true; // other programs may be using them too
+    // (Free addresses: other programs may be using the usual ones too.)
+    DemoOptions other{.wireless = {demoWirelessAdapter("127.0.0.2", 0), demoWirelessAdapter("127.0.0.3", 1)},
+                      .setEnvironment = false, .takeFreeAddresses = true};
     std::string error;
     auto held = startDemo(other, error);
     ASSERT_TRUE(held) << error;

@@ -128,12 +128,8 @@ TEST(UsbSerialOnPty, PortLockLowLatencyAndTheConvertersTurnaround)
 
 TEST(UsbSerialOnPty, ALineThatGoesAwayEndsTheWorkAtOnce)
 {
-    struct Case {
-        const char* when;
-        bool flash;
-    };
-    for (const Case c : {Case{"mid-flash", true}, Case{"mid-read", false}}) {
-        SCOPED_TRACE(c.when);
+    for (const bool midFlash : {true, false}) {
+        SCOPED_TRACE(midFlash ? "mid-flash" : "mid-read");
         CompactModel adapter({.baud = 115200});
         PtyBridge bridge(adapter);
         bridge.setFollowProgramOpens(true);
@@ -155,7 +151,7 @@ TEST(UsbSerialOnPty, ALineThatGoesAwayEndsTheWorkAtOnce)
         };
         std::chrono::steady_clock::time_point pulled;
         test::RecordedRows rows;
-        if (c.flash) {
+        if (midFlash) {
             test::RecordingCompactScreen screen;
             CompactFlash flash(real.ctx, *connection, screen);
             screen.drive(real.host, flash);
