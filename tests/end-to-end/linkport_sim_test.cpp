@@ -71,8 +71,7 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     ScopedEnv env("LINKPORT_DOSDEVICES", dosdevices);
 
     test::QtSerialContext real(windir);
-    QtHost& host = real.host;
-    QtTcpSockets sockets(&host);
+    QtTcpSockets sockets(&real.host);
     Rp1210Library library("LP2RP32", [&] { return windir; }, &real.log);
     Context& ctx = real.ctx;
     ctx.ports.rp1210 = &library;
@@ -105,11 +104,11 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     test::WatchedSocket a(sockets, "127.0.0.42"), b(sockets, "127.0.0.43");
     ASSERT_TRUE(a.socket->connect());
     ASSERT_TRUE(b.socket->connect());
-    ASSERT_TRUE(host.waitUntil([&] { return a.socket->state() != 6 && b.socket->state() != 6; }, 5000));
+    ASSERT_TRUE(real.host.waitUntil([&] { return a.socket->state() != 6 && b.socket->state() != 6; }, 5000));
     EXPECT_EQ(b.socket->state(), 9);
     ASSERT_EQ(a.socket->state(), 7);
     a.socket->sendData(test::kAskHexVersion);
-    ASSERT_TRUE(host.waitUntil([&] { return a.data.size() >= 8; }, 5000));
+    ASSERT_TRUE(real.host.waitUntil([&] { return a.data.size() >= 8; }, 5000));
     EXPECT_EQ(WLPParseHexVersion(a.take()), "03.1F.00");
     a.socket->close();
     RP1210Disconnect(ctx);
@@ -122,7 +121,7 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     EXPECT_TRUE(fs::is_directory(dosdevices));
     EXPECT_FALSE(fs::exists(fs::path(windir).parent_path()));
     ASSERT_TRUE(a.socket->connect());
-    ASSERT_TRUE(host.waitUntil([&] { return a.socket->state() != 6; }, 5000));
+    ASSERT_TRUE(real.host.waitUntil([&] { return a.socket->state() != 6; }, 5000));
     EXPECT_EQ(a.socket->state(), 9) << "something still listens on 127.0.0.42";
 }
 
@@ -228,16 +227,12 @@ TEST(DemoSession, AStartRemovesTheFoldersOfKilledSessionsOnly)
 {
     test::TempDir dir, tmp;
     ScopedEnv tmpdir("TMPDIR", tmp.path());
-    auto demoFolders = [&] {
-        std::vector<std::string> found;
-        for (const auto& entry : fs::directory_iterator(tmp.path()))
-            if (entry.path().filename().string().rfind("linkport-sim-", 0) == 0)
-                found.push_back(entry.path().string());
-        return found;
-    };
     SimProcess killed({"--compact=COM9", "--dosdevices", dir.file("dos")});
     ASSERT_TRUE(killed.readUntil("LINKPORT_DOSDEVICES=")) << killed.err;
-    const std::vector<std::string> left = demoFolders();
+    std::vector<std::string> left; // its session's folder
+    for (const auto& entry : fs::directory_iterator(tmp.path()))
+        if (entry.path().filename().string().rfind("linkport-sim-", 0) == 0)
+            left.push_back(entry.path().string());
     ASSERT_EQ(left.size(), 1u);
     killed.signal(SIGKILL);
     killed.finish();
