@@ -3,7 +3,6 @@
 // checks run in child processes, so a kill or a memory peak is the child's.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -21,6 +20,7 @@
 #include "platform/ini_profile_files.h"
 #include "platform/reg_document.h"
 #include "platform/reg_file_store.h"
+#include "settings/modRegistry.h"
 #include "support/temp_dir.h"
 
 using namespace lp;
@@ -30,93 +30,85 @@ namespace {
 
 constexpr const char* kKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
 constexpr int kValues = 4;
+constexpr int kMixed = -1000;
+constexpr const char* kIni = "CLPRP32.INI";
+using Values = std::array<std::string, kValues>;
 
 std::string valueName(int i) { return "Value" + std::to_string(i); }
 
-void setRegistryValue(RegFileStore& store, const std::string& name, const std::string& text)
+// One round: `text` in every value, each key one atomic replace, registry
+// then INI. False when an INI write failed (a failed registry write shows
+// as a missing value).
+bool writeRound(RegFileStore& store, IniProfileFiles& profiles, const std::string& text)
 {
-    HKEY h = 0;
-    if (store.regCreateKey(HKEY_LOCAL_MACHINE, kKey, h) != ERROR_SUCCESS)
-        return;
-    store.regSetValueEx(h, name, REG_SZ, reinterpret_cast<const uint8_t*>(text.c_str()),
-                        static_cast<uint32_t>(text.size() + 1));
-    store.regCloseKey(h);
+    Context ctx;
+    ctx.ports.registry = &store;
+    for (int i = 0; i < kValues; ++i)
+        RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kKey, valueName(i), text.c_str());
+    bool written = true;
+    for (int i = 0; i < kValues; ++i)
+        written &= profiles.writePrivateProfileString("DeviceInformation3", valueName(i), text, kIni);
+    return written;
 }
 
-// The child: writes round after round of values, each key one atomic
-// replace, registry then INI, until it is killed.
+// The child: writes round after round until it is killed.
 [[noreturn]] void writeForever(const std::string& registryFile, const std::string& windowsDir, int trial)
 {
     alarm(10); // a parent that died must not leave us running
     RegFileStore store(registryFile);
     IniProfileFiles profiles(windowsDir);
-    for (int round = 0;; ++round) {
-        const std::string text = "t" + std::to_string(trial) + "-" + std::to_string(round);
-        for (int i = 0; i < kValues; ++i)
-            setRegistryValue(store, valueName(i), text);
-        for (int i = 0; i < kValues; ++i)
-            profiles.writePrivateProfileString("DeviceInformation3", valueName(i), text, "CLPRP32.INI");
-    }
-}
-
-// The round a value belongs to: -1 for the value the trial started from.
-int roundOf(const std::string& value, const std::string& before, int trial)
-{
-    if (value == before)
-        return -1;
-    const std::string prefix = "t" + std::to_string(trial) + "-";
-    if (value.rfind(prefix, 0) != 0)
-        return -1000; // neither old nor new
-    return std::atoi(value.c_str() + prefix.size());
+    for (int round = 0;; ++round)
+        writeRound(store, profiles, "t" + std::to_string(trial) + "-" + std::to_string(round));
 }
 
 // Keys are written in order, so a whole file holds round r in its first keys
-// and round r - 1 in the rest: anything else is a mixed file.
-bool roundsAreConsistent(const std::array<int, kValues>& rounds)
+// and round r - 1 in the rest, the value a key had before the trial counting
+// as round -1. Gives the first key's round, or kMixed for anything else.
+int roundOfFile(const Values& now, const Values& before, int trial)
 {
-    for (int i = 1; i < kValues; ++i)
-        if (rounds[i] > rounds[i - 1] || rounds[i] < -1)
-            return false;
-    return rounds[0] >= -1 && rounds[0] - rounds[kValues - 1] <= 1;
+    const std::string prefix = "t" + std::to_string(trial) + "-";
+    std::array<int, kValues> rounds{};
+    for (int i = 0; i < kValues; ++i) {
+        if (now[i] == before[i])
+            rounds[i] = -1;
+        else if (now[i].rfind(prefix, 0) == 0)
+            rounds[i] = std::atoi(now[i].c_str() + prefix.size());
+        else
+            return kMixed; // neither old nor new
+        if (i > 0 && rounds[i] > rounds[i - 1])
+            return kMixed;
+    }
+    return rounds[0] - rounds[kValues - 1] <= 1 ? rounds[0] : kMixed;
 }
 
-struct Peak {
-    FirmwareFileFault fault = FirmwareFileFault::None;
-    long baselineKb = 0;
-    long peakKb = 0;
-    bool finished = false;
-};
-
-// Runs the whole-file check in a child and reports its result and how far
-// its resident memory grew during the check.
-Peak checkInChild(const std::string& path)
+// Runs the whole-file check in a child: the fault it found (-2 when the
+// child told nothing) and the child's peak resident memory before and after
+// the check, in kB.
+std::array<long, 3> checkInChild(const std::string& path)
 {
+    std::array<long, 3> result{-2, 0, 0};
     int fds[2];
     if (pipe(fds) != 0)
-        return {};
-    pid_t pid = fork();
+        return result;
+    const pid_t pid = fork();
     if (pid == 0) {
-        close(fds[0]);
         alarm(120);
-        rusage before{};
-        getrusage(RUSAGE_SELF, &before);
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        result = {-1, usage.ru_maxrss, 0};
         FirmwareLineReader reader;
-        long result[3] = {-1, before.ru_maxrss, 0};
         if (reader.open(path))
             result[0] = static_cast<long>(CheckFirmwareFile(reader).fault);
-        rusage after{};
-        getrusage(RUSAGE_SELF, &after);
-        result[2] = after.ru_maxrss;
-        (void)!write(fds[1], result, sizeof result);
+        getrusage(RUSAGE_SELF, &usage);
+        result[2] = usage.ru_maxrss;
+        (void)!write(fds[1], result.data(), sizeof result);
         _exit(0);
     }
     close(fds[1]);
-    long result[3] = {};
-    const bool finished = read(fds[0], result, sizeof result) == static_cast<ssize_t>(sizeof result);
+    (void)!read(fds[0], result.data(), sizeof result); // one write under PIPE_BUF: whole or nothing
     close(fds[0]);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return {static_cast<FirmwareFileFault>(result[0]), result[1], result[2], finished};
+    waitpid(pid, nullptr, 0);
+    return result;
 }
 
 const std::string kHeader = "[Hex File Information]\r\nFirmwareVersion=1.8\r\nFirmwareType=B&B SIP\r\n"
@@ -129,19 +121,15 @@ TEST(DataSafety, WritersKilledAtRandomLeaveEachFileWholeWithOldOrNewValues)
 {
     TempDir dir;
     const std::string registryFile = dir.file("registry.reg");
-    const std::string windowsDir = dir.path();
-    const std::string iniFile = dir.file("CLPRP32.INI");
+    const std::string iniFile = dir.file(kIni);
     writeFile(iniFile, "; kept by hand\r\n[VendorInformation]\r\nName=Halvorn\r\n\r\n[DeviceInformation3]\r\n");
+    IniProfileFiles reader(dir.path());
     {
         RegFileStore store(registryFile);
-        for (int i = 0; i < kValues; ++i)
-            setRegistryValue(store, valueName(i), "start");
+        ASSERT_TRUE(writeRound(store, reader, "start"));
     }
-    IniProfileFiles reader(windowsDir);
-    for (int i = 0; i < kValues; ++i)
-        ASSERT_TRUE(reader.writePrivateProfileString("DeviceInformation3", valueName(i), "start", "CLPRP32.INI"));
 
-    std::array<std::string, kValues> regBefore, iniBefore;
+    Values regBefore, iniBefore;
     regBefore.fill("start");
     iniBefore.fill("start");
     std::mt19937 random(20261121);
@@ -149,40 +137,33 @@ TEST(DataSafety, WritersKilledAtRandomLeaveEachFileWholeWithOldOrNewValues)
     const int trials = 200;
     int trialsThatWrote = 0;
     for (int trial = 0; trial < trials; ++trial) {
+        SCOPED_TRACE(trial);
         pid_t pid = fork();
         ASSERT_GE(pid, 0);
         if (pid == 0)
-            writeForever(registryFile, windowsDir, trial);
+            writeForever(registryFile, dir.path(), trial);
         std::this_thread::sleep_for(std::chrono::microseconds(killAfterUs(random)));
         kill(pid, SIGKILL);
         int status = 0;
         waitpid(pid, &status, 0);
-        ASSERT_TRUE(WIFSIGNALED(status)) << "trial " << trial;
+        ASSERT_TRUE(WIFSIGNALED(status));
 
         RegDocument doc = RegDocument::parse(readFile(registryFile));
-        ASSERT_TRUE(doc.hasHeader()) << "trial " << trial;
-        std::array<int, kValues> regRounds{}, iniRounds{};
-        std::array<std::string, kValues> regNow, iniNow;
+        ASSERT_TRUE(doc.hasHeader());
+        Values regNow, iniNow;
         for (int i = 0; i < kValues; ++i) {
             const RegData* v = doc.findValue(kKey, valueName(i));
-            ASSERT_TRUE(v && !v->bytes.empty()) << "trial " << trial << " " << valueName(i);
+            ASSERT_TRUE(v && !v->bytes.empty()) << valueName(i);
             regNow[i] = v->bytes.substr(0, v->bytes.size() - 1);
-            regRounds[i] = roundOf(regNow[i], regBefore[i], trial);
-            std::string out;
-            reader.getPrivateProfileString("DeviceInformation3", valueName(i), "<missing>", out, 256,
-                                           "CLPRP32.INI");
-            iniNow[i] = out;
-            iniRounds[i] = roundOf(out, iniBefore[i], trial);
+            reader.getPrivateProfileString("DeviceInformation3", valueName(i), "-", iniNow[i], 256, kIni);
         }
-        ASSERT_TRUE(roundsAreConsistent(regRounds)) << "trial " << trial << " registry " << regNow[0] << " "
-                                                    << regNow[kValues - 1];
-        ASSERT_TRUE(roundsAreConsistent(iniRounds)) << "trial " << trial << " INI " << iniNow[0] << " "
-                                                    << iniNow[kValues - 1];
+        const int regRound = roundOfFile(regNow, regBefore, trial);
+        ASSERT_NE(regRound, kMixed) << "registry " << regNow[0] << " " << regNow[3];
+        ASSERT_NE(roundOfFile(iniNow, iniBefore, trial), kMixed) << "INI " << iniNow[0] << " " << iniNow[3];
         std::string name;
-        ASSERT_EQ(reader.getPrivateProfileString("VendorInformation", "Name", "", name, 64, "CLPRP32.INI"), 7u);
-        ASSERT_EQ(readFile(iniFile).rfind("; kept by hand\r\n", 0), 0u) << "trial " << trial;
-        if (regRounds[0] >= 0)
-            ++trialsThatWrote;
+        ASSERT_EQ(reader.getPrivateProfileString("VendorInformation", "Name", "", name, 64, kIni), 7u);
+        ASSERT_EQ(readFile(iniFile).rfind("; kept by hand\r\n", 0), 0u);
+        trialsThatWrote += regRound >= 0;
         regBefore = regNow;
         iniBefore = iniNow;
     }
@@ -205,13 +186,13 @@ TEST(DataSafety, HugeFirmwareFilesAreRefusedInBoundedMemory)
     writeFile(longLine, kHeader + ":" + std::string(10'000'000, 'A') + "\r\n:00000001FF\r\n");
 
     for (const std::string& path : {huge, longLine}) {
-        Peak peak = checkInChild(path);
-        ASSERT_TRUE(peak.finished) << path;
-        EXPECT_EQ(peak.fault, FirmwareFileFault::LineTooLong) << path;
+        SCOPED_TRACE(path);
+        const auto [fault, baselineKb, peakKb] = checkInChild(path);
+        EXPECT_EQ(fault, static_cast<long>(FirmwareFileFault::LineTooLong));
         // Reading the whole file would cost at least its size.
-        EXPECT_LT(peak.peakKb - peak.baselineKb, 8 * 1024) << path;
-        RecordProperty(path.substr(path.rfind('/') + 1) + "_peak_growth_kb", peak.peakKb - peak.baselineKb);
-        std::printf("%s: peak RSS %ld kB, growth during the check %ld kB\n", path.c_str(), peak.peakKb,
-                    peak.peakKb - peak.baselineKb);
+        EXPECT_LT(peakKb - baselineKb, 8 * 1024);
+        RecordProperty(path.substr(path.rfind('/') + 1) + "_peak_growth_kb", peakKb - baselineKb);
+        std::printf("%s: peak RSS %ld kB, growth during the check %ld kB\n", path.c_str(), peakKb,
+                    peakKb - baselineKb);
     }
 }

@@ -8,6 +8,7 @@
 
 #include <QJsonArray>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QTimer>
 
@@ -23,13 +24,13 @@
 #include "ports/host.h"
 #include "qt_support/linkport_process.h"
 #include "qt_support/modal.h"
-#include "qt_support/qt_app.h"
 #include "qt_support/sim_process.h"
 #include "qt_support/stand_in_screen.h"
 #include "support/require.h"
 #include "support/scoped_env.h"
 #include "ui/dialogs/frmDownloadProgress.h"
 #include "ui/dialogs/frmExitReturnDialog.h"
+#include "ui/dialogs/frmSelectFile.h"
 #include "ui/frmParent.h"
 #include "ui/screens/frmFlash.h"
 
@@ -53,7 +54,7 @@ struct Row {
     double lateBy = 0;    // seconds beyond the adapter's fault-free row
     bool gui = false;     // the flash screen runs it too
 };
-void PrintTo(const Row& r, std::ostream* out) { *out << r.name; }
+void PrintTo(const Row* r, std::ostream* out) { *out << r->name; }
 
 constexpr int kFile = 17; // the demo HEX files' records, the end-of-file record included
 const char* const kDone = "Flash Completed Successfully!";
@@ -117,19 +118,19 @@ void expectLogged(const std::string& path, const Row& r, const char* source)
 }
 
 // linkport-sim with the row's adapter and fault, a wireless one on 127.0.0.<address>.
-std::vector<std::string> simArguments(const Row& r, int address)
-{
-    std::vector<std::string> args{"--" + std::string(r.kind), "--select", r.kind};
-    if (r.kind == std::string("wireless"))
-        args[0] += "=127.0.0." + std::to_string(address);
-    if (*r.fault)
-        args.push_back(r.fault);
-    return args;
-}
-
 struct Simulator {
-    Simulator(const Row& r, int address) : process(simArguments(r, address)), ready(process.readUntil("press Ctrl-C"))
+    Simulator(const Row& r, int address)
+        : process(arguments(r, address)), ready(process.readUntil("press Ctrl-C"))
     {
+    }
+    static std::vector<std::string> arguments(const Row& r, int address)
+    {
+        std::vector<std::string> args{"--" + std::string(r.kind), "--select", r.kind};
+        if (r.kind == std::string("wireless"))
+            args[0] += "=127.0.0." + std::to_string(address);
+        if (*r.fault)
+            args.push_back(r.fault);
+        return args;
     }
     // The program's settings lead to the simulator while the result lives.
     std::vector<std::unique_ptr<ScopedEnv>> settings() const
@@ -143,6 +144,7 @@ struct Simulator {
     bool ready;
 };
 
+// A row of the command line's table: its simulator, and linkport running against it.
 struct CliRow {
     const Row& row;
     Simulator sim;
@@ -189,8 +191,9 @@ TEST(FlashFaultTable, EveryFaultFromTheCommandLine)
     for (auto& c : rows) {
         const Row& r = c->row;
         SCOPED_TRACE(r.name);
-        if (r.lateBy > 0) // a late answer shows in the attempt's time
+        if (r.lateBy > 0) { // a late answer shows in the attempt's time
             EXPECT_GE(seconds[r.name] - seconds[r.kind], r.lateBy * 0.9);
+        }
         if (!c->running)
             continue;
         const CliRun summary = finish(*c->running);
@@ -207,20 +210,17 @@ TEST(FlashFaultTable, EveryFaultFromTheCommandLine)
 }
 
 // The flash screen in the main window over the program's real ports.
-class FlashScreen : public ::testing::TestWithParam<Row> {};
+class FlashScreen : public ::testing::TestWithParam<const Row*> {};
 
 TEST_P(FlashScreen, BeginFlash)
 {
-    const Row& r = GetParam();
-    qtApp();
+    const Row& r = *GetParam();
     TempDir home;
-    int index = 0;
-    while (kRows[index].name != std::string(r.name))
-        ++index;
-    Simulator sim(r, 200 + index);
+    Simulator sim(r, 200 + static_cast<int>(&r - kRows));
     LP_REQUIRE(sim.ready, "linkport-sim on a pseudo-terminal: " << sim.process.err);
     const auto env = sim.settings();
-    ScopedEnv log("LINKPORT_FLASH_LOG", home.file("flash-log.jsonl"));
+    const std::string logPath = home.file("flash-log.jsonl");
+    ScopedEnv log("LINKPORT_FLASH_LOG", logPath);
     RealPorts ports;
     sim::ScriptedPrompts prompts;
     Context ctx;
@@ -229,18 +229,21 @@ TEST_P(FlashScreen, BeginFlash)
     options.screens.children["Summary"] = [](Context& c, MainWindow& m) -> ChildScreen* {
         return new StandInScreen(c, m, "Summary", "frmVersion", "Summary");
     };
-    options.screens.children["Application Flash"] = [&r](Context& c, MainWindow& m) -> ChildScreen* {
-        return new frmFlash(c, m, {.selectFile = [&r](frmFlash& s) { s.SetFileName(demoFile(r.kind)); }});
-    };
     ctx.commandLine = r.kind == std::string("compact") ? "/CLP" : "";
     auto main = std::make_unique<frmParent>(ctx, std::move(options));
     main->MDIForm_Load();
-    main->SelectScreen("Application Flash");
+    // No file is chosen yet: the flash screen opens the select-file dialog by itself.
+    const auto choose = [&r](frmSelectFile& d) {
+        d.findChild<QLineEdit*>("txtFileName")->setText(QString::fromStdString(demoFile(r.kind)));
+        d.cmdOK_Click();
+    };
+    ASSERT_EQ(withModal<frmSelectFile>([&] { main->SelectScreen("Application Flash"); }, choose, 20), 1);
     auto* screen = qobject_cast<frmFlash*>(main->activeChild());
     ASSERT_NE(screen, nullptr);
     Host& host = *ctx.ports.host;
     host.waitUntil([&] { return !screen->flashRunning(); }, 10000); // a wireless adapter's rows
-    const std::string logPath = home.file("flash-log.jsonl");
+    const int applicationRow = r.kind == std::string("wireless") ? 4 : 2;
+    EXPECT_EQ(screen->adapterRow(applicationRow), r.kind == std::string("lp2") ? "1.8" : "01.07.12");
     std::string done;
     std::pair<int, int> bar{0, 0}; // the progress dialog's last value and maximum
     QTimer watch;
@@ -261,29 +264,30 @@ TEST_P(FlashScreen, BeginFlash)
     expectLogged(logPath, r, "gui");
     // The bar fills on the last record's "#" and stays up through the
     // restart and read-back; the driver's flash is one call, too quick to see.
-    if (r.kind != std::string("lp2"))
+    if (r.kind != std::string("lp2")) {
         EXPECT_EQ(bar.first == bar.second && bar.second > 0, r.ending[2] == 's') << bar.first << "/" << bar.second;
+    }
     const std::string ending = r.ending[2] == 's' ? done : prompts.boxes().empty() ? "" : prompts.boxes().back().prompt;
     EXPECT_NE(ending.find(r.message), std::string::npos) << ending;
     if (r.readBack == std::string("verified")) {
         EXPECT_TRUE(prompts.boxes().empty());
-        EXPECT_EQ(screen->adapterRow(r.kind == std::string("wireless") ? 4 : 2), r.after);
+        EXPECT_EQ(screen->adapterRow(applicationRow), r.after);
     }
     main.reset();
     flushPosted();
 }
 
-std::vector<Row> screenRows()
+std::vector<const Row*> screenRows()
 {
-    std::vector<Row> rows;
+    std::vector<const Row*> rows;
     for (const Row& r : kRows)
         if (r.gui)
-            rows.push_back(r);
+            rows.push_back(&r);
     return rows;
 }
 
 INSTANTIATE_TEST_SUITE_P(FlashFaultTable, FlashScreen, ::testing::ValuesIn(screenRows()),
-                         [](const ::testing::TestParamInfo<Row>& info) { return std::string(info.param.name); });
+                         [](const auto& info) { return std::string(info.param->name); });
 
 } // namespace
 

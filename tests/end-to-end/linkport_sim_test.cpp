@@ -2,20 +2,13 @@
 // program's real ports to the adapters it serves, and a stop must leave nothing.
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QProcess>
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -33,6 +26,7 @@
 #include "core/string_table.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
+#include "support/watched_socket.h"
 #include "qt_support/sim_process.h"
 
 using namespace lp;
@@ -41,21 +35,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using lp::test::ScopedEnv;
-using lp::test::SimProcess;
-
-// A plain connect, outside Qt: true when something listens there.
-bool listening(const std::string& address, int port)
-{
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_port = htons(static_cast<uint16_t>(port));
-    inet_pton(AF_INET, address.c_str(), &a.sin_addr);
-    bool ok = connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
-    close(fd);
-    return ok;
-}
+using namespace lp::test;
 
 // Neither gone nor a zombie that nobody reaps yet.
 bool running(pid_t pid)
@@ -91,8 +71,7 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     ScopedEnv env("LINKPORT_DOSDEVICES", dosdevices);
 
     test::QtSerialContext real(windir);
-    QtHost& host = real.host;
-    QtTcpSockets sockets(&host);
+    QtTcpSockets sockets(&real.host);
     Rp1210Library library("LP2RP32", [&] { return windir; }, &real.log);
     Context& ctx = real.ctx;
     ctx.ports.rp1210 = &library;
@@ -122,24 +101,16 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     ASSERT_TRUE(WLPFillList(ctx, list));
     EXPECT_EQ(ctx.g_astrWLPNames, (std::vector<std::string>{"Demo Unit A", "Demo Unit B"}));
     EXPECT_EQ(ctx.g_astrWLPAddresses, (std::vector<std::string>{"127.0.0.42", "127.0.0.43"}));
-    auto a = sockets.create(), b = sockets.create();
-    Bytes reply;
-    a->setDataArrivalHandler([&](int32_t) {
-        Bytes got = a->getData();
-        reply.insert(reply.end(), got.begin(), got.end());
-    });
-    for (auto* s : {a.get(), b.get()}) {
-        s->setRemoteHost(s == a.get() ? "127.0.0.42" : "127.0.0.43");
-        s->setRemotePort(kWLPTcpPort);
-        ASSERT_TRUE(s->connect());
-    }
-    ASSERT_TRUE(host.waitUntil([&] { return a->state() != 6 && b->state() != 6; }, 5000));
-    EXPECT_EQ(b->state(), 9);
-    ASSERT_EQ(a->state(), 7);
-    a->sendData({0x5E, 0x02, 0x0D, 0x02, 0x91});
-    ASSERT_TRUE(host.waitUntil([&] { return reply.size() >= 8; }, 5000));
-    EXPECT_EQ(WLPParseHexVersion(reply), "03.1F.00");
-    a->close();
+    test::WatchedSocket a(sockets, "127.0.0.42"), b(sockets, "127.0.0.43");
+    ASSERT_TRUE(a.socket->connect());
+    ASSERT_TRUE(b.socket->connect());
+    ASSERT_TRUE(real.host.waitUntil([&] { return a.socket->state() != 6 && b.socket->state() != 6; }, 5000));
+    EXPECT_EQ(b.socket->state(), 9);
+    ASSERT_EQ(a.socket->state(), 7);
+    a.socket->sendData(test::kAskHexVersion);
+    ASSERT_TRUE(real.host.waitUntil([&] { return a.data.size() >= 8; }, 5000));
+    EXPECT_EQ(WLPParseHexVersion(a.take()), "03.1F.00");
+    a.socket->close();
     RP1210Disconnect(ctx);
 
     // Ctrl-C: links, listeners and the temporary folder go.
@@ -149,7 +120,9 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     EXPECT_FALSE(fs::is_symlink(fs::path(dosdevices) / "com3"));
     EXPECT_TRUE(fs::is_directory(dosdevices));
     EXPECT_FALSE(fs::exists(fs::path(windir).parent_path()));
-    EXPECT_FALSE(listening("127.0.0.42", kWLPTcpPort));
+    ASSERT_TRUE(a.socket->connect());
+    ASSERT_TRUE(real.host.waitUntil([&] { return a.socket->state() != 6; }, 5000));
+    EXPECT_EQ(a.socket->state(), 9) << "something still listens on 127.0.0.42";
 }
 
 TEST(LinkportSim, RefusesWhatItCannotDo)
@@ -198,21 +171,19 @@ TEST(LinkportSim, PrintEnvHandsTheSettingsToAShellAndRunsOn)
     test::writeFile(dir.file("run.sh"), script);
     SimProcess shell({dir.file("run.sh")}, "/bin/sh");
     ASSERT_EQ(shell.finish(10000), 0) << "eval waits for the simulator's end, or it failed: " << shell.err;
-    std::vector<std::string> lines;
-    std::istringstream text(shell.out);
-    for (std::string line; std::getline(text, line);)
-        lines.push_back(line);
-    ASSERT_EQ(lines.size(), 3u) << shell.out;
-    const pid_t pid = static_cast<pid_t>(std::atoi(lines[2].c_str()));
+    const QStringList lines = QString::fromStdString(shell.out).split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 3) << shell.out;
+    const pid_t pid = static_cast<pid_t>(lines[2].toInt());
     ASSERT_GT(pid, 0);
-    EXPECT_TRUE(fs::is_symlink(fs::path(lines[0]) / "com9"));
-    EXPECT_EQ(prevAdapter(lines[1]), "B&B SIP");
+    const std::string dosdevices = lines[0].toStdString();
+    EXPECT_TRUE(fs::is_symlink(fs::path(dosdevices) / "com9"));
+    EXPECT_EQ(prevAdapter(lines[1].toStdString()), "B&B SIP");
 
     kill(pid, SIGTERM);
     for (int i = 0; i < 100 && running(pid); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_FALSE(running(pid));
-    EXPECT_FALSE(fs::exists(fs::symlink_status(lines[0])));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(dosdevices)));
 }
 
 TEST(DemoSession, PutsBackWhatItReplacedAndKeepsTheUsersSettings)
@@ -256,16 +227,12 @@ TEST(DemoSession, AStartRemovesTheFoldersOfKilledSessionsOnly)
 {
     test::TempDir dir, tmp;
     ScopedEnv tmpdir("TMPDIR", tmp.path());
-    auto demoFolders = [&] {
-        std::vector<std::string> found;
-        for (const auto& entry : fs::directory_iterator(tmp.path()))
-            if (entry.path().filename().string().rfind("linkport-sim-", 0) == 0)
-                found.push_back(entry.path().string());
-        return found;
-    };
     SimProcess killed({"--compact=COM9", "--dosdevices", dir.file("dos")});
     ASSERT_TRUE(killed.readUntil("LINKPORT_DOSDEVICES=")) << killed.err;
-    const std::vector<std::string> left = demoFolders();
+    std::vector<std::string> left; // its session's folder
+    for (const auto& entry : fs::directory_iterator(tmp.path()))
+        if (entry.path().filename().string().rfind("linkport-sim-", 0) == 0)
+            left.push_back(entry.path().string());
     ASSERT_EQ(left.size(), 1u);
     killed.signal(SIGKILL);
     killed.finish();
@@ -294,10 +261,9 @@ TEST(DemoSession, EachDemoHasItsOwnAddressesAndEndsOnTheFirstSignal)
         runtime("XDG_RUNTIME_DIR", home.path()), qpa("QT_QPA_PLATFORM", "offscreen");
 
     // Another demo holds the usual addresses: this one takes others at once.
-    DemoOptions other;
-    other.wireless = {demoWirelessAdapter("127.0.0.2", 0), demoWirelessAdapter("127.0.0.3", 1)};
-    other.setEnvironment = false;
-    other.takeFreeAddresses = true; // other programs may be using them too
+    // (Free addresses: other programs may be using the usual ones too.)
+    DemoOptions other{.wireless = {demoWirelessAdapter("127.0.0.2", 0), demoWirelessAdapter("127.0.0.3", 1)},
+                      .setEnvironment = false, .takeFreeAddresses = true};
     std::string error;
     auto held = startDemo(other, error);
     ASSERT_TRUE(held) << error;

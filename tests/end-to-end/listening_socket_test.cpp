@@ -7,7 +7,6 @@
 // and serves as the check that the look-up finds a listener at all.
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <QProcess>
 
 #include <filesystem>

@@ -2,8 +2,6 @@
 // dlopen and the serial query over a pseudo-terminal reach one adapter model.
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-
 #include <filesystem>
 #include <string>
 
@@ -11,9 +9,7 @@
 #include "adapters/rp1210/modRP1210Interface.h"
 #include "models/lp2_model.h"
 #include "platform/rp1210_library.h"
-#include "doubles/memory_logger.h"
 #include "qt_support/pty_serial_rig.h"
-#include "doubles/scripted_prompts.h"
 #include "support/require.h"
 #include "support/temp_dir.h"
 
@@ -28,8 +24,6 @@ struct Lp2EndToEnd : ::testing::Test {
     test::QtSerialContext real{windows};
     Rp1210Library library{"LP2RP32", [this] { return real.profiles.windowsDirectory(); }, &real.log};
     Context& ctx = real.ctx;
-    ScriptedPrompts& prompts = real.prompts;
-    MemoryLogger& log = real.log;
 
     Lp2EndToEnd()
     {
@@ -58,12 +52,10 @@ TEST_F(Lp2EndToEnd, VersionsThroughTheDriverLibraryAndTheSerialLine)
 
     std::string hardware, application, boot;
     ASSERT_TRUE(LP2ReadVersions(ctx, hardware, application, boot)) << library.lastError();
-    EXPECT_EQ(hardware, "3.1");
-    EXPECT_EQ(application, "2.4");
-    EXPECT_EQ(boot, "255.255");
+    EXPECT_EQ(hardware + " " + application + " " + boot, "3.1 2.4 255.255");
     EXPECT_EQ(library.loadedPath(), windows + "/LibLp2Rp32.so");
     EXPECT_EQ(LP2DriverVersion(ctx), "2.07");
-    EXPECT_TRUE(prompts.boxes().empty());
+    EXPECT_TRUE(real.prompts.boxes().empty());
 
     // While the driver has a client, the line is the driver's.
     ASSERT_TRUE(LP2ConnectSIP(ctx, "SIP"));
@@ -74,8 +66,8 @@ TEST_F(Lp2EndToEnd, VersionsThroughTheDriverLibraryAndTheSerialLine)
     EXPECT_FALSE(real.ports.isRs232Present(5));
 
     EXPECT_EQ(LP2SerialVersionQuery(ctx, 5, *connection), "02.05.31");
-    EXPECT_TRUE(log.contains(LogSubsystem::Links, "Exiting RP1210 Mode SUCCESS"));
-    EXPECT_TRUE(log.contains(LogSubsystem::Links, "Back to RP1210 Mode - SUCCESS"));
+    EXPECT_TRUE(real.log.contains(LogSubsystem::Links, "Exiting RP1210 Mode SUCCESS"));
+    EXPECT_TRUE(real.log.contains(LogSubsystem::Links, "Back to RP1210 Mode - SUCCESS"));
     EXPECT_FALSE(connection->portOpen());
     EXPECT_EQ(bridge.programBaud(), 9600);
     bool driverMode = false;

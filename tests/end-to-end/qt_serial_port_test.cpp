@@ -44,46 +44,6 @@ TEST(QtSerialPortSettings, ParsesTheSettingsText)
         EXPECT_FALSE(parseSerialSettings(bad, s)) << bad;
 }
 
-TEST(QtSerialPortOnPty, CountsBytesThatArrivedDuringADelay)
-{
-    Lp2Model adapter;
-    adapter.setDriverMode(false); // answers the version query at once
-    PtyBridge bridge(adapter);
-    test::TempDir dir;
-    test::PtyComPort com5(bridge, dir.path(), 5);
-    LP_REQUIRE(!com5.noPty, "a pseudo-terminal: " << com5.error);
-    ASSERT_TRUE(com5.linked) << com5.error;
-
-    QtHost host;
-    QtSerialPorts ports;
-    QtSerialPort port;
-    EXPECT_TRUE(ports.canOpen("COM5"));
-    EXPECT_FALSE(port.setSettings("9600,n,8"));
-    ASSERT_TRUE(port.setCommPort(5));
-    EXPECT_TRUE(port.setRTSEnable(true));
-    EXPECT_TRUE(port.setDTREnable(true));
-    ASSERT_TRUE(port.setPortOpen(true)) << port.lastError();
-    EXPECT_TRUE(port.setRTSEnable(false)) << "a pty's missing modem lines are harmless";
-    EXPECT_FALSE(port.setCommPort(6));
-    EXPECT_FALSE(ports.canOpen("COM5")) << "our own lock keeps others out";
-    QtSerialPort second;
-    second.setCommPort(5);
-    EXPECT_FALSE(second.setPortOpen(true));
-
-    ASSERT_TRUE(port.output(frames::framed({0x5E, 0x02, 0x0D, 0x02})));
-    host.sleepMilliseconds(150); // no event runs in a delay
-    EXPECT_EQ(port.inBufferCount(), 8);
-    EXPECT_EQ(frames::hexText(port.input()), "5F050D0201071273");
-    // (A change of rate while open: Lp2EndToEnd, where the adapter hears noise.)
-
-    port.setPortOpen(false);
-    EXPECT_TRUE(second.setPortOpen(true));
-    QtSerialPort unmapped;
-    unmapped.setCommPort(200);
-    EXPECT_FALSE(unmapped.setPortOpen(true));
-    EXPECT_NE(unmapped.lastError().find("not mapped"), std::string::npos) << unmapped.lastError();
-}
-
 namespace {
 
 struct AcceptingLine final : SerialLineFlags {
@@ -107,10 +67,12 @@ double msSince(std::chrono::steady_clock::time_point start)
 
 } // namespace
 
-TEST(UsbSerialOnPty, LowLatencyIsAskedAndUndoneAndTheBridgeHoldsRepliesAsAConverter)
+// A port's lock, the bytes that come in during a delay, and what a USB-serial
+// converter brings: the low-latency request and the converter's turnaround.
+TEST(UsbSerialOnPty, PortLockLowLatencyAndTheConvertersTurnaround)
 {
     Lp2Model adapter;
-    adapter.setDriverMode(false);
+    adapter.setDriverMode(false); // answers the version query at once
     PtyBridge bridge(adapter);
     bridge.setConverterTurnaround(300, 5); // 5-byte packets: an 8-byte reply comes as 5, then 3
     test::TempDir dir;
@@ -122,24 +84,37 @@ TEST(UsbSerialOnPty, LowLatencyIsAskedAndUndoneAndTheBridgeHoldsRepliesAsAConver
     MemoryLogger log;
     QtSerialPorts ports(&log);
     auto port = ports.create(), another = ports.create();
-    port->setCommPort(5);
+    EXPECT_TRUE(ports.canOpen("COM5"));
+    EXPECT_FALSE(port->setSettings("9600,n,8"));
+    ASSERT_TRUE(port->setCommPort(5));
     another->setCommPort(5);
+    EXPECT_TRUE(port->setRTSEnable(true));
+    EXPECT_TRUE(port->setDTREnable(true));
     for (SerialPort* p : {port.get(), port.get(), another.get()}) { // a flash reopens its port for each step
         ASSERT_TRUE(p->setPortOpen(true)) << p->lastError();
         p->setPortOpen(false);
     }
     EXPECT_EQ(linesContaining(log, "no low-latency mode"), 1);
 
-    // The refusal changed nothing; the converter holds the reply's tail.
     ASSERT_TRUE(port->setPortOpen(true));
+    EXPECT_TRUE(port->setRTSEnable(false)) << "a pty's missing modem lines are harmless";
+    EXPECT_FALSE(port->setCommPort(6));
+    EXPECT_FALSE(ports.canOpen("COM5")) << "our own lock keeps others out";
+    EXPECT_FALSE(another->setPortOpen(true));
+    // The refusal changed nothing; the converter holds the reply's tail.
     const auto sent = std::chrono::steady_clock::now();
     ASSERT_TRUE(port->output(frames::framed({0x5E, 0x02, 0x0D, 0x02})));
-    host.sleepMilliseconds(150);
+    host.sleepMilliseconds(150); // no event runs in a delay
     EXPECT_EQ(port->inBufferCount(), 5);
     EXPECT_TRUE(host.waitUntil([&] { return port->inBufferCount() >= 8; }, 3000));
     EXPECT_GE(msSince(sent), 300);
     EXPECT_EQ(frames::hexText(port->input()), "5F050D0201071273");
+    // (A change of rate while open: Lp2EndToEnd, where the adapter hears noise.)
     port->setPortOpen(false);
+    auto unmapped = ports.create();
+    unmapped->setCommPort(200);
+    EXPECT_FALSE(unmapped->setPortOpen(true));
+    EXPECT_NE(unmapped->lastError().find("not mapped"), std::string::npos) << unmapped->lastError();
 
     AcceptingLine line;
     QtSerialPort converter(&log, nullptr, &line);
@@ -153,12 +128,8 @@ TEST(UsbSerialOnPty, LowLatencyIsAskedAndUndoneAndTheBridgeHoldsRepliesAsAConver
 
 TEST(UsbSerialOnPty, ALineThatGoesAwayEndsTheWorkAtOnce)
 {
-    struct Case {
-        const char* when;
-        bool flash;
-    };
-    for (const Case c : {Case{"mid-flash", true}, Case{"mid-read", false}}) {
-        SCOPED_TRACE(c.when);
+    for (const bool midFlash : {true, false}) {
+        SCOPED_TRACE(midFlash ? "mid-flash" : "mid-read");
         CompactModel adapter({.baud = 115200});
         PtyBridge bridge(adapter);
         bridge.setFollowProgramOpens(true);
@@ -180,7 +151,7 @@ TEST(UsbSerialOnPty, ALineThatGoesAwayEndsTheWorkAtOnce)
         };
         std::chrono::steady_clock::time_point pulled;
         test::RecordedRows rows;
-        if (c.flash) {
+        if (midFlash) {
             test::RecordingCompactScreen screen;
             CompactFlash flash(real.ctx, *connection, screen);
             screen.drive(real.host, flash);

@@ -9,9 +9,6 @@
 
 #include <QCoreApplication>
 #include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
 
 #include <cstdlib>
 #include <memory>
@@ -23,8 +20,8 @@
 #include "platform/qt/real_ports.h"
 #include "platform/win32/win32_serial_port.h"
 #include "gap_meter.h"
+#include "linkport_process.h"
 #include "modal.h"
-#include "qt_app.h"
 #include "settings/modRegistry.h"
 #include "support/temp_dir.h"
 #include "support/test_context.h"
@@ -32,55 +29,15 @@
 #include "ui/screens/frmVersion.h"
 
 using namespace lp;
+using namespace lp::test;
 
 namespace {
 
 constexpr const char* kToolkitKey = "SOFTWARE\\Halvorn Inc.\\Linkport Toolkit";
 
-bool simulatorRunning()
-{
-    const char* sim = std::getenv("LP_TEST_SIM");
-    return sim && *sim == '1';
-}
+bool simulatorRunning() { return qgetenv("LP_TEST_SIM").startsWith('1'); }
 
 QString besideTests(const char* name) { return QCoreApplication::applicationDirPath() + "/" + name; }
-
-struct CliRun {
-    int code = -1;
-    QJsonObject json;
-    std::string err;
-};
-
-// linkport.exe from the same folder, with its flash log and user folders
-// in `home`.
-CliRun linkport(const test::TempDir& home, const QStringList& args)
-{
-    QProcess p;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove("LINKPORT_FLASH_LOG");
-    env.insert("LOCALAPPDATA", QString::fromStdString(home.file("local")));
-    env.insert("APPDATA", QString::fromStdString(home.file("roaming")));
-    p.setProcessEnvironment(env);
-    p.start(besideTests("linkport.exe"), args);
-    p.closeWriteChannel();
-    if (!p.waitForFinished(90'000)) {
-        p.kill();
-        p.waitForFinished();
-        return {.err = "linkport did not end"};
-    }
-    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
-            QJsonDocument::fromJson(p.readAllStandardOutput()).object(), p.readAllStandardError().toStdString()};
-}
-
-std::string str(const QJsonValue& v) { return v.toString().toStdString(); }
-
-std::string row(const QJsonObject& summary, const char* description)
-{
-    for (const QJsonValue& r : summary["rows"].toArray())
-        if (str(r.toObject()["description"]) == description)
-            return str(r.toObject()["value"]);
-    return "(no row)";
-}
 
 struct Kind {
     const char* word;     // for `linkport config set device`
@@ -104,7 +61,6 @@ TEST(WindowsSimulator, MainWindowSummaryOfEachAdapterKind)
 {
     if (!simulatorRunning())
         GTEST_SKIP() << "no simulator (LP_TEST_SIM)";
-    test::qtApp();
     for (const Kind& k : kKinds) {
         SCOPED_TRACE(k.word);
         test::TempDir dir;
@@ -114,10 +70,8 @@ TEST(WindowsSimulator, MainWindowSummaryOfEachAdapterKind)
         ports.attach(ctx, &prompts);
         ctx.commandLine = k.commandLine;
         RegWriteValue(ctx, HKEY_LOCAL_MACHINE, kToolkitKey, "PrevAdapter", k.prev);
-        ShellOptions options;
-        options.instanceLockPath = dir.file("instance");
         {
-            frmParent main(ctx, std::move(options));
+            frmParent main(ctx, ShellOptions{.instanceLockPath = dir.file("instance")});
             main.MDIForm_Load();
             auto* summary = qobject_cast<frmVersion*>(main.activeChild());
             ASSERT_NE(summary, nullptr);
@@ -152,18 +106,17 @@ TEST(WindowsSimulator, CommandLineReadsAndFlashesEachKind)
         const CliRun summary = linkport(home, {"summary", "--json"});
         EXPECT_EQ(summary.code, 0) << summary.err;
         EXPECT_EQ(str(summary.json["device_kind"]), k.prev);
-        EXPECT_EQ(row(summary.json, "Hardware Version"), k.hardware) << summary.err;
+        EXPECT_EQ(summaryRow(summary.json, "Hardware Version"), k.hardware) << summary.err;
 
         const CliRun flash =
             linkport(home, {"--json", "--yes", "flash", besideTests("demo-firmware/") + k.file});
-        EXPECT_EQ(flash.code, 0) << flash.err;
-        EXPECT_EQ(str(flash.json["result"]), "success") << flash.err;
+        EXPECT_EQ(outcome(flash), "0 success") << flash.err;
         // The adapter runs the file's version, and answers the next program
         // straight away.
         EXPECT_EQ(str(flash.json["read_back"]), "verified") << flash.err;
         const CliRun after = linkport(home, {"summary", "--json"});
         EXPECT_EQ(after.code, 0) << after.err;
-        EXPECT_EQ(row(after.json, "Hardware Version"), k.hardware) << after.err;
+        EXPECT_EQ(summaryRow(after.json, "Hardware Version"), k.hardware) << after.err;
     }
     const CliRun log = linkport(home, {"log", "--json"});
     ASSERT_EQ(log.code, 0) << log.err;
@@ -178,7 +131,6 @@ TEST(WindowsSimulator, WrongTypeOfSettingsValue)
 {
     if (!simulatorRunning())
         GTEST_SKIP() << "no simulator (LP_TEST_SIM)";
-    test::qtApp();
     test::TempDir home;
     RealPorts ports;
     sim::ScriptedPrompts prompts;
@@ -206,7 +158,6 @@ TEST(WindowsSimulator, WindowStaysResponsiveWhileTheComPortIsSilent)
     const char* silent = std::getenv("LP_TEST_SERIAL_PORT");
     if (!silent)
         GTEST_SKIP() << "LP_TEST_SERIAL_PORT not set: no silent COM port";
-    test::qtApp();
     test::TestContext t;
     QtHost host;
     Win32SerialPorts serial{&t.log};
@@ -215,11 +166,9 @@ TEST(WindowsSimulator, WindowStaysResponsiveWhileTheComPortIsSilent)
     t.ctx.commandLine = "/CLP";
     t.setRegistryText(kToolkitKey, "PrevAdapter", "B&B SIP");
     t.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM" + std::string(silent) + ",DEFAULT\r\n");
-    ShellOptions options;
-    options.instanceLockPath = t.file("instance");
     double gap = 0;
     {
-        frmParent main(t.ctx, std::move(options));
+        frmParent main(t.ctx, ShellOptions{.instanceLockPath = t.file("instance")});
         test::GapMeter meter;
         main.MDIForm_Load();
         gap = meter.longestMs();

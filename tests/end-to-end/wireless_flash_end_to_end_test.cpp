@@ -1,8 +1,7 @@
 // A 64 KiB image flashed into the wireless adapter model over real loopback TCP.
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-
+#include <map>
 #include <string>
 #include <vector>
 
@@ -27,9 +26,8 @@ TEST(WirelessFlashEndToEnd, SixtyFourKibibytesOverLoopbackIncludingTheRestart)
     const std::string path = dir.file("WLP64K.HEX");
     test::writeFile(path, firmwareFileText(image));
 
-    WirelessAdapterConfig config; // the application runs: the switch comes first
-    config.hexVersionAfterFlash = std::array<uint8_t, 3>{0x02, 0x00, 0x01};
-    WirelessModel model(config);
+    // The application runs: the switch to the loader comes first.
+    WirelessModel model({.hexVersionAfterFlash = std::array<uint8_t, 3>{0x02, 0x00, 0x01}});
     TcpModelServer server(model, "127.0.0.5");
     std::string error;
     ASSERT_TRUE(server.start(&error)) << error;
@@ -39,9 +37,7 @@ TEST(WirelessFlashEndToEnd, SixtyFourKibibytesOverLoopbackIncludingTheRestart)
     ScriptedPrompts prompts;
     MemoryLogger log;
     Context ctx;
-    ctx.ports.host = &host;
-    ctx.ports.prompts = &prompts;
-    ctx.ports.log = &log;
+    ctx.ports = {.host = &host, .prompts = &prompts, .log = &log};
     auto socket = sockets.create();
     test::RecordingWirelessScreen screen;
     const WirelessFlashResult result = RunWirelessFlash(ctx, *socket, screen, "127.0.0.5", path);
