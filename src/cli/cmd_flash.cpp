@@ -78,7 +78,7 @@ int runFlash(Session& s)
                                        + DeviceKindName(FlashKindText(kind)) + " takes \"" + FirmwareTypeFor(kind)
                                        + "\"");
     }
-    c.g_strFlashFileName = path;
+    c.flashFileName = path;
     c.gbln_FileSelected = true;
     const FirmwareFileHeader header = ReadFirmwareFileHeader(c, path);
 

@@ -77,25 +77,19 @@ struct Context {
     std::vector<std::string> g_astrWLPNames;
     std::vector<std::string> g_astrWLPAddresses;
     std::vector<std::string> g_astrWLPSerials;
-    // The adapter chosen on the Summary screen: its index in the arrays and
-    // its network address (without port).
-    int16_t g_intWLPSelectedIndex = 0;
-    std::string g_strWLPSelectedIP;
-
-    // Firmware flash: the record counter of the line-by-line flashes (the
-    // compact adapter's serial flash and the wireless flash share it). It
-    // drives the progress bar and is back at 0 whenever a flash has ended.
-    int16_t g_intFlashRecordCounter = 0;
+    // The network address (without port) of the adapter chosen on the
+    // Summary or flash screen.
+    std::string wirelessAddress;
 
     // Application Flash: the chosen firmware file. It outlives the screen, so
     // a return to the flash screen finds the file still chosen (and checks
     // it again against the adapter kind).
     bool gbln_FileSelected = false;
-    std::string g_strFlashFileName;
+    std::string flashFileName;
 
     // Set only by the connecting dialog's Cancel (and cleared when that
     // dialog loads); the waiting loops of the screens read it.
-    bool g_blnCancelConnection = false;
+    bool cancelConnection = false;
 
     // Set when the driver is missing: the main window unloads itself once its
     // start-up work is done.

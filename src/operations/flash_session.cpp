@@ -278,10 +278,9 @@ FlashAdapterValues FlashSession::readValues()
     const auto i = static_cast<size_t>(list.selected);
     if (list.selected < 0 || i >= ctx_.g_astrWLPAddresses.size() || i >= ctx_.g_astrWLPNames.size())
         return v;
-    ctx_.g_intWLPSelectedIndex = static_cast<int16_t>(list.selected);
-    ctx_.g_strWLPSelectedIP = ctx_.g_astrWLPAddresses[i];
+    ctx_.wirelessAddress = ctx_.g_astrWLPAddresses[i];
     WLPSelectAdapter(ctx_, list);
-    if (beginWirelessRead(ctx_.g_strWLPSelectedIP)) {
+    if (beginWirelessRead(ctx_.wirelessAddress)) {
         while (wireless_->active()) {
             ctx_.ports.host->waitUntil([this] { return !wireless_->active(); }, WirelessFlash::kHardFlashIntervalMs);
             wireless_->hardFlashTick();
@@ -299,7 +298,7 @@ FlashAdapterValues FlashSession::readValues()
 
 FlashCheckOutcome FlashSession::checks(const FlashAdapterValues& shown)
 {
-    const FirmwareFileHeader header = ReadFirmwareFileHeader(ctx_, ctx_.g_strFlashFileName);
+    const FirmwareFileHeader header = ReadFirmwareFileHeader(ctx_, ctx_.flashFileName);
     const FlashCheckValues values{shown.hardware, shown.application, header.HardwareVersions,
                                   header.FirmwareVersion};
     const bool ownRecorder = !recorder_;
@@ -407,7 +406,7 @@ bool FlashSession::FlashLP2(const FlashAdapterValues& shown)
         RP1210Disconnect(ctx_);
         return false;
     }
-    log("second-generation flash of \"" + ctx_.g_strFlashFileName + "\" through the driver on " + port);
+    log("second-generation flash of \"" + ctx_.flashFileName + "\" through the driver on " + port);
     lock();
     openAttempt(shown);
     entry_.adapterIdentity = port;
@@ -423,7 +422,7 @@ bool FlashSession::FlashLP2(const FlashAdapterValues& shown)
                                               view_.setProgress(FlashProgress{1, 1, 0});
                                           view_.unloadProgressDialog();
                                       }};
-    const bool flashed = LP2SendFlashStart(ctx_, 2, ctx_.g_strFlashFileName, port, progress, &driverResult);
+    const bool flashed = LP2SendFlashStart(ctx_, 2, ctx_.flashFileName, port, progress, &driverResult);
     if (!flashed) {
         log("the driver refused the flash: " + std::to_string(driverResult));
         LP2ShowRP1210Error(ctx_, LoadResString(Res::Lp2FlashFailed), driverResult, 0);
@@ -469,12 +468,12 @@ bool FlashSession::FlashCGP(const FlashAdapterValues& shown)
         view_.returnToReadyState();
         return false;
     }
-    log("compact flash of \"" + ctx_.g_strFlashFileName + "\" on COM" + std::to_string(port));
+    log("compact flash of \"" + ctx_.flashFileName + "\" on COM" + std::to_string(port));
     compactPort_ = port;
     lock();
     view_.setMousePointer(11);
     openAttempt(shown);
-    const bool transferring = compact_->start(port, ctx_.g_strFlashFileName);
+    const bool transferring = compact_->start(port, ctx_.flashFileName);
     if (view_.mousePointer() == 11)
         view_.setMousePointer(0);
     return transferring;
@@ -487,8 +486,8 @@ bool FlashSession::FlashWLP(const FlashAdapterValues& shown)
     // The adapter must still be in the list: one removed since it was chosen
     // is never flashed at its old address.
     const auto& listed = ctx_.g_astrWLPAddresses;
-    if (ctx_.g_strWLPSelectedIP.empty()
-        || std::find(listed.begin(), listed.end(), ctx_.g_strWLPSelectedIP) == listed.end()) {
+    if (ctx_.wirelessAddress.empty()
+        || std::find(listed.begin(), listed.end(), ctx_.wirelessAddress) == listed.end()) {
         ctx_.ports.prompts->msgBox("No adapters are listed!  Please go to Preferences and Add an adapter.",
                                    MsgBoxStyle::OkOnly + MsgBoxStyle::Exclamation, FlashProgramTitle(ctx_));
         view_.returnToReadyState();
@@ -499,11 +498,11 @@ bool FlashSession::FlashWLP(const FlashAdapterValues& shown)
     if (unread ? !flashUnreadAdapter(shown) : !checks(shown))
         return false;
     socket_->close();
-    log("wireless flash of \"" + ctx_.g_strFlashFileName + "\" to " + ctx_.g_strWLPSelectedIP);
+    log("wireless flash of \"" + ctx_.flashFileName + "\" to " + ctx_.wirelessAddress);
     lock();
     wirelessFlashing_ = true;
     openAttempt(shown);
-    return wireless_->beginFlash(ctx_.g_strWLPSelectedIP, ctx_.g_strFlashFileName);
+    return wireless_->beginFlash(ctx_.wirelessAddress, ctx_.flashFileName);
 }
 
 // ---------------------------------------------------------------- events
@@ -582,7 +581,7 @@ void FlashSession::afterStep()
 
 void FlashSession::openAttempt(const FlashAdapterValues& shown)
 {
-    const FirmwareFileHeader header = ReadFirmwareFileHeader(ctx_, ctx_.g_strFlashFileName);
+    const FirmwareFileHeader header = ReadFirmwareFileHeader(ctx_, ctx_.flashFileName);
     FlashLogEntry& e = entry_;
     e = FlashLogEntry{};
     e.time = FlashLogTimeNow();
@@ -590,12 +589,12 @@ void FlashSession::openAttempt(const FlashAdapterValues& shown)
     e.adapterKind = FlashKindText(kind_);
     e.adapterIdentity = kind_ == FlashKind::LP2   ? ctx_.g_strLP2Port
                         : kind_ == FlashKind::CGP ? shown.identity
-                                                  : shown.identity + " (" + ctx_.g_strWLPSelectedIP + ")";
+                                                  : shown.identity + " (" + ctx_.wirelessAddress + ")";
     e.hardwareBefore = shown.hardware;
     e.applicationBefore = shown.application;
     if (kind_ == FlashKind::LP2)
         e.bootBefore = shown.boot;
-    e.filePath = ctx_.g_strFlashFileName;
+    e.filePath = ctx_.flashFileName;
     e.fileSha256 = Sha256OfFile(e.filePath).value_or("");
     e.fileFirmwareVersion = header.FirmwareVersion;
     e.fileFirmwareType = header.FirmwareType;

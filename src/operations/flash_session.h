@@ -77,7 +77,7 @@ public:
     // the adapter runs. Calls nest.
     virtual void setMainWindowEnabled(bool enabled) = 0;
     // A connection to the adapter that may take long: the Connecting dialog,
-    // whose Cancel sets ctx.g_blnCancelConnection and so ends the wait (and
+    // whose Cancel sets ctx.cancelConnection and so ends the wait (and
     // the attempt, as cancelled). Always paired.
     virtual void beginConnectionWait() {}
     virtual void endConnectionWait() {}
@@ -112,7 +112,7 @@ public:
     // The pre-flash checks against the values shown; a stop is logged.
     FlashCheckOutcome checks(const FlashAdapterValues& shown);
 
-    // BeginFlashForAdapterKind with ctx.g_strFlashFileName. True while a
+    // BeginFlashForAdapterKind with ctx.flashFileName. True while a
     // line-by-line transfer goes on (timer ticks and socket events carry it
     // to its end); false when the attempt ended here or never started.
     bool begin(const FlashAdapterValues& shown);

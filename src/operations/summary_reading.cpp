@@ -180,15 +180,14 @@ void WirelessSummaryReader::select(const ChoiceList& list)
 
     const int index = list.listIndex();
     view_.setRowValue(WLPRow::Adapter, list.itemText(index));
-    ctx_.g_intWLPSelectedIndex = static_cast<int16_t>(index);
     if (index < 0 || static_cast<size_t>(index) >= ctx_.g_astrWLPAddresses.size()
         || static_cast<size_t>(index) >= ctx_.g_astrWLPSerials.size()) {
         log("wireless adapter " + std::to_string(index) + " is not in the adapter list; nothing is read");
         return;
     }
     const size_t i = static_cast<size_t>(index);
-    ctx_.g_strWLPSelectedIP = ctx_.g_astrWLPAddresses[i];
-    view_.setRowValue(WLPRow::Address, ctx_.g_strWLPSelectedIP);
+    ctx_.wirelessAddress = ctx_.g_astrWLPAddresses[i];
+    view_.setRowValue(WLPRow::Address, ctx_.wirelessAddress);
     view_.setRowValue(WLPRow::Serial, ctx_.g_astrWLPSerials[i]);
 
     WLPSelectAdapter(ctx_, list);
@@ -203,10 +202,10 @@ void WirelessSummaryReader::select(const ChoiceList& list)
         socket_->close();
     step_.clear();
     loaderShown_ = false;
-    socket_->setRemoteHost(ctx_.g_strWLPSelectedIP);
+    socket_->setRemoteHost(ctx_.wirelessAddress);
     socket_->setRemotePort(static_cast<int32_t>(vb::Val(vb::Right(kWirelessPortText, 5))));
     if (!socket_->connect())
-        log("connecting to " + ctx_.g_strWLPSelectedIP + " refused: " + socket_->lastError());
+        log("connecting to " + ctx_.wirelessAddress + " refused: " + socket_->lastError());
 
     view_.setMainWindowEnabled(false);
     view_.showConnectingDialog(view_.rowValue(WLPRow::Adapter));
@@ -222,7 +221,7 @@ void WirelessSummaryReader::select(const ChoiceList& list)
             return true;
         const int16_t s = socket->state();
         return s == TcpState::Connected || s == TcpState::Closed || s == TcpState::Error
-            || ctx.g_blnCancelConnection;
+            || ctx.cancelConnection;
     };
     while (!host.waitUntil(settled, kWaitSliceMs)) {
     }
@@ -242,11 +241,11 @@ void WirelessSummaryReader::select(const ChoiceList& list)
         view_.unloadConnectingDialog();
     } else if (state == TcpState::Error) {
         // The error event, still to come, reports and cleans up.
-    } else if (ctx_.g_blnCancelConnection) {
+    } else if (ctx_.cancelConnection) {
         // The dialog closes itself at its next tick.
         socket_->close();
         view_.setMainWindowEnabled(true);
-        log("connection to " + ctx_.g_strWLPSelectedIP + " cancelled");
+        log("connection to " + ctx_.wirelessAddress + " cancelled");
     }
 }
 
@@ -258,8 +257,8 @@ void WirelessSummaryReader::onDataArrival()
     const bool loader = reply.size() >= 4 && reply[0] == 0x5F && reply[1] == 0x02 && reply[2] == 0x0D;
     if (loader && !loaderShown_ && !step_.empty()) {
         loaderShown_ = true;
-        log("the wireless adapter at " + ctx_.g_strWLPSelectedIP + " answers from its loader");
-        view_.showAdapterState(AdapterInLoaderText(ctx_.g_strWLPSelectedIP));
+        log("the wireless adapter at " + ctx_.wirelessAddress + " answers from its loader");
+        view_.showAdapterState(AdapterInLoaderText(ctx_.wirelessAddress));
     }
     if (step_ == "1") {
         view_.setRowValue(WLPRow::Boot, WLPParseIdentityText(reply));

@@ -48,36 +48,36 @@ TEST(ConnectingDialog, CancelSetsTheFlagAtOnceAndTheDialogGoesAtTheNextDotTick)
 {
     test::TestContext t;
     t.ctx.g_blnWLPSelected = true;
-    t.ctx.g_blnCancelConnection = true; // left over from an earlier wait
+    t.ctx.cancelConnection = true; // left over from an earlier wait
     QWidget owner;
     QPointer<frmConnectingDialog> d = frmConnectingDialog::Load(t.ctx, &owner);
     d->show();
-    EXPECT_FALSE(t.ctx.g_blnCancelConnection) << "cleared on load";
+    EXPECT_FALSE(t.ctx.cancelConnection) << "cleared on load";
     ASSERT_FALSE(d->cmdCancel()->isHidden());
 
     t.clock.runFor(1100);
     d->cmdCancel()->click();
-    EXPECT_TRUE(t.ctx.g_blnCancelConnection);
+    EXPECT_TRUE(t.ctx.cancelConnection);
     t.clock.runFor(399);
     ASSERT_FALSE(d.isNull());
     EXPECT_TRUE(d->isVisible()) << "still up until the dot tick at 1500 ms";
     t.clock.runFor(1);
     test::flushPosted();
     EXPECT_TRUE(d.isNull());
-    EXPECT_TRUE(t.ctx.g_blnCancelConnection) << "the flag outlives the dialog";
+    EXPECT_TRUE(t.ctx.cancelConnection) << "the flag outlives the dialog";
 
     // The window's close button is Cancel too; without Cancel it does nothing.
     QPointer<frmConnectingDialog> again = frmConnectingDialog::Load(t.ctx, &owner);
     again->show();
     again->close();
     EXPECT_TRUE(again->isVisible());
-    EXPECT_TRUE(t.ctx.g_blnCancelConnection);
+    EXPECT_TRUE(t.ctx.cancelConnection);
     t.ctx.g_blnWLPSelected = false;
     QPointer<frmConnectingDialog> plain = frmConnectingDialog::Load(t.ctx, &owner);
     plain->show();
     plain->close();
     t.clock.runFor(600);
-    EXPECT_FALSE(t.ctx.g_blnCancelConnection);
+    EXPECT_FALSE(t.ctx.cancelConnection);
     EXPECT_TRUE(plain->isVisible());
     frmConnectingDialog::Unload(plain);
     test::flushPosted();

@@ -222,7 +222,7 @@ TEST(SummaryScreen, WirelessReadsTheChosenAdapterAndASecondChoiceClosesTheFirst)
     EXPECT_EQ(WirelessSummaryRequest(2), (Bytes{0x5E, 0x02, 0x0D, 0x02, 0x91}));
     EXPECT_EQ(v.TCPSocket()->state(), TcpState::Closed) << "closed after the third reply";
     EXPECT_EQ(s.ini("DeviceName"), "Van 1");
-    EXPECT_EQ(s.ctx.g_strWLPSelectedIP, "127.0.0.2");
+    EXPECT_EQ(s.ctx.wirelessAddress, "127.0.0.2");
     EXPECT_TRUE(s.prompts.boxes().empty());
 }
 

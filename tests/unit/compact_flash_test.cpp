@@ -43,7 +43,6 @@ struct CompactFlashTest : ::testing::Test {
     {
         EXPECT_TRUE(r.finished);
         EXPECT_FALSE(connection->portOpen());
-        EXPECT_EQ(t.ctx.g_intFlashRecordCounter, 0);
         EXPECT_FALSE(screen.dialogVisible);
         EXPECT_FALSE(screen.timerOn);
     }

@@ -91,12 +91,12 @@ TEST(FlashSession, ProgressCountsAcknowledgedRecordsForEveryAdapterKind)
         t.ctx.g_blnLP2Selected = c.kind == FlashKind::LP2;
         t.ctx.g_blnCGPSelected = c.kind == FlashKind::CGP;
         t.ctx.g_blnWLPSelected = c.kind == FlashKind::WLP;
-        t.ctx.g_strFlashFileName = t.file("image");
+        t.ctx.flashFileName = t.file("image");
         std::string text = firmwareFileText(pseudoRandomImage(c.records * 16));
         text.replace(text.find("1.8"), 3, c.kind == FlashKind::LP2 ? "1.9" : "01.08.12"); // newer than the adapter's
         if (c.kind == FlashKind::LP2)
             text.replace(text.find("HardwareVersions=1.10"), 21, "HardwareVersions=3.0");
-        test::writeFile(t.ctx.g_strFlashFileName, text);
+        test::writeFile(t.ctx.flashFileName, text);
 
         ProgressView view;
         view.adapterAcknowledged = [&] {

@@ -72,7 +72,7 @@ TEST(ModLibrary, DelayWaitsOnTheTickCountWithoutMessagesAndRefusesOverflow)
 }
 
 // (The device flags and the stored kind under the program's own key:
-// ShellStartup.StoredAdapterIsCorrectedToSuitTheEditionAndSetsOneFlag.)
+// ShellStartup.EditionComesFromTheSwitchOrTheServiceToolAndDecidesAdapterAndFirstScreen.)
 TEST(ModLibrary, SerialProbeRefusesNegativePortsAndAMissingService)
 {
     AllPresentSerialPorts ports;

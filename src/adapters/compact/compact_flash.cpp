@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <utility>
 
 #include "firmware/firmware_file_scan.h"
@@ -273,7 +272,6 @@ bool CompactFlash::readyAnswerArrived(bool afterSwitch)
 bool CompactFlash::prepareTransfer(const std::string& path)
 {
     // The file is counted and opened before "####", which erases the image.
-    ctx_.g_intFlashRecordCounter = 0;
     const FirmwareRecordCount count = CountFirmwareRecords(ctx_, path);
     if (!count.ok()) {
         endTransferFailure(4, "record count: " + FirmwareFileFaultText(count.fault, count.line), false);
@@ -340,8 +338,6 @@ bool CompactFlash::transferOneRecord()
         return false;
     }
     ++result_.linesRead;
-    ctx_.g_intFlashRecordCounter = static_cast<int16_t>(
-        std::min<int64_t>(result_.linesRead, std::numeric_limits<int16_t>::max()));
     const int64_t lineNumber = file_.lineNumber();
 
     const std::string record(TrimRecordLine(line));
@@ -432,7 +428,6 @@ void CompactFlash::endStartFailure(int16_t code, const std::string& why)
         CGPShowError(ctx_, code);
     if (Connection.portOpen())
         Connection.setPortOpen(false);
-    ctx_.g_intFlashRecordCounter = 0;
     finish(false, code, why);
 }
 
@@ -448,7 +443,6 @@ void CompactFlash::endTransferFailure(int16_t code, const std::string& why, bool
     stopTransfer();
     if (Connection.portOpen())
         Connection.setPortOpen(false);
-    ctx_.g_intFlashRecordCounter = 0;
     screen_.returnToReadyState();
     finish(false, code, why);
 }
@@ -460,7 +454,6 @@ void CompactFlash::endSuccess()
     stopTransfer(true);
     if (Connection.portOpen())
         Connection.setPortOpen(false);
-    ctx_.g_intFlashRecordCounter = 0;
     finish(true, 0, {});
     after_ = [&screen = screen_] {
         screen.showExitReturnDialog(LoadResString(Res::FlashSucceeded) + "\r\n\r\n" + LoadResString(Res::FlashNextSteps));
@@ -475,7 +468,6 @@ void CompactFlash::abandon(const std::string& why)
     stopTransfer();
     if (Connection.portOpen())
         Connection.setPortOpen(false);
-    ctx_.g_intFlashRecordCounter = 0;
     finish(false, 0, why);
 }
 

@@ -16,7 +16,7 @@
 // of Qt and the screen can be replaced by a recorder in tests or by nothing
 // much on the command line (RunCompactFlash).
 //
-// Every end closes the port and puts ctx.g_intFlashRecordCounter back to 0.
+// Every end closes the port.
 // Failures are told with CGPShowError: 1 no loader answer, 2 the loader
 // could not be reached (and the Preferences screen), 3 a record was not
 // acknowledged, 4 the file is corrupt, 5 the port refused its settings.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
 
 #include "firmware/firmware_file_scan.h"
@@ -113,7 +112,7 @@ bool WirelessFlash::beginVersionRead(const std::string& address)
         // the wait at once.
         if (!connectCancellably()) {
             if (!errorPending_)
-                endVersionRead(ctx_.g_blnCancelConnection ? "cancelled by the user" : "no connection to " + address_);
+                endVersionRead(ctx_.cancelConnection ? "cancelled by the user" : "no connection to " + address_);
             return;
         }
         setState(WirelessFlashState::IdentityAsked);
@@ -142,7 +141,6 @@ bool WirelessFlash::beginFlash(const std::string& address, const std::string& pa
     pending_.clear();
     progress_ = {};
     awaitingAcknowledge_ = false;
-    ctx_.g_intFlashRecordCounter = 0;
     if (!ctx_.ports.host) {
         result_.outcome = WirelessFlashOutcome::Abandoned;
         result_.reason = "no host to keep time";
@@ -170,7 +168,7 @@ bool WirelessFlash::beginFlash(const std::string& address, const std::string& pa
         const bool connected = connectCancellably();
         screen_.endConnectionWait();
         if (!connected) {
-            if (active_ && ctx_.g_blnCancelConnection)
+            if (active_ && ctx_.cancelConnection)
                 endAfterSocketError("cancelled by the user while connecting", WirelessFlashOutcome::Cancelled);
             else if (!errorPending_ && active_)
                 endAfterSocketError("no connection to " + address_);
@@ -280,7 +278,6 @@ void WirelessFlash::abandon(const std::string& why)
         screen_.setMousePointer(kDefaultPointer);
     }
     file_.close();
-    ctx_.g_intFlashRecordCounter = 0;
     finish(WirelessFlashOutcome::Abandoned, why);
 }
 
@@ -384,7 +381,6 @@ void WirelessFlash::stepLoaderRestart(const Bytes& data)
 void WirelessFlash::stepTransferPrepared()
 {
     setState(WirelessFlashState::SendingRecords);
-    raiseCounter();
     if (!prepareTransfer())
         return;
     // LoaderReady sends nothing; the next tick of the hard-flash timer sends the
@@ -421,7 +417,6 @@ void WirelessFlash::stepRestart()
         deactivate();
         TCPSocket.close();
         screen_.unloadProgressDialog();
-        ctx_.g_intFlashRecordCounter = 0;
         screen_.setMousePointer(kDefaultPointer);
         if (lastError_ != 0)
             message("Error# " + std::to_string(lastError_) + "\r\n" + lastErrorText_,
@@ -443,7 +438,6 @@ void WirelessFlash::stepSucceeded()
     deactivate();
     TCPSocket.close();
     screen_.unloadProgressDialog();
-    ctx_.g_intFlashRecordCounter = 0;
     screen_.setMousePointer(kDefaultPointer);
     finish(WirelessFlashOutcome::Succeeded, {});
     after_ = [&screen = screen_] {
@@ -515,14 +509,8 @@ void WirelessFlash::noteAcknowledge()
 
 bool WirelessFlash::connectCancellably()
 {
-    ctx_.g_blnCancelConnection = false;
-    return WLPConnect(ctx_, TCPSocket, address_, kConnectTimeoutMs, [this] { return ctx_.g_blnCancelConnection || !active_; });
-}
-
-void WirelessFlash::raiseCounter()
-{
-    if (ctx_.g_intFlashRecordCounter < std::numeric_limits<int16_t>::max())
-        ++ctx_.g_intFlashRecordCounter;
+    ctx_.cancelConnection = false;
+    return WLPConnect(ctx_, TCPSocket, address_, kConnectTimeoutMs, [this] { return ctx_.cancelConnection || !active_; });
 }
 
 void WirelessFlash::message(const std::string& text, int style, const std::string& title)

@@ -95,7 +95,7 @@ public:
     virtual void endReconnectWait() = 0;
 
     // A connection that may take long is being made: the Connecting dialog
-    // (whose Cancel sets ctx.g_blnCancelConnection, which the wait reads)
+    // (whose Cancel sets ctx.cancelConnection, which the wait reads)
     // shows until the paired end. The version read's connection is the
     // screen's own to show.
     virtual void beginConnectionWait() {}
@@ -218,7 +218,6 @@ private:
     void setState(WirelessFlashState state);
     double secondsSinceSend();
     void showRow(WirelessValue which, const std::string& text);
-    void raiseCounter();
     // A record's "#" has come: one more record acknowledged.
     void noteAcknowledge();
     // WLPConnect to address_, ended early by the Connecting dialog's Cancel.

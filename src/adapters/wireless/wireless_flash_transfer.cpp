@@ -79,7 +79,6 @@ void WirelessFlash::sendNextRecord()
                     return;
                 }
                 const Bytes bytes = RecordToBytes(record, true);
-                raiseCounter();
                 ++result_.recordsSent;
                 awaitingAcknowledge_ = true;
                 if (!transferStarted_ && ctx_.ports.host) {
@@ -170,7 +169,6 @@ void WirelessFlash::endCorruptFile(const std::string& why)
     screen_.unloadProgressDialog();
     file_.close();
     TCPSocket.close();
-    ctx_.g_intFlashRecordCounter = 0;
     screen_.setMousePointer(kDefaultPointer);
     screen_.returnToReadyState();
     finish(WirelessFlashOutcome::CorruptFile, why);
@@ -190,7 +188,6 @@ void WirelessFlash::endRefusedRecord(const std::string& why)
     screen_.unloadProgressDialog();
     screen_.setMousePointer(kDefaultPointer);
     file_.close();
-    ctx_.g_intFlashRecordCounter = 0;
     screen_.returnToReadyState();
     finish(WirelessFlashOutcome::RefusedRecord, why);
 }
@@ -210,7 +207,6 @@ void WirelessFlash::endTimedOut()
     screen_.unloadProgressDialog();
     screen_.setMousePointer(kDefaultPointer);
     file_.close();
-    ctx_.g_intFlashRecordCounter = 0;
     screen_.returnToReadyState();
     finish(WirelessFlashOutcome::TimedOut, why);
 }
@@ -228,7 +224,6 @@ void WirelessFlash::endAfterSocketError(const std::string& why, WirelessFlashOut
     screen_.unloadProgressDialog();
     screen_.setMousePointer(kDefaultPointer);
     file_.close();
-    ctx_.g_intFlashRecordCounter = 0;
     screen_.returnToReadyState();
     finish(outcome, why);
 }

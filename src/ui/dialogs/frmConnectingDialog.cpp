@@ -97,12 +97,12 @@ void frmConnectingDialog::Form_Load()
     Picture1_->setPixmap(QPixmap::fromImage(LoadResPicture(ResPictureId::AppIcon, ResPictureKind::Icon, kPictureSize)));
     if (tmrDotDotDot_)
         tmrDotDotDot_->setEnabled(true);
-    ctx_.g_blnCancelConnection = false;
+    ctx_.cancelConnection = false;
     // The wireless device flag: only a TCP connection can be given up.
     cmdCancel_->setVisible(ctx_.g_blnWLPSelected);
 }
 
-void frmConnectingDialog::cmdCancel_Click() { ctx_.g_blnCancelConnection = true; }
+void frmConnectingDialog::cmdCancel_Click() { ctx_.cancelConnection = true; }
 
 void frmConnectingDialog::tmrDotDotDot_Timer()
 {
@@ -111,7 +111,7 @@ void frmConnectingDialog::tmrDotDotDot_Timer()
     if (tmrMain_ && !tmrMain_->enabled())
         tmrMain_->setEnabled(true);
     lblDotDotDot_->setText(lblDotDotDot_->text() + ".");
-    if (ctx_.g_blnCancelConnection) {
+    if (ctx_.cancelConnection) {
         if (tmrMain_)
             tmrMain_->setEnabled(false);
         tmrDotDotDot_->setEnabled(false);

@@ -1,13 +1,13 @@
 #pragma once
 // "Please Wait...": shown without blocking while a screen waits for an
 // adapter. Its dots move while the caller's wait lets messages run; its
-// Cancel (wireless adapters only) sets ctx.g_blnCancelConnection, and the
+// Cancel (wireless adapters only) sets ctx.cancelConnection, and the
 // dialog goes away at its next dot tick.
 //
 //     auto* dialog = frmConnectingDialog::Load(ctx, &mainWindow);
 //     dialog->lblAdapterName()->setText(name);
 //     dialog->show();
-//     ... wait, reading ctx.g_blnCancelConnection ...
+//     ... wait, reading ctx.cancelConnection ...
 //     frmConnectingDialog::Unload(dialog);   // a QPointer: it may be gone
 #include <QDialog>
 #include <QPointer>

@@ -388,8 +388,7 @@ void frmFlash::cmbWLPList_Click()
         return;
     }
     const auto i = static_cast<size_t>(index);
-    c.g_intWLPSelectedIndex = static_cast<int16_t>(index);
-    c.g_strWLPSelectedIP = c.g_astrWLPAddresses[i];
+    c.wirelessAddress = c.g_astrWLPAddresses[i];
     setAdapterRow(1, c.g_astrWLPNames[i]);
     setAdapterRow(2, i < c.g_astrWLPSerials.size() ? c.g_astrWLPSerials[i] : std::string());
     setAdapterRow(3, notPresent());
@@ -404,7 +403,7 @@ void frmFlash::cmbWLPList_Click()
     QPointer<frmConnectingDialog> waiting = frmConnectingDialog::Load(c, mainWindow().ownerWidget());
     waiting->lblAdapterName()->setText(qs(adapterRow(1)));
     waiting->show();
-    session_->beginWirelessRead(c.g_strWLPSelectedIP);
+    session_->beginWirelessRead(c.wirelessAddress);
     frmConnectingDialog::Unload(waiting);
     cmbWLPList_->setEnabled(true);
     setMainWindowEnabled(true);
@@ -428,11 +427,11 @@ void frmFlash::RefreshSelectedFile()
         SelectDefaultFile();
         return;
     }
-    if (FileSuitsAdapterKind(kind_, c.g_strFlashFileName)) {
+    if (FileSuitsAdapterKind(kind_, c.flashFileName)) {
         c.gbln_FileSelected = true;
-        SetFileName(c.g_strFlashFileName);
+        SetFileName(c.flashFileName);
     } else {
-        log("\"" + c.g_strFlashFileName + "\" does not suit " + FlashKindText(kind_));
+        log("\"" + c.flashFileName + "\" does not suit " + FlashKindText(kind_));
         c.gbln_FileSelected = false;
         clearFileInfo();
         SelectDefaultFile();
@@ -454,7 +453,7 @@ void frmFlash::SetFileName(const std::string& path)
 {
     Context& c = ctx();
     c.gbln_FileSelected = false;
-    c.g_strFlashFileName = path;
+    c.flashFileName = path;
     lblFileInfo_->setText(qs(LoadResString(Res::FilePrefix) + ShortenFilePath(path)));
     lblFileInfo_->setToolTip(qs(path));
     const FirmwareFileHeader header = ReadFirmwareFileHeader(c, path);
