@@ -230,6 +230,7 @@ private:
     // user cancelled.
     void endAfterSocketError(const std::string& why,
                              WirelessFlashOutcome outcome = WirelessFlashOutcome::SocketError);
+    void endTransfer(WirelessFlashOutcome outcome, const std::string& why);
     void endVersionRead(const std::string& why);
     void finish(WirelessFlashOutcome outcome, const std::string& why);
     void deactivate();

@@ -166,12 +166,8 @@ void WirelessFlash::endCorruptFile(const std::string& why)
     log(Warning, "corrupt file: " + why);
     deactivate();
     message(kCorruptFileText, MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, kCorruptFileTitle);
-    screen_.unloadProgressDialog();
-    file_.close();
     TCPSocket.close();
-    screen_.setMousePointer(kDefaultPointer);
-    screen_.returnToReadyState();
-    finish(WirelessFlashOutcome::CorruptFile, why);
+    endTransfer(WirelessFlashOutcome::CorruptFile, why);
 }
 
 void WirelessFlash::endRefusedRecord(const std::string& why)
@@ -185,11 +181,7 @@ void WirelessFlash::endRefusedRecord(const std::string& why)
         log(Warning, "the closing frame after the refusal could not be sent: " + TCPSocket.lastError());
     TCPSocket.close();
     message(kPowerCycleText, MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, LoadResString(Res::ProgramTitle));
-    screen_.unloadProgressDialog();
-    screen_.setMousePointer(kDefaultPointer);
-    file_.close();
-    screen_.returnToReadyState();
-    finish(WirelessFlashOutcome::RefusedRecord, why);
+    endTransfer(WirelessFlashOutcome::RefusedRecord, why);
 }
 
 void WirelessFlash::endTimedOut()
@@ -204,11 +196,7 @@ void WirelessFlash::endTimedOut()
     // its place and takes the retry from "????".
     TCPSocket.close();
     message(kHardFlashText, MsgBoxStyle::OkOnly + MsgBoxStyle::Critical, LoadResString(Res::ProgramTitle));
-    screen_.unloadProgressDialog();
-    screen_.setMousePointer(kDefaultPointer);
-    file_.close();
-    screen_.returnToReadyState();
-    finish(WirelessFlashOutcome::TimedOut, why);
+    endTransfer(WirelessFlashOutcome::TimedOut, why);
 }
 
 void WirelessFlash::endAfterSocketError(const std::string& why, WirelessFlashOutcome outcome)
@@ -221,6 +209,13 @@ void WirelessFlash::endAfterSocketError(const std::string& why, WirelessFlashOut
     }
     deactivate();
     TCPSocket.close();
+    endTransfer(outcome, why);
+}
+
+// What every failed flash does last, after its message: the screen back to
+// where another attempt can start.
+void WirelessFlash::endTransfer(WirelessFlashOutcome outcome, const std::string& why)
+{
     screen_.unloadProgressDialog();
     screen_.setMousePointer(kDefaultPointer);
     file_.close();
