@@ -1,30 +1,10 @@
 #include "doubles/lp2_in_process_driver.h"
 
-#include <algorithm>
+#include "platform/rp1210_call_buffer.h"
 
 namespace lp::sim {
 
-namespace {
-
-// The caller's bytes with room behind them, as the real binding passes
-// them; the caller gets back as many bytes as it gave.
-class CallBuffer {
-public:
-    CallBuffer(const std::string& bytes, size_t room) : length_(bytes.size()), data_(std::max(bytes.size(), room) + 256, '\0')
-    {
-        std::copy(bytes.begin(), bytes.end(), data_.begin());
-    }
-    char* data() { return data_.data(); }
-    std::string result() const { return std::string(data_.data(), length_); }
-
-private:
-    size_t length_;
-    std::vector<char> data_;
-};
-
-size_t room(int16_t size) { return size > 0 ? static_cast<size_t>(size) : 0; }
-
-} // namespace
+using Buffer = Rp1210CallBuffer;
 
 Lp2InProcessDriver::Lp2InProcessDriver(Lp2Model& adapter, VirtualSerialPorts* ports, int16_t port,
                                        Lp2DriverSettings settings)
@@ -92,7 +72,7 @@ DriverResult Lp2InProcessDriver::clientConnect(intptr_t, int16_t deviceId, std::
 {
     if (!enter("RP1210_ClientConnect"))
         return std::nullopt;
-    CallBuffer text(protocol, 0);
+    Buffer text(protocol, 0);
     return core_.clientConnect(deviceId, text.data());
 }
 
@@ -108,7 +88,7 @@ DriverResult Lp2InProcessDriver::sendMessage(int16_t clientId, std::string& mess
 {
     if (!enter("RP1210_SendMessage"))
         return std::nullopt;
-    CallBuffer buffer(message, room(messageSize));
+    Buffer buffer(message, Buffer::room(messageSize));
     return core_.sendMessage(clientId, buffer.data(), messageSize);
 }
 
@@ -116,7 +96,7 @@ DriverResult Lp2InProcessDriver::readMessage(int16_t clientId, std::string& mess
 {
     if (!enter("RP1210_ReadMessage"))
         return std::nullopt;
-    CallBuffer buffer(message, room(bufferSize));
+    Buffer buffer(message, Buffer::room(bufferSize));
     int16_t r = core_.readMessage(clientId, buffer.data(), bufferSize);
     message = buffer.result();
     return r;
@@ -127,7 +107,7 @@ DriverResult Lp2InProcessDriver::sendCommand(int16_t commandNumber, int16_t clie
 {
     if (!enter("RP1210_SendCommand"))
         return std::nullopt;
-    CallBuffer buffer(command, room(messageSize));
+    Buffer buffer(command, Buffer::room(messageSize));
     int16_t r = core_.sendCommand(commandNumber, clientId, buffer.data(), messageSize);
     command = buffer.result();
     return r;
@@ -138,7 +118,7 @@ bool Lp2InProcessDriver::readVersion(std::string& dllMajor, std::string& dllMino
 {
     if (!enter("RP1210_ReadVersion"))
         return false;
-    CallBuffer a(dllMajor, 0), b(dllMinor, 0), c(apiMajor, 0), d(apiMinor, 0);
+    Buffer a(dllMajor, 0), b(dllMinor, 0), c(apiMajor, 0), d(apiMinor, 0);
     core_.readVersion(a.data(), b.data(), c.data(), d.data());
     dllMajor = a.result();
     dllMinor = b.result();
@@ -151,7 +131,7 @@ DriverResult Lp2InProcessDriver::getErrorMsg(int16_t errorCode, std::string& mes
 {
     if (!enter("RP1210_GetErrorMsg"))
         return std::nullopt;
-    CallBuffer buffer(message, 81);
+    Buffer buffer(message, 81);
     int16_t r = core_.getErrorMsg(errorCode, buffer.data());
     message = buffer.result();
     return r;
@@ -161,7 +141,7 @@ DriverResult Lp2InProcessDriver::getHardwareStatus(int16_t clientId, std::string
 {
     if (!enter("RP1210_GetHardwareStatus"))
         return std::nullopt;
-    CallBuffer buffer(info, room(infoSize));
+    Buffer buffer(info, Buffer::room(infoSize));
     int16_t r = core_.getHardwareStatus(clientId, buffer.data(), infoSize);
     info = buffer.result();
     return r;

@@ -1,13 +1,13 @@
 #include "platform/rp1210_library.h"
 
-#include "core/ascii.h"
-
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
 #include <system_error>
 #include <vector>
 
+#include "core/ascii.h"
+#include "platform/rp1210_call_buffer.h"
 #include "ports/logger.h"
 #include "ports/rp1210_api.h"
 
@@ -35,9 +35,6 @@ constexpr EntryName kEntryNames[] = {
     {"RP1210_GetHardwareStatus", "_RP1210_GetHardwareStatus@16"},
 };
 
-// Room beyond what the caller asked for: a driver that writes one character
-// (or a terminator) too many writes into this instead of our heap.
-constexpr size_t kSlack = 256;
 // RP1210_GetErrorMsg writes up to 80 characters and a terminator.
 constexpr size_t kErrorMessageRoom = 81;
 
@@ -64,26 +61,6 @@ std::string fromDriverText(const std::string& ansi) { return convert(ansi, CP_AC
 std::string toDriverText(const std::string& text) { return text; }
 std::string fromDriverText(const std::string& text) { return text; }
 #endif
-
-// A caller's buffer as the driver gets it: the caller's bytes, then zeros up
-// to the room the call may use; afterwards the caller's length is copied
-// back, as a text passed by value keeps its length.
-class CallBuffer {
-public:
-    CallBuffer(const std::string& bytes, size_t room)
-        : length_(bytes.size()), data_(std::max(bytes.size(), room) + kSlack, '\0')
-    {
-        std::copy(bytes.begin(), bytes.end(), data_.begin());
-    }
-    char* data() { return data_.data(); }
-    std::string result() const { return std::string(data_.data(), length_); }
-
-private:
-    size_t length_;
-    std::vector<char> data_;
-};
-
-size_t room(int16_t declared) { return declared > 0 ? static_cast<size_t>(declared) : 0; }
 
 } // namespace
 
@@ -232,7 +209,7 @@ DriverResult Rp1210Library::clientConnect(intptr_t windowHandle, int16_t deviceI
     auto fn = reinterpret_cast<RP1210_ClientConnect_t>(entry(kConnect));
     if (!fn)
         return std::nullopt;
-    CallBuffer text(toDriverText(protocol), 0);
+    Rp1210CallBuffer text(toDriverText(protocol), 0);
     short r = fn(reinterpret_cast<Rp1210Hwnd>(windowHandle), deviceId, text.data(), txBufferSize, rcvBufferSize,
                  isAppPacketizingIncomingMsgs);
     protocol = fromDriverText(text.result());
@@ -253,7 +230,7 @@ DriverResult Rp1210Library::sendMessage(int16_t clientId, std::string& message, 
     auto fn = reinterpret_cast<RP1210_SendMessage_t>(entry(kSendMessage));
     if (!fn)
         return std::nullopt;
-    CallBuffer buffer(message, room(messageSize));
+    Rp1210CallBuffer buffer(message, Rp1210CallBuffer::room(messageSize));
     short r = fn(clientId, buffer.data(), messageSize, notifyStatusOnTx, blockOnSend);
     message = buffer.result();
     return static_cast<int16_t>(r);
@@ -265,7 +242,7 @@ DriverResult Rp1210Library::readMessage(int16_t clientId, std::string& message, 
     auto fn = reinterpret_cast<RP1210_ReadMessage_t>(entry(kReadMessage));
     if (!fn)
         return std::nullopt;
-    CallBuffer buffer(message, room(bufferSize));
+    Rp1210CallBuffer buffer(message, Rp1210CallBuffer::room(bufferSize));
     short r = fn(clientId, buffer.data(), bufferSize, blockOnRead);
     message = buffer.result();
     return static_cast<int16_t>(r);
@@ -277,7 +254,7 @@ DriverResult Rp1210Library::sendCommand(int16_t commandNumber, int16_t clientId,
     auto fn = reinterpret_cast<RP1210_SendCommand_t>(entry(kSendCommand));
     if (!fn)
         return std::nullopt;
-    CallBuffer buffer(command, room(messageSize));
+    Rp1210CallBuffer buffer(command, Rp1210CallBuffer::room(messageSize));
     short r = fn(commandNumber, clientId, buffer.data(), messageSize);
     command = buffer.result();
     return static_cast<int16_t>(r);
@@ -289,7 +266,7 @@ bool Rp1210Library::readVersion(std::string& dllMajor, std::string& dllMinor, st
     auto fn = reinterpret_cast<RP1210_ReadVersion_t>(entry(kReadVersion));
     if (!fn)
         return false;
-    CallBuffer a(toDriverText(dllMajor), 0), b(toDriverText(dllMinor), 0), c(toDriverText(apiMajor), 0),
+    Rp1210CallBuffer a(toDriverText(dllMajor), 0), b(toDriverText(dllMinor), 0), c(toDriverText(apiMajor), 0),
         d(toDriverText(apiMinor), 0);
     fn(a.data(), b.data(), c.data(), d.data());
     dllMajor = fromDriverText(a.result());
@@ -304,7 +281,7 @@ DriverResult Rp1210Library::getErrorMsg(int16_t errorCode, std::string& message)
     auto fn = reinterpret_cast<RP1210_GetErrorMsg_t>(entry(kGetErrorMsg));
     if (!fn)
         return std::nullopt;
-    CallBuffer buffer(toDriverText(message), kErrorMessageRoom);
+    Rp1210CallBuffer buffer(toDriverText(message), kErrorMessageRoom);
     short r = fn(errorCode, buffer.data());
     message = fromDriverText(buffer.result());
     return static_cast<int16_t>(r);
@@ -316,7 +293,7 @@ DriverResult Rp1210Library::getHardwareStatus(int16_t clientId, std::string& inf
     auto fn = reinterpret_cast<RP1210_GetHardwareStatus_t>(entry(kGetHardwareStatus));
     if (!fn)
         return std::nullopt;
-    CallBuffer buffer(toDriverText(info), room(infoSize));
+    Rp1210CallBuffer buffer(toDriverText(info), Rp1210CallBuffer::room(infoSize));
     short r = fn(clientId, buffer.data(), infoSize, blockOnRequest);
     info = fromDriverText(buffer.result());
     return static_cast<int16_t>(r);
