@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -117,16 +118,18 @@ struct RealRig : test::TestContext {
     }
 };
 
-// Runs a case's action under a gap meter; the longest gap must stay under the bound.
-void measure(const char* kind, const char* fault, const std::function<void()>& action)
+// Runs a case's action under a gap meter; the longest gap must stay under the
+// bound. The action's time in ms.
+double measure(const char* kind, const char* fault, const std::function<void()>& action)
 {
     test::GapMeter meter;
     const auto start = Clock::now();
     action();
     const double gap = meter.longestMs();
-    std::printf("[ gaps     ] %s / %s: longest gap %.1f ms over %.1f s\n", kind, fault, gap,
-                std::chrono::duration<double>(Clock::now() - start).count());
+    const double ms = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+    std::printf("[ gaps     ] %s / %s: longest gap %.1f ms over %.1f s\n", kind, fault, gap, ms / 1000);
     EXPECT_LT(gap, kLongestGapMs);
+    return ms;
 }
 
 } // namespace
@@ -174,7 +177,10 @@ TEST(ResponsiveFaults, SecondGenerationSummary)
 }
 
 // The Summary's reading of the compact adapter, with the connecting dialog
-// up and the main window disabled while the adapter fails it.
+// up and the main window disabled while the adapter fails it. A USB-serial
+// converter pulled out (the pty's other side closes and its dosdevices link
+// goes, as /dev/ttyUSB0 does) ends the reading at once rather than after the
+// time-outs, and the next reading finds no port.
 TEST(ResponsiveFaults, CompactSummary)
 {
     struct Case {
@@ -199,11 +205,22 @@ TEST(ResponsiveFaults, CompactSummary)
         ASSERT_TRUE(com3.linked) << com3.error;
         r.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM3,DEFAULT\r\n");
         if (c.pullAfterMs)
-            QTimer::singleShot(c.pullAfterMs, [&bridge] { bridge.stop(); });
+            QTimer::singleShot(c.pullAfterMs, [&] {
+                bridge.stop();
+                std::filesystem::remove(r.file("dosdevices/com3"));
+            });
 
-        measure("compact Summary", c.fault, [&] { r.open(); });
+        const double ms = measure("compact Summary", c.fault, [&] { r.open(); });
         EXPECT_EQ(r.rows(1, 3), "Not Present|Not Present|Not Present");
         EXPECT_EQ(r.messages(), "[" + CGPErrorText(1) + "]");
+        EXPECT_TRUE(r.main->isEnabled());
+        if (!c.pullAfterMs)
+            continue;
+        EXPECT_LT(ms, c.pullAfterMs + 1000) << "the hang-up, not the time-outs, ends the reading";
+        EXPECT_TRUE(r.log.contains("the device has gone away (hang-up)"));
+        r.main->SelectScreen("Summary");
+        EXPECT_EQ(r.rows(1, 3), "Not Present|Not Present|Not Present");
+        EXPECT_EQ(r.messages(), "[" + CGPErrorText(1) + "][" + CGPErrorText(1) + "]");
         EXPECT_TRUE(r.main->isEnabled());
     }
 }

@@ -153,10 +153,8 @@ TEST(Shell, FirstScreenFollowsTheStoredKindAndTheUpgradeSwitch)
         // The standard edition rewrites a stored compact adapter.
         Shell s("B&B SIP");
         s.load("/sipupgrade file.apf");
-        EXPECT_EQ(s.ctx.g_intToolkitMode, 1);
         EXPECT_EQ(s.registryText(kKey, "PrevAdapter"), "LPII SIP");
         EXPECT_TRUE(s.ctx.g_blnLP2Selected);
-        EXPECT_FALSE(s.ctx.g_blnCGPSelected);
         EXPECT_EQ(s.tag(), "Application Flash");
         EXPECT_EQ(static_cast<StandInScreen*>(s.main->activeChild())->initialiseCount(), 1);
         EXPECT_EQ(s.main->windowTitle(), "HVN Linkport Toolkit - Application Firmware Flash");

@@ -140,19 +140,12 @@ TEST(SummaryScreen, CompactRowsWithTheDialogUpAndTheWindowLockedWhileReading)
     EXPECT_TRUE(s.main->isEnabled());
     EXPECT_EQ(Summary::connecting(), nullptr);
 
-    adapter.setFault(CompactModel::Fault::Silence);
-    s.versions.files.clear();
-    s.main->SelectScreen("Summary");
-    EXPECT_EQ(s.values(1, 4), (Rows{kNP, kNP, kNP, kNP}));
-    EXPECT_EQ(s.prompts.boxes().size(), 1u) << "the link's own message only";
-
+    // (A silent adapter's rows and box: ResponsiveFaults.CompactSummary.)
     // Its loader answers (a flash did not finish): the link's box as ever,
     // and a row of its own says what to do, until the next reading.
-    s.prompts.clear();
-    adapter.setFault(CompactModel::Fault::None);
     adapter.setMode(CompactModel::Mode::Loader);
     s.main->SelectScreen("Summary");
-    EXPECT_EQ(s.prompts.boxes().size(), 1u);
+    EXPECT_EQ(s.prompts.boxes().size(), 1u) << "the link's own message only";
     EXPECT_EQ(s.screen().rowCaption(5) + ": " + s.screen().rowValue(5),
               "Adapter State: In its loader (COM3): the application firmware is not running. Flash the application "
               "firmware again.");

@@ -128,7 +128,7 @@ TEST(FaultInjection, CompactFlashEndsWithItsTextAtEveryPhase)
         add("silence", {.silentFromRecord = k}, 3);
         add("garbage", {.refusedRecord = k, .refusedReply = garbage}, 3);
         add("slow reply", {.slowRecord = k, .slowAckMs = 1000}, 0);
-        add("too slow", {.slowRecord = k, .slowAckMs = 4000}, 3);
+        add("too slow", {.slowRecord = k, .slowAckMs = 1800}, 3); // the time-out is 1.67 s
     }
 
     for (const CompactCase& c : cases) {
@@ -150,6 +150,11 @@ TEST(FaultInjection, CompactFlashEndsWithItsTextAtEveryPhase)
                     screen.timerOn);
         EXPECT_EQ(r.errorCode, c.code) << what;
         EXPECT_EQ(t.screens.selected, std::vector<std::string>(c.code == 2, "Preferences")) << what;
+        // A transfer that failed sent nothing after the unanswered record.
+        EXPECT_EQ(screen.readyStates, c.code == 3 ? 1 : 0) << what;
+        if (c.code == 3) {
+            EXPECT_EQ(model.recordsReceived, r.recordsSent + 1) << what;
+        }
     }
 }
 

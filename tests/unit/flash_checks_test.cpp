@@ -39,7 +39,7 @@ TEST(FlashChecks, FileLabelExtensionRuleAndPortText)
     for (auto [kind, file, ok] : suits)
         EXPECT_EQ(FileSuitsAdapterKind(kind, file), ok) << int(kind) << file;
 
-    EXPECT_EQ(PortNumberAfterM("COM12"), 12);
+    // (The port after the "M": the Summary's serial IP row on COM12.)
     EXPECT_EQ(UpdatingFirmwareText(FlashKind::WLP), "Updating Wireless Linkport Firmware...");
 }
 
