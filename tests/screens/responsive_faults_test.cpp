@@ -1,12 +1,9 @@
 // The window stays responsive while adapter faults play out on the real
-// screens, host and ports, in real time: a bare QTimer (which a delay does not
-// hold back) notes the longest time the event loop went without a turn.
+// Summary screen, host and serial ports, in real time: a bare QTimer (which a
+// delay does not hold back) notes the longest time the event loop went
+// without a turn. (The flash screen's: the flash fault table's screen rows.)
 #include <gtest/gtest.h>
 
-#include <QApplication>
-#include <QLabel>
-#include <QPushButton>
-#include <QTreeWidget>
 #include <QTimer>
 
 #include <chrono>
@@ -16,24 +13,17 @@
 #include <memory>
 #include <string>
 
-#include "ui/screens/frmFlash.h"
 #include "ui/screens/frmVersion.h"
 #include "adapters/compact/modCGP.h"
 #include "gap_meter.h"
 #include "modal.h"
 #include "models/compact_model.h"
-#include "models/firmware_image.h"
 #include "doubles/lp2_in_process_driver.h"
 #include "models/lp2_model.h"
-#include "models/wireless_model.h"
 #include "platform/qt/qt_host.h"
 #include "platform/qt/qt_serial_port.h"
-#include "platform/qt/qt_tcp_socket.h"
-#include "realtime/tcp_model_server.h"
 #include "qt_support/pty_serial_rig.h"
-#include "ui/dialogs/frmExitReturnDialog.h"
 #include "ui/frmParent.h"
-#include "stand_in_screen.h"
 #include "support/require.h"
 #include "support/test_context.h"
 
@@ -49,30 +39,18 @@ using Clock = std::chrono::steady_clock;
 constexpr double kLongestGapMs = 250;
 
 // A context whose ports are the real ones: the Qt host, serial ports that
-// COMn leads to through the dosdevices folder, Qt sockets.
+// COMn leads to through the dosdevices folder.
 struct RealRig : test::TestContext {
     QtHost host;
     QtSerialPorts serial{&log};
-    QtTcpSockets tcp{&host};
     std::unique_ptr<frmParent> main;
-    std::vector<std::string> dialogTexts; // exit/return dialogs, closed as they come
-    QTimer modalPoll;
 
     RealRig(const std::string& kind, const std::string& commandLine)
     {
         setRegistryText("SOFTWARE\\Halvorn Inc.\\Linkport Toolkit", "PrevAdapter", kind);
         ctx.ports.host = &host;
         ctx.ports.serialPorts = &serial;
-        ctx.ports.tcpSockets = &tcp;
         ctx.commandLine = commandLine;
-        modalPoll.setInterval(0);
-        QObject::connect(&modalPoll, &QTimer::timeout, [this] {
-            if (auto* d = qobject_cast<frmExitReturnDialog*>(QApplication::activeModalWidget())) {
-                dialogTexts.push_back(d->findChild<QLabel*>("lblMessage")->text().toStdString());
-                d->reject();
-            }
-        });
-        modalPoll.start();
     }
     ~RealRig()
     {
@@ -80,23 +58,11 @@ struct RealRig : test::TestContext {
         test::flushPosted();
     }
     // The main window with its first screen, the Summary, which reads the
-    // adapter as it is shown; with `pick`, the Summary is a placeholder and
-    // the flash screen opens with `pick` as the chosen file.
-    void open(const std::string& pick = {})
+    // adapter as it is shown.
+    void open()
     {
-        ShellOptions options{.instanceLockPath = file("instance")};
-        if (!pick.empty()) {
-            options.screens.children["Summary"] = [](Context& c, MainWindow& m) -> ChildScreen* {
-                return new StandInScreen(c, m, "Summary", "frmVersion", "Summary");
-            };
-            options.screens.children["Application Flash"] = [pick](Context& c, MainWindow& m) -> ChildScreen* {
-                return new frmFlash(c, m, {.selectFile = [pick](frmFlash& s) { s.SetFileName(pick); }});
-            };
-        }
-        main = std::make_unique<frmParent>(ctx, std::move(options));
+        main = std::make_unique<frmParent>(ctx, ShellOptions{.instanceLockPath = file("instance")});
         main->MDIForm_Load();
-        if (!pick.empty())
-            main->SelectScreen("Application Flash");
     }
     frmVersion* summary() const { return qobject_cast<frmVersion*>(main->activeChild()); }
     std::string rows(int first, int last) const
@@ -106,13 +72,11 @@ struct RealRig : test::TestContext {
             s += (row > first ? "|" : "") + (summary() ? summary()->rowValue(row) : std::string("?"));
         return s;
     }
-    // Every message shown, boxes and exit/return dialogs alike.
+    // Every box shown.
     std::string messages() const
     {
         std::string s;
         for (const std::string& p : prompts.prompts())
-            s += "[" + p + "]";
-        for (const std::string& p : dialogTexts)
             s += "[" + p + "]";
         return s;
     }
@@ -138,22 +102,18 @@ double measure(const char* kind, const char* fault, const std::function<void()>&
 // waited for 250 ms) while the adapter fails it; the driver answers.
 TEST(ResponsiveFaults, SecondGenerationSummary)
 {
-    struct Case {
-        const char* fault;
-        std::function<void(Lp2ModelConfig&)> inject;
-        int pullAfterMs; // the cable is pulled this long after the screen starts reading (0: never)
+    const std::pair<const char*, std::function<void(Lp2ModelConfig&)>> cases[] = {
+        {"silence", [](Lp2ModelConfig& c) { c.leave.fault = c.query.fault = c.back.fault = Lp2ReplyFault::Silent; }},
+        {"garbage", [](Lp2ModelConfig& c) { c.query = {Lp2ReplyFault::Custom, 0, {0x13, 0x37, 0xFF, 0x00}}; }},
+        {"slow reply", [](Lp2ModelConfig& c) { c.replyDelayUs = 400'000; }},
+        {"dropped link", nullptr}, // the cable pulled 2.1 s into the reading
     };
-    const Case cases[] = {
-        {"silence", [](Lp2ModelConfig& c) { c.leave.fault = c.query.fault = c.back.fault = Lp2ReplyFault::Silent; }, 0},
-        {"garbage", [](Lp2ModelConfig& c) { c.query = {Lp2ReplyFault::Custom, 0, {0x13, 0x37, 0xFF, 0x00}}; }, 0},
-        {"slow reply", [](Lp2ModelConfig& c) { c.replyDelayUs = 400'000; }, 0},
-        {"dropped link", [](Lp2ModelConfig&) {}, 2100},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.fault);
+    for (const auto& [fault, inject] : cases) {
+        SCOPED_TRACE(fault);
         RealRig r("LPII SIP", "");
         Lp2ModelConfig config;
-        c.inject(config);
+        if (inject)
+            inject(config);
         Lp2Model adapter(config);
         PtyBridge bridge(adapter);
         test::PtyComPort com5(bridge, r.dir.path(), 5);
@@ -163,10 +123,10 @@ TEST(ResponsiveFaults, SecondGenerationSummary)
         driver.setAdapterCall([&bridge](const std::function<void()>& fn) { bridge.scheduler().call(fn); });
         r.ctx.ports.rp1210 = &driver;
         r.writeWindowsFile("LP2RP32.INI", lp2DriverIni({.deviceParams = "COM5,9600"}));
-        if (c.pullAfterMs)
-            QTimer::singleShot(c.pullAfterMs, [&bridge] { bridge.stop(); });
+        if (!inject)
+            QTimer::singleShot(2100, [&bridge] { bridge.stop(); });
 
-        measure("second-generation Summary", c.fault, [&] { r.open(); });
+        measure("second-generation Summary", fault, [&] { r.open(); });
         // The driver's versions stand; the serial IP's row says what any
         // version that did not come says.
         EXPECT_EQ(r.rows(1, 5), "3.0|1.8|1.2|1.12|Not Present");
@@ -183,103 +143,39 @@ TEST(ResponsiveFaults, SecondGenerationSummary)
 // time-outs, and the next reading finds no port.
 TEST(ResponsiveFaults, CompactSummary)
 {
-    struct Case {
-        const char* fault;
-        CompactModel::Fault inject;
-        int pullAfterMs;
+    using Fault = CompactModel::Fault;
+    const std::pair<const char*, Fault> cases[] = {
+        {"silence", Fault::Silence}, {"garbage", Fault::Garbage}, {"slow reply", Fault::SlowReply},
+        {"dropped link", Fault::None}, // pulled 300 ms into the reading
     };
-    const Case cases[] = {
-        {"silence", CompactModel::Fault::Silence, 0},
-        {"garbage", CompactModel::Fault::Garbage, 0},
-        {"slow reply", CompactModel::Fault::SlowReply, 0},
-        {"dropped link", CompactModel::Fault::None, 300},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.fault);
+    for (const auto& [fault, inject] : cases) {
+        SCOPED_TRACE(fault);
+        const int pullAfterMs = inject == Fault::None ? 300 : 0;
         RealRig r("B&B SIP", "/CLP");
         CompactModel adapter;
-        adapter.setFault(c.inject);
+        adapter.setFault(inject);
         PtyBridge bridge(adapter);
         test::PtyComPort com3(bridge, r.dir.path(), 3);
         LP_REQUIRE(!com3.noPty, "a pseudo-terminal: " << com3.error);
         ASSERT_TRUE(com3.linked) << com3.error;
         r.writeWindowsFile("CLPRP32.INI", "[DeviceInformation3]\r\nDeviceParams=COM3,DEFAULT\r\n");
-        if (c.pullAfterMs)
-            QTimer::singleShot(c.pullAfterMs, [&] {
+        if (pullAfterMs)
+            QTimer::singleShot(pullAfterMs, [&] {
                 bridge.stop();
                 std::filesystem::remove(r.file("dosdevices/com3"));
             });
 
-        const double ms = measure("compact Summary", c.fault, [&] { r.open(); });
+        const double ms = measure("compact Summary", fault, [&] { r.open(); });
         EXPECT_EQ(r.rows(1, 3), "Not Present|Not Present|Not Present");
         EXPECT_EQ(r.messages(), "[" + CGPErrorText(1) + "]");
         EXPECT_TRUE(r.main->isEnabled());
-        if (!c.pullAfterMs)
+        if (!pullAfterMs)
             continue;
-        EXPECT_LT(ms, c.pullAfterMs + 1000) << "the hang-up, not the time-outs, ends the reading";
+        EXPECT_LT(ms, pullAfterMs + 1000) << "the hang-up, not the time-outs, ends the reading";
         EXPECT_TRUE(r.log.contains("the device has gone away (hang-up)"));
         r.main->SelectScreen("Summary");
         EXPECT_EQ(r.rows(1, 3), "Not Present|Not Present|Not Present");
         EXPECT_EQ(r.messages(), "[" + CGPErrorText(1) + "][" + CGPErrorText(1) + "]");
         EXPECT_TRUE(r.main->isEnabled());
-    }
-}
-
-// The wireless flash from Begin Flash on the flash screen, the adapter
-// failing at the second record.
-TEST(ResponsiveFaults, WirelessFlash)
-{
-    const std::string succeeded =
-        "[Flash Completed Successfully!\n\nYou can now go to Toolkit, return to Flash, or Exit the program.]";
-    struct Case {
-        const char* fault;
-        std::function<void(WirelessLoaderFaults&)> inject;
-        std::string ending;
-    };
-    const Case cases[] = {
-        {"silence", [](WirelessLoaderFaults& f) { f.silentFromRecord = 2; },
-         "[Error while programming device.  Please retry!]"},
-        {"garbage", [](WirelessLoaderFaults& f) { f.refuseRecord = 2; },
-         "[An error occured while flashing the Wireless Linkport.\r\nPlease power cycle the adapter manually.]"},
-        {"slow reply", [](WirelessLoaderFaults& f) { f.slowRecord = 2, f.slowAckUs = 1'000'000; }, succeeded},
-        {"dropped link", [](WirelessLoaderFaults& f) { f.dropAtRecord = 2; },
-         "[Error# 10054\r\nThe connection was closed by the remote host]"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.fault);
-        RealRig r("WLP", "");
-        // An address of its own, so that parallel test programs need not
-        // take turns at 127.0.0.2.
-        const std::string address = "127.0.0.61";
-        // After the flash it runs the file's 1.8.
-        WirelessModel adapter(
-            {.address = address, .restartUs = 300'000, .hexVersionAfterFlash = {{0x01, 0x08, 0x00}}});
-        c.inject(adapter.loaderFaults());
-        TcpModelServer server(adapter, address);
-        std::string error;
-        ASSERT_TRUE(server.start(&error)) << error;
-        r.writeWindowsFile("LPIPRP32.INI", "[AdditionalDevices]\r\nDeviceNames=Yard;\r\nDeviceParams=" + address
-                                               + ":12321;\r\nSerialNumbers=WLP0000001;\r\n[DeviceInformation1]\r\n"
-                                                 "DeviceName=Yard\r\n");
-        const std::string path = r.file("wlp.hex");
-        test::writeFile(path, firmwareFileText(pseudoRandomImage(4 * 16)));
-        r.open(path);
-        auto* screen = qobject_cast<frmFlash*>(r.main->activeChild());
-        ASSERT_NE(screen, nullptr);
-        // The screen reads the adapter's versions first; the hardware row comes last.
-        auto* rows = screen->findChild<QTreeWidget*>("tlstFlash");
-        ASSERT_TRUE(r.host.waitUntil([&] { return rows->topLevelItem(2)->text(1) == "1.10"; }, 5000));
-
-        measure("wireless flash", c.fault, [&] {
-            screen->findChild<QPushButton*>("cmdBeginFlash")->click();
-            r.host.waitUntil([&] { return !screen->flashRunning(); }, 30'000);
-        });
-        EXPECT_FALSE(screen->flashRunning());
-        EXPECT_EQ(r.messages(), c.ending);
-        EXPECT_TRUE(r.main->isEnabled());
-        bool connected = true;
-        r.host.sleepMilliseconds(100); // the close reaches the adapter
-        server.call([&] { connected = adapter.isConnected(); });
-        EXPECT_FALSE(connected) << "the flash's connection is closed";
     }
 }

@@ -18,9 +18,6 @@ using namespace lp::sim;
 
 namespace {
 
-const std::string kSuccess =
-    "Flash Completed Successfully!\r\n\r\nYou can now go to Toolkit, return to Flash, or Exit the program.";
-
 struct CompactFlashTest : ::testing::Test {
     test::TestContext t;
     CompactModel adapter{{.mode = CompactModel::Mode::Loader}};
@@ -79,9 +76,8 @@ TEST_F(CompactFlashTest, LoaderAlreadyRunningFlashesAtWireSpeedOnTimerTicks)
     EXPECT_TRUE(r.succeeded);
     EXPECT_TRUE(r.loaderWasRunning);
     EXPECT_EQ(r.transferBaud, 57600);
-    EXPECT_EQ(screen.exitDialogs, std::vector<std::string>{kSuccess});
-    EXPECT_TRUE(t.prompts.boxes().empty());
-    // (The progress it reports: flash_session_test.cpp.)
+    // (The closing text: fault_injection_test.cpp; the progress it reports:
+    // flash_session_test.cpp.)
     // No wake and no switch frame: the loader answered the first burst.
     EXPECT_TRUE(adapter.framesReceived.empty());
     // ":00000001FF" does not pass the end-record test: it went out as data.
