@@ -147,15 +147,9 @@ TEST(Cli, AdapterTestResultsAndAdaptersThatDoNotAnswer)
     EXPECT_EQ(results(passed), "Passed Green|Passed Green|Passed Green|Passed Green|Passed Green");
     EXPECT_EQ(str(passed.json["results"].toArray()[2].toObject()["caption"]), "J1708 Communication:");
 
-    auto sim = simulator({"--lp2", "--lp2-connect-error=J1708:443", "--select=lp2"});
-    ASSERT_TRUE(sim);
-    const CliRun mismatch = linkport(home, {"test", "--json"});
-    EXPECT_EQ(mismatch.code, 1);
-    EXPECT_EQ(results(mismatch), "Passed Green|443 Red|Untested White|Untested White|Untested White");
-
-    // No power: the driver opens no client, and nothing passes.
-    sim.reset();
-    sim = simulator({"--lp2", "--lp2-silent", "--select=lp2"});
+    // No power: the driver opens no client, and nothing passes. (Which
+    // check fails for which driver answer: the adapter test screen's table.)
+    auto sim = simulator({"--lp2", "--lp2-silent", "--select=lp2"});
     ASSERT_TRUE(sim);
     const CliRun silent = linkport(home, {"test", "--json"});
     EXPECT_EQ(silent.code, 1);

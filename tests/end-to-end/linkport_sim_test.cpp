@@ -106,6 +106,7 @@ TEST(LinkportSim, ServesEveryAdapterThroughTheProgramsPortsUntilInterrupted)
     ASSERT_TRUE(b.socket->connect());
     ASSERT_TRUE(real.host.waitUntil([&] { return a.socket->state() != 6 && b.socket->state() != 6; }, 5000));
     EXPECT_EQ(b.socket->state(), 9);
+    EXPECT_EQ(b.errors.at(0).first, 10061) << "refused, in the Windows number";
     ASSERT_EQ(a.socket->state(), 7);
     a.socket->sendData(test::kAskHexVersion);
     ASSERT_TRUE(real.host.waitUntil([&] { return a.data.size() >= 8; }, 5000));

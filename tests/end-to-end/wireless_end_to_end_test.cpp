@@ -77,10 +77,14 @@ TEST(WirelessEndToEnd, TwoAdaptersAnswerTheQtSocketOnLoopback)
     EXPECT_EQ(framesA, 3);
 }
 
-TEST(WirelessEndToEnd, RefusedAndDroppedConnectionsReportWindowsSocketErrors)
+// (A refused connection on a real socket: LinkportSim's refusing adapter and
+// the flash fault table's "Error# 10061"; its text comes from the number as
+// on the in-process network, VirtualTcp.)
+TEST(WirelessEndToEnd, ADroppedConnectionDeliversWhatCameBeforeItsError)
 {
     WirelessModel model;
-    model.setFault(WirelessFault::RefuseConnections);
+    model.setFault(WirelessFault::DropMidReply);
+    model.setDropAfterBytes(7);
     EXPECT_FALSE(TcpModelServer(model, "192.168.1.20").start());
     EXPECT_FALSE(TcpModelServer(model, "127.0.1.3").start());
     TcpModelServer server(model, "127.0.0.3");
@@ -92,24 +96,10 @@ TEST(WirelessEndToEnd, RefusedAndDroppedConnectionsReportWindowsSocketErrors)
     WatchedSocket w(sockets, "127.0.0.3");
     ASSERT_TRUE(w.socket->connect());
     ASSERT_TRUE(host.waitUntil([&] { return w.socket->state() != 6; }, 5000));
-    EXPECT_EQ(w.socket->state(), 9);
-    ASSERT_EQ(w.errors.size(), 1u);
-    EXPECT_EQ(w.errors[0].first, 10061);
-    EXPECT_EQ(w.errors[0].second, "The connection was refused by the remote host");
-
-    // The adapter takes connections again, then drops one in mid-reply: the
-    // part that came is delivered before the error.
-    server.call([&] {
-        model.setFault(WirelessFault::DropMidReply);
-        model.setDropAfterBytes(7);
-    });
-    w.socket->close();
-    ASSERT_TRUE(w.socket->connect());
-    ASSERT_TRUE(host.waitUntil([&] { return w.socket->state() != 6; }, 5000));
     ASSERT_EQ(w.socket->state(), 7);
     ASSERT_TRUE(w.socket->sendData(kAskIdentity));
-    ASSERT_TRUE(host.waitUntil([&] { return w.errors.size() == 2; }, 5000));
-    EXPECT_EQ(w.errors[1].first, 10054);
+    ASSERT_TRUE(host.waitUntil([&] { return !w.errors.empty(); }, 5000));
+    EXPECT_EQ(w.errors[0].first, 10054);
     EXPECT_EQ(w.socket->state(), 9);
     EXPECT_FALSE(w.arrivals.empty());
     EXPECT_EQ(WLPParseIdentityText(w.take()), "01");

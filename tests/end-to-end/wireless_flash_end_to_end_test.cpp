@@ -27,7 +27,7 @@ TEST(WirelessFlashEndToEnd, SixtyFourKibibytesOverLoopbackIncludingTheRestart)
     test::writeFile(path, firmwareFileText(image));
 
     // The application runs: the switch to the loader comes first.
-    WirelessModel model({.hexVersionAfterFlash = std::array<uint8_t, 3>{0x02, 0x00, 0x01}});
+    WirelessModel model;
     TcpModelServer server(model, "127.0.0.5");
     std::string error;
     ASSERT_TRUE(server.start(&error)) << error;
@@ -43,11 +43,8 @@ TEST(WirelessFlashEndToEnd, SixtyFourKibibytesOverLoopbackIncludingTheRestart)
     const WirelessFlashResult result = RunWirelessFlash(ctx, *socket, screen, "127.0.0.5", path);
 
     EXPECT_EQ(result.outcome, WirelessFlashOutcome::Succeeded) << result.reason;
+    // (The counts, the version after and the dialogs: WirelessFlash on virtual time.)
     EXPECT_TRUE(result.bootSwitched);
-    EXPECT_EQ(result.recordsSent, 4097);
-    EXPECT_EQ(result.resends, 0);
-    EXPECT_EQ(result.versionAfter, "02.00.01");
-    EXPECT_EQ(screen.exitDialogs.size(), 1u);
     EXPECT_TRUE(prompts.boxes().empty());
     std::map<uint32_t, uint8_t> kept;
     int restarts = 0, connections = 0;

@@ -116,11 +116,8 @@ TEST(FaultInjection, SecondGenerationEndsWithAKnownOutcomeAtEveryPhase)
     const std::string ok = "3.0|1.8|1.2|1.12|01.07.12", blanks = "32.32|32.32|32.32|1.12|NP";
     auto unpower = [](Rig& r) { r.adapter.config().unpowered = true; };
     const std::vector<Case> cases{
-        {"connect", "silence", Run::Summary,
-         [](Rig& r) { r.driver.settings().connectErrors["SIP"] = Rp1210Code::HardwareNotResponding; },
-         "NP|NP|NP|1.12|NP +103/142"},
-        // No power: the driver's own hand-shake goes unanswered, so it
-        // opens no client and says why.
+        // No power (silence): the driver's own hand-shake goes unanswered, so
+        // it opens no client and says why.
         {"connect", "no power", Run::Summary, unpower, "NP|NP|NP|1.12|NP +103/142"},
         {"connect", "no power", Run::Test, unpower, "142|Untested|Untested|Untested|Untested"},
         {"connect", "no power", Run::Flash, unpower, "not started +103/142"},

@@ -180,10 +180,9 @@ TEST(WirelessAdapterList, EditsAreCheckedAndOnlyTheListsAndTheChoiceAreWritten)
     ASSERT_EQ(list.size(), 2);
     EXPECT_EQ(list.selected(), 1) << "the chosen name is compared trimmed";
 
-    // Refusals leave the list as it was.
-    EXPECT_FALSE(list.add("van 1", "10.0.0.9", ""));
-    EXPECT_NE(list.add("VAN 1", "10.0.0.9", "").message.find("\"Van 1\" is already"), std::string::npos);
-    EXPECT_FALSE(list.add("Van 3", "10.0.0.999", ""));
+    // Refusals leave the list as it was. (Their messages, a bad address
+    // among them: the picker's tests.)
+    EXPECT_FALSE(list.add("VAN 1", "10.0.0.9", ""));
     EXPECT_FALSE(list.add("Van;3", "10.0.0.9", ""));
     EXPECT_FALSE(list.add("   ", "10.0.0.9", ""));
     EXPECT_FALSE(list.add("Van 3", "10.0.0.9", "S;3"));
