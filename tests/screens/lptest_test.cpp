@@ -91,7 +91,8 @@ TEST(LPTestScreen, LoadsUntestedAndSetsResultsByIndexAndColourWord)
 TEST(LPTestScreen, ResultsFollowTheDriversAnswers)
 {
     // J1708 passes on the fifth character of the hardware status; a short
-    // status has none, which counts as greater.
+    // status has none, which counts as greater. (Another code at J1708 and a
+    // fifth character "0": the fault table; one at J1939: the run below.)
     const std::string j1708Failed = "Passed:G Passed:G Untested:W Untested:W Untested:W";
     const struct {
         std::deque<int16_t> connectResults;           // instead of a client: 0 to 127 open that one
@@ -104,11 +105,8 @@ TEST(LPTestScreen, ResultsFollowTheDriversAnswers)
         {{127, 127, 127, 127}, {}, "", kAllPassed, 4},
         {{128}, {}, "", "128:R Untested:W Untested:W Untested:W Untested:W", 1},
         {{}, {{"J1708", 443}}, "", "Passed:G 443:R Untested:W Untested:W Untested:W", 2},
-        {{}, {{"J1939", 141}}, "", "Passed:G Passed:G Passed:G Untested:W 141:R", 3},
         {{}, {{"HVN", 443}}, "", "Passed:G 443:R Passed:G Untested:W Passed:G", 4},
-        {{}, {{"J1708", 136}}, "", "Passed:G Passed:G 136:R Untested:W Untested:W", 2},
         {{}, {}, "LP2", kAllPassed, 4},
-        {{}, {}, "....0", j1708Failed, 2},
         {{}, {}, "....5", kAllPassed, 4},
         {{}, {}, "....a", kAllPassed, 4},
         {{}, {}, "....-", kAllPassed, 4},

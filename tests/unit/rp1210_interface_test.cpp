@@ -64,8 +64,8 @@ TEST_F(Rp1210Layer, ProtocolListAndDeviceEdgeCases)
         std::string vendor, rest;
         int16_t result, deviceId; // deviceId -1: the driver is not called
     } cases[] = {
-        {"no Protocols: \"Not Found\" is one item that matches nothing", "Version=1.8-B2", sipOn + device1 + "1",
-         -1, -1},
+        {"no Protocols: \"Not Found\" is one item that matches nothing", "Version=1.8-B2",
+         sipOn + device1 + "1", -1, -1},
         {"the first match in list order wins", "Protocols=2,1", sipOn + device1 + "1", 0, 7},
         {"\"abc\" has the numeric value 0", "Protocols=1,2", sipOn + device1 + "abc", 134, 0},
         {"rounded half to even", "Protocols=1", sipOn + device1 + "2.5", 0, 2},
