@@ -45,14 +45,21 @@ struct Lp2Link : ::testing::Test {
 
 // A driver whose RP1210_ReadVersion gives back exactly "1" and "1", as the
 // driver of release 1.8-B2 was known to report itself.
-struct ReportsOneDotOne final : Lp2InProcessDriver {
-    using Lp2InProcessDriver::Lp2InProcessDriver;
+class ReportsOneDotOne final : public Rp1210Driver {
+public:
+    DriverResult clientConnect(intptr_t, int16_t, std::string&, int32_t, int32_t, int16_t) override { return {}; }
+    DriverResult clientDisconnect(int16_t) override { return {}; }
+    DriverResult sendMessage(int16_t, std::string&, int16_t, int16_t, int16_t) override { return {}; }
+    DriverResult readMessage(int16_t, std::string&, int16_t, int16_t) override { return {}; }
+    DriverResult sendCommand(int16_t, int16_t, std::string&, int16_t) override { return {}; }
     bool readVersion(std::string& a, std::string& b, std::string&, std::string&) override
     {
         a = "1";
         b = "1";
         return true;
     }
+    DriverResult getErrorMsg(int16_t, std::string&) override { return {}; }
+    DriverResult getHardwareStatus(int16_t, std::string&, int16_t, int16_t) override { return {}; }
 };
 
 } // namespace
@@ -142,7 +149,7 @@ TEST_F(Lp2Link, DriverVersionAndItsOneMapping)
     driver.settings().dllMinor = "1";
     EXPECT_EQ(LP2DriverVersion(ctx), "1.1 ") << "taken as the driver left the two-character buffer";
 
-    ReportsOneDotOne oneDotOne{adapter, &t.serialPorts, 5};
+    ReportsOneDotOne oneDotOne;
     ctx.ports.rp1210 = &oneDotOne;
     EXPECT_EQ(LP2DriverVersion(ctx), "1.8");
     ini({.version = "1.8-B3"});

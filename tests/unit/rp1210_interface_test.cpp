@@ -62,13 +62,13 @@ TEST_F(Rp1210Layer, ProtocolListAndDeviceEdgeCases)
     const struct {
         const char* why;
         std::string vendor, rest;
-        int16_t result, deviceId; // deviceId -1: the driver is not called
+        int16_t result, deviceId; // deviceId -1: the driver is not called; it knows device 1 only
     } cases[] = {
         {"no Protocols: \"Not Found\" is one item that matches nothing", "Version=1.8-B2",
          sipOn + device1 + "1", -1, -1},
-        {"the first match in list order wins", "Protocols=2,1", sipOn + device1 + "1", 0, 7},
+        {"the first match in list order wins", "Protocols=2,1", sipOn + device1 + "1", 134, 7},
         {"\"abc\" has the numeric value 0", "Protocols=1,2", sipOn + device1 + "abc", 134, 0},
-        {"rounded half to even", "Protocols=1", sipOn + device1 + "2.5", 0, 2},
+        {"rounded half to even", "Protocols=1", sipOn + device1 + "2.5", 134, 2},
         {"Devices is one whole value", "Protocols=1",
          "[ProtocolInformation1]\r\nProtocolString=SIP\r\nDevices=1,2\r\n" + device1 + "1", -1, -1},
         {"no 16-bit device id", "Protocols=1", sipOn + device1 + "70000", -1, -1},
