@@ -80,8 +80,9 @@ TEST_F(Rp1210Layer, ProtocolListAndDeviceEdgeCases)
         const size_t connects = driver.core().connects.size();
         EXPECT_EQ(RP1210Connect(ctx, "SIP"), c.result);
         EXPECT_EQ(driver.core().connects.size(), connects + (c.deviceId >= 0));
-        if (c.deviceId >= 0)
+        if (c.deviceId >= 0) {
             EXPECT_EQ(lastConnect().deviceId, c.deviceId);
+        }
         RP1210Disconnect(ctx);
     }
 }
