@@ -15,8 +15,8 @@ namespace lp {
 // count's wrap.
 uint32_t FlashTicksSince(Host& host, int32_t start);
 
-// A moment noted on the seconds-since-midnight timer (what the flashes have
-// always measured their time-outs with) and on the tick count beside it.
+// A moment noted on the seconds-since-midnight timer (the clock the flashes'
+// time-outs are defined on) and on the tick count beside it.
 struct FlashStamp {
     double timer = 0;
     int32_t tick = 0;

@@ -18,8 +18,8 @@ std::string GetFileVersion(Context& ctx, const std::string& path);
 std::string FormatFileVersion(int32_t fileVersionMS, int32_t fileVersionLS);
 
 // The word helpers. HiWord divides by 65535, not 65536, and takes one
-// off a negative value: the shown versions have always been computed so, and
-// they must not change under the users' feet.
+// off a negative value: the versions users compare with their records are
+// computed so, and must not change under their feet.
 int32_t HiWord(int32_t value);
 int16_t LoWord(int32_t value);
 

@@ -56,7 +56,8 @@ SummaryLayout SummaryLayoutFor(const std::string& deviceKind)
                 {"Adapter Name (IP Address)", "IP Address", "Serial Number", "Hardware Version",
                  "Application Firmware Version", "Boot Firmware Version", "PC Driver Version"}};
     if (deviceKind == kKindCompact)
-        // No colon here, unlike the other two headings; it has always read so.
+        // No colon here, unlike the other two headings: users know the
+        // heading as it stands.
         return {LoadResString(Res::CompactName) + " Information",
                 {"Hardware Version", "Application Firmware Version", "Serial Number", LoadResString(Res::CompactDriverVersionCaption)}};
     if (deviceKind == kKindLP2)

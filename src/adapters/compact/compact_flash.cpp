@@ -72,8 +72,8 @@ struct CompactFlash::Fault {
     std::string what;
 };
 
-// Time since a noted moment on the seconds-since-midnight timer, the way the
-// flash has always measured its time-outs.
+// Time since a noted moment on the seconds-since-midnight timer, the clock
+// the flash's time-outs are defined on.
 class CompactFlash::Stopwatch {
 public:
     explicit Stopwatch(Host& host) : host_(host), start_(FlashStamp::now(host)) {}
