@@ -67,8 +67,9 @@ std::vector<uint8_t> RecordToBytes(std::string_view line, bool withMark);
 
 // The end-record test of the flashes: characters 7 and 8 are "01". On a
 // standard record those are the last address digit and the first type digit,
-// so the standard end-of-file record ":00000001FF" does NOT match. The
-// adapters' loaders expect exactly this test, so it is not "corrected".
+// so the standard end-of-file record ":00000001FF" does NOT match. Which
+// lines a flash sends follows exactly this test; changing it would change
+// what reaches the adapter, so it is not "corrected".
 bool IsEndRecordLine(std::string_view line);
 
 // Where the record count stops: characters 2 to 8 are "0000000" (true of
